@@ -1,0 +1,21 @@
+# Libraries from outside, as imported targets.
+include(GNUInstallDirs)
+find_package(Threads REQUIRED)
+find_package(OpenSSL REQUIRED)
+find_package(SQLite3 REQUIRED)
+find_package(SQLiteCpp REQUIRED)
+find_package(CURL REQUIRED)
+find_package(spdlog REQUIRED)
+find_package(jsoncpp REQUIRED)
+find_package(CLI11 REQUIRED)
+find_package(PkgConfig REQUIRED)
+pkg_check_modules(MICROHTTPD REQUIRED IMPORTED_TARGET libmicrohttpd)
+pkg_check_modules(GIO REQUIRED IMPORTED_TARGET gio-2.0)
+pkg_check_modules(INIH REQUIRED IMPORTED_TARGET inih)
+
+# The package file of cpprestsdk asks for parts that are not used here; the library alone is enough.
+find_library(ZELKOR_CPPREST_LIBRARY cpprest REQUIRED)
+find_path(ZELKOR_CPPREST_INCLUDE cpprest/json.h REQUIRED)
+add_library(zelkor_cpprest INTERFACE IMPORTED GLOBAL)
+target_link_libraries(zelkor_cpprest INTERFACE "${ZELKOR_CPPREST_LIBRARY}" OpenSSL::SSL OpenSSL::Crypto Threads::Threads)
+target_include_directories(zelkor_cpprest SYSTEM INTERFACE "${ZELKOR_CPPREST_INCLUDE}")

@@ -1,0 +1,2 @@
+# Install rules, the package file for find_package and the one for pkg-config.
+include(CMakePackageConfigHelpers)
