@@ -10,7 +10,7 @@ using BOOL = int;
 using DWORD = std::uint32_t;
 using ULONG = std::uint32_t;
 
-/// A pointer into a table of open files, never a raw descriptor. 0 means none.
+/// A reference into a table of open files, never a raw descriptor, and never used twice. 0 means none.
 using HANDLE = void*;
 
 /// What CreateFileW answers when it failed (all bits set).

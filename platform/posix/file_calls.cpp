@@ -1,0 +1,162 @@
+#include "interfaces/platform/file_calls.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/statvfs.h>
+#include <unistd.h>
+
+#include <exception>
+#include <limits>
+#include <memory>
+#include <optional>
+#include <utility>
+
+#include "interfaces/platform/native_path.h"
+#include "platform/posix/descriptor.h"
+#include "platform/posix/handle_table.h"
+
+namespace Drive::Platform {
+
+namespace {
+
+constexpr DWORD kGenericAll = 0x10000000;
+constexpr DWORD kReadData = 0x1;
+constexpr DWORD kWriteData = 0x2 | 0x4;  // to write and to append
+constexpr DWORD kFolderFlag = 0x02000000;
+
+constexpr DWORD kCreateNew = 1;
+constexpr DWORD kCreateAlways = 2;
+constexpr DWORD kTruncateExisting = 5;
+
+/// The native flags of an access: O_PATH for attributes alone, which needs no right to read.
+int AccessFlags(DWORD access) {
+    const bool reads = (access & (kGenericRead | kGenericAll | kReadData)) != 0;
+    const bool writes = (access & (kGenericWrite | kGenericAll | kWriteData)) != 0;
+    if (reads && writes) return O_RDWR;
+    if (writes) return O_WRONLY;
+    return reads ? O_RDONLY : O_PATH;
+}
+
+std::optional<int> DispositionFlags(DWORD disposition) {
+    switch (disposition) {
+        case kCreateNew:
+            return O_CREAT | O_EXCL;
+        case kCreateAlways:
+            return O_CREAT | O_TRUNC;
+        case kOpenExisting:
+            return 0;
+        case kOpenAlways:
+            return O_CREAT;
+        case kTruncateExisting:
+            return O_TRUNC;
+        default:
+            return std::nullopt;
+    }
+}
+
+int OpenDescriptor(const std::string& path, int accessFlags, int dispositionFlags) {
+    // Nothing here may wait for the other end of a pipe, become the terminal of the process or reach a child.
+    const int common = O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
+    if (accessFlags == O_PATH && dispositionFlags != 0) {
+        // An attribute handle makes nothing by itself here: make the file first, then take hold of it. A file that is
+        // there already but not readable is no obstacle, unless it was to be new or emptied.
+        const int made =
+            RepeatInterrupted([&] { return ::open(path.c_str(), O_WRONLY | dispositionFlags | common, 0666); });
+        if (made >= 0) {
+            ::close(made);
+        } else if (dispositionFlags != O_CREAT) {
+            return -1;
+        }
+        dispositionFlags = 0;
+    }
+    return RepeatInterrupted([&] { return ::open(path.c_str(), accessFlags | dispositionFlags | common, 0666); });
+}
+
+/// A folder opens only when the flags say so, as at home.
+bool IsUnwantedFolder(int descriptor, DWORD flags) {
+    struct stat status {};
+    if (::fstat(descriptor, &status) != 0) return true;
+    return S_ISDIR(status.st_mode) && (flags & kFolderFlag) == 0;
+}
+
+HANDLE Open(const wchar_t* path, DWORD access, DWORD disposition, DWORD flags) {
+    const std::optional<int> dispositionFlags = DispositionFlags(disposition);
+    if (path == nullptr || path[0] == L'\0' || !dispositionFlags) return kInvalidHandle;
+
+    const std::string nativePath = NativePath(path);
+    // The place in the table comes first: when there is no memory for it, no file is made.
+    auto reserved = std::make_shared<OpenFile>(FolderOf(nativePath));
+    const HANDLE handle = InsertOpenFile(reserved);
+    const int descriptor = OpenDescriptor(nativePath, AccessFlags(access), *dispositionFlags);
+    reserved->descriptor = descriptor;
+    if (descriptor < 0 || IsUnwantedFolder(descriptor, flags)) {
+        RemoveOpenFile(handle);
+        return kInvalidHandle;
+    }
+    return handle;
+}
+
+bool IsPlausibleRange(std::int64_t offset, std::size_t length) {
+    const auto most = static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max());
+    return offset >= 0 && length <= most - static_cast<std::uint64_t>(offset);
+}
+
+}  // namespace
+
+HANDLE CreateFileW(const wchar_t* path, DWORD access, DWORD, void*, DWORD disposition, DWORD flags, HANDLE) {
+    try {
+        return Open(path, access, disposition, flags);
+    } catch (const std::exception&) {
+        return kInvalidHandle;
+    }
+}
+
+BOOL CloseHandle(HANDLE handle) { return IsOpenHandle(handle) && RemoveOpenFile(handle) ? 1 : 0; }
+
+BOOL GetDiskFreeSpaceExW(const wchar_t* path, DiskBytes* freeForCaller, DiskBytes* total, DiskBytes* totalFree) {
+    struct statvfs volume {};
+    try {
+        if (path == nullptr || path[0] == L'\0') return 0;
+        const std::string nativePath = NativePath(path);
+        if (RepeatInterrupted([&] { return ::statvfs(nativePath.c_str(), &volume); }) != 0) return 0;
+    } catch (const std::exception&) {
+        return 0;
+    }
+    const DiskBytes blockSize = volume.f_frsize;
+    if (freeForCaller != nullptr) *freeForCaller = volume.f_bavail * blockSize;
+    if (total != nullptr) *total = volume.f_blocks * blockSize;
+    if (totalFree != nullptr) *totalFree = volume.f_bfree * blockSize;
+    return 1;
+}
+
+std::int64_t ReadAt(HANDLE handle, std::int64_t offset, void* data, std::size_t length) {
+    const auto file = FindOpenFile(handle);
+    if (!file || !IsPlausibleRange(offset, length)) return -1;
+    return ReadDescriptorAt(file->descriptor, offset, data, length);
+}
+
+bool WriteAt(HANDLE handle, std::int64_t offset, const void* data, std::size_t length) {
+    const auto file = FindOpenFile(handle);
+    if (!file || !IsPlausibleRange(offset, length)) return false;
+    return WriteDescriptorAt(file->descriptor, offset, data, length);
+}
+
+std::int64_t SizeOf(HANDLE handle) {
+    const auto file = FindOpenFile(handle);
+    struct stat status {};
+    if (!file || ::fstat(file->descriptor, &status) != 0) return -1;
+    return status.st_size;
+}
+
+bool SyncToDisk(HANDLE handle) {
+    const auto file = FindOpenFile(handle);
+    if (!file || RepeatInterrupted([&] { return ::fsync(file->descriptor); }) != 0) return false;
+    // Content without a name would be lost as well.
+    if (!file->entryOnDisk && !SyncFolder(file->parentFolder)) return false;
+    file->entryOnDisk = true;
+    return true;
+}
+
+std::size_t OpenHandleCount() { return CountOpenFiles(); }
+
+}  // namespace Drive::Platform
