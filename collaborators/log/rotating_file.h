@@ -1,0 +1,38 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+namespace Drive::Logging {
+
+/// A file of lines that is rotated by size: "name.log", older ones "name.1.log" and so on. One thread at a time.
+class RotatingFile {
+public:
+    struct Place {
+        /// Native path of the current file; its folder is made when absent.
+        std::string path;
+        std::uint64_t bytesPerFile = 0;
+        int filesKept = 0;
+    };
+
+    /// Opens the file for appending; a last line that a crash cut short is ended first. Throws std::exception when
+    /// the file cannot be written or the sizes make no sense; nothing is left open then.
+    explicit RotatingFile(const Place& place);
+    ~RotatingFile();
+    RotatingFile(const RotatingFile&) = delete;
+    RotatingFile& operator=(const RotatingFile&) = delete;
+
+    /// Appends one line, without its end of line. Throws std::exception when it could not be taken; the object is of
+    /// no use then and a new one has to be made.
+    void Write(const std::string& line);
+
+    /// Gives what was written to the operating system. Throws as Write.
+    void Flush();
+
+private:
+    struct Body;
+    std::unique_ptr<Body> body;
+};
+
+}  // namespace Drive::Logging
