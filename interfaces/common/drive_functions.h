@@ -13,7 +13,8 @@ namespace Drive {
 enum class FileChangeType { Transfer = 5 };
 
 /// Hexadecimal text to bytes: writes length/2 bytes to `bytes`, for which the caller provides the room. Never reads
-/// past the text's end or the first character that is no hexadecimal digit; what is missing is written as zero.
+/// past the text's end or the first character that is no hexadecimal digit; what is missing, half a byte included, is
+/// written as zero.
 ZELKOR_API void HexstrToByte(const std::string& text, unsigned char* bytes, std::size_t length);
 
 /// Registers the path (below the sync root) as being worked on. An entry lapses by itself after a while, since the

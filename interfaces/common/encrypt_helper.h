@@ -45,11 +45,12 @@ public:
     static Bytes AES_GCM_Encrypt(const Bytes& data, const Bytes& key);
     static Bytes AES_GCM_Decrypt(const Bytes& data, const Bytes& key);
 
-    /// Base64 of RFC 4648 with padding. `singleLine` true gives one line, false breaks it every 64 characters.
+    /// Base64 of RFC 4648 with padding. `singleLine` true gives one line without an end, false lines of 64 characters,
+    /// each ended by a line feed.
     static std::string Base64Encode(const unsigned char* data, std::size_t length, bool singleLine);
 
-    /// The bytes as a narrow string; line breaks are passed over. With `strict` any other foreign character gives an
-    /// empty result, without it decoding ends there.
+    /// The bytes as a narrow string; line breaks are passed over. With `strict` any other foreign character and a wrong
+    /// padding give an empty result, without it decoding ends there and whole bytes are given.
     static std::string Base64Decode(const std::string& text, bool strict);
 
     /// Fills the buffer from the operating system's generator. False on failure; the buffer is then zero.

@@ -13,11 +13,12 @@ namespace Drive::Common {
 using AttachmentPaths = std::map<std::wstring, std::wstring, std::greater<>>;
 using AttachmentBytes = std::map<std::wstring, std::vector<unsigned char>, std::greater<>>;
 
-/// One row of `T_cloudDriveData`: a plain value. A default-made one has an empty file id and stands for "no row"; callers
-/// test GetFileId for emptiness, never a status.
+/// One row of `T_cloudDriveData`: a plain value. A default-made one has an empty file id and stands for "no row";
+/// callers test GetFileId for emptiness, never a status.
 class FileItem {
 public:
-    /// Cloud id; one that begins with "Local" marks a file that is not yet on the cloud; empty means that there is no row.
+    /// Cloud id; one that begins with "Local" marks a file that is not yet on the cloud; empty means that there is no
+    /// row.
     const std::wstring& GetFileId() const { return fileId; }
     void SetFileId(std::wstring value) { fileId = std::move(value); }
     /// Name in the cloud.
@@ -47,7 +48,8 @@ public:
     /// SHA-256 of the content as the cloud knows it, lower-case hexadecimal.
     const std::wstring& GetHash() const { return hash; }
     void SetHash(std::wstring value) { hash = std::move(value); }
-    /// SHA-256 of the local copy, lower-case hexadecimal; trusted by an upload, so whoever sees the file change blanks it.
+    /// SHA-256 of the local copy, lower-case hexadecimal; trusted by an upload, so whoever sees the file change blanks
+    /// it.
     const std::wstring& GetLocalFileSha256() const { return localFileSha256; }
     void SetLocalFileSha256(std::wstring value) { localFileSha256 = std::move(value); }
     /// MD5 of the content; set during an upload, not a column.

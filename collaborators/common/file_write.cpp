@@ -1,0 +1,152 @@
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <limits>
+#include <stdexcept>
+
+#include "collaborators/common/log_text.h"
+#include "collaborators/common/place.h"
+#include "interfaces/common/file_helper.h"
+#include "interfaces/logging/sync_panel_log.h"
+#include "interfaces/platform/clock.h"
+#include "interfaces/platform/file_calls.h"
+
+namespace Drive::Common {
+
+namespace {
+
+constexpr mode_t kFileMode = 0666;
+constexpr int kDiskFullWaits = 10;
+constexpr Platform::DWORD kDiskFullWaitMilliseconds = 300;
+
+bool IsDiskFull(int error) { return error == ENOSPC || error == EDQUOT; }
+
+bool IsSaneBlock(std::int64_t position, const char* data, std::size_t length) {
+    constexpr auto kMost = static_cast<std::size_t>(std::numeric_limits<std::int64_t>::max());
+    return position >= 0 && (data != nullptr || length == 0) && length <= kMost - static_cast<std::size_t>(position);
+}
+
+/// Opens the file of a place for writing, and tells whether it was made here.
+UniqueFd OpenForWriting(const Place& place, bool& isNew) {
+    const std::size_t count = place.Parts().names.size();
+    constexpr int kMostRaces = 16;
+    for (int race = 0; race < kMostRaces; ++race) {
+        isNew = false;
+        UniqueFd file = place.Open(count, O_WRONLY | O_NONBLOCK | O_NOCTTY);
+        if (file || errno != ENOENT) {
+            return file;
+        }
+        isNew = true;
+        file = place.Open(count, O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CREAT | O_EXCL, kFileMode);
+        if (file || errno != EEXIST) {
+            return file;
+        }
+    }
+    return UniqueFd();
+}
+
+bool IsRegularFile(int file) {
+    struct stat status {};
+    if (fstat(file, &status) != 0) {
+        return false;
+    }
+    errno = EINVAL;
+    return S_ISREG(status.st_mode);
+}
+
+bool WriteAll(int file, std::int64_t position, const char* data, std::size_t length) {
+    int waits = 0;
+    for (std::size_t done = 0; done < length;) {
+        const ssize_t written = pwrite(file, data + done, length - done, position + static_cast<std::int64_t>(done));
+        if (written > 0) {
+            done += static_cast<std::size_t>(written);
+        } else if (written == 0 || IsDiskFull(errno)) {
+            if (waits++ == kDiskFullWaits) {
+                errno = ENOSPC;
+                return false;
+            }
+            Platform::Sleep(kDiskFullWaitMilliseconds);
+        } else if (errno != EINTR) {
+            return false;
+        }
+    }
+    return true;
+}
+
+bool SyncParent(const Place& place) {
+    const UniqueFd folder = place.Open(place.Parts().names.size() - 1, O_RDONLY | O_DIRECTORY);
+    return folder && SyncFolder(folder.Get());
+}
+
+/// All of it; `errno` tells why not.
+bool WriteToDisk(std::int64_t position, const char* data, std::size_t length, const std::wstring& path) {
+    if (!IsSaneBlock(position, data, length)) {
+        errno = EINVAL;
+        return false;
+    }
+    const auto place = Place::Find(path, true);
+    if (!place) {
+        return false;
+    }
+    if (place->Parts().names.empty()) {
+        errno = EISDIR;
+        return false;
+    }
+    bool isNew = false;
+    UniqueFd file = OpenForWriting(*place, isNew);
+    if (!file && errno == ENOENT && place->MakeFolders(place->Parts().names.size() - 1)) {
+        file = OpenForWriting(*place, isNew);
+    }
+    return file && IsRegularFile(file.Get()) && WriteAll(file.Get(), position, data, length) &&
+           fdatasync(file.Get()) == 0 && (!isNew || SyncParent(*place));
+}
+
+std::string Advice(int error) {
+    if (IsDiskFull(error)) {
+        return ". Make room on the disk; the transfer goes on from here at its next attempt.";
+    }
+    if (error == EXDEV || error == ELOOP) {
+        return ". The path leads out of the sync folder and was refused.";
+    }
+    return ". Check that the folder is there and may be written; the transfer is tried again.";
+}
+
+}  // namespace
+
+bool FileHepler::WriteLocalFileV(std::int64_t position, const char* data, std::size_t length,
+                                 const std::wstring& path) {
+    if (WriteToDisk(position, data, length, path)) {
+        return true;
+    }
+    const int error = errno;
+    SyncPanelLog::WriteErrorLog("FileHepler", "WriteLocalFileV",
+                                "could not write " + std::to_string(length) + " bytes at " + std::to_string(position) +
+                                    " of " + LogText::Name(path) + ": " + LogText::Reason(error) + Advice(error));
+    return false;
+}
+
+bool FileHepler::WriteLocalFileByHandleV(std::int64_t position, const char* data, std::size_t length,
+                                         Platform::HANDLE handle) {
+    if (!IsSaneBlock(position, data, length) || !Platform::IsOpenHandle(handle)) {
+        return false;
+    }
+    for (int waits = 0;; ++waits) {
+        errno = 0;
+        if (Platform::WriteAt(handle, position, data, length)) {
+            return true;
+        }
+        const int error = errno;
+        if (!IsDiskFull(error) || waits == kDiskFullWaits) {
+            SyncPanelLog::WriteErrorLog("FileHepler", "WriteLocalFileByHandleV",
+                                        "could not write " + std::to_string(length) + " bytes at " +
+                                            std::to_string(position) + " of an open file: " + LogText::Reason(error) +
+                                            Advice(error));
+            return false;
+        }
+        Platform::Sleep(kDiskFullWaitMilliseconds);
+    }
+}
+
+}  // namespace Drive::Common
