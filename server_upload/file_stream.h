@@ -1,0 +1,22 @@
+#pragma once
+
+#include <cpprest/filestream.h>
+#include <pplx/pplxtasks.h>
+
+#include <string>
+
+namespace Drive::TransferService {
+
+using ContentStream = concurrency::streams::basic_istream<char>;
+
+/// Opens a file of the engine for reading, asynchronously. Every failure, also of a path that has no native form, lies
+/// in the task and comes out of its get().
+pplx::task<ContentStream> OpenContentStream(const std::wstring& path);
+
+/// Reads from the stream's position to its end; blocks.
+std::string ReadToEnd(const ContentStream& stream);
+
+/// Reads up to `length` bytes at `position`, fewer only at the end of the file; blocks.
+std::string ReadSlice(const ContentStream& stream, std::uint64_t position, std::uint64_t length);
+
+}  // namespace Drive::TransferService
