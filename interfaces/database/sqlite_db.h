@@ -56,13 +56,18 @@ public:
     /// statement failed or a column is unknown, with nothing written. Column names are compared without regard to case.
     bool UpdateTaskItem(const UpdateDBInfo& info, int direction);
 
-    /// The first file row for which all pairs (column name, required value) hold; an empty one if none does.
+    /// The first file row for which all pairs (column name, required value) hold; an empty one if none does, for an
+    /// unknown column and for no pairs at all.
     Common::FileItem GetDriveDataItem(WMap columns);
 
     /// The file row with that id; an empty one if absent.
     Common::FileItem GetDriveDataItemWithKey(const std::wstring& fileId);
 
-    /// Writes the columns to the file row with that key; answers as UpdateTaskItem.
+    /// Writes the columns to the file row with that key; answers as UpdateTaskItem. The columns may hold a new fileId;
+    /// task rows keep the old one, and an empty one is refused. When another row has the new id already, the row with
+    /// the key stays: it takes from the other what the cloud alone knows and it lacks (name, parent id, hash, media
+    /// type, kind, version, thumbnail link), waiting downloads of the other go, and the other is kept aside
+    /// (SyncRows::DisplacedFiles).
     bool UpdateDriveData(const UpdateDBInfo& info);
 
     /// Deletes the file row; answers as DeleteTaskItem. Task rows stay.
@@ -75,7 +80,8 @@ public:
     /// fails, writes, or is followed by another.
     void ExcuteQuerySQL(std::list<WMap>& rows, const std::wstring& statement);
 
-    /// Runs the statements in order as one batch. False when one failed; then none has taken effect.
+    /// Runs the statements in order as one batch. False when one failed; then none has taken effect. They change rows:
+    /// a transaction, a pragma or a change of the schema counts as failed. A batch that writes T_task ends all leases.
     bool ExecuteMulitNoQuerySQL(const std::vector<std::string>& statements);
 
     /// Builds, but does not run, the statement that inserts the download task of that file with that key: texts are
@@ -86,7 +92,7 @@ public:
                                        const std::int64_t& transferKey);
 
     /// Runs such statements as one batch; the tasks exist afterwards. False when one failed; then none has taken
-    /// effect.
+    /// effect. A file that has no row by folder and name gets no task. Only leases of rows that change end.
     bool InsertTaskByOnFetch(std::list<std::wstring> statements);
 
 private:

@@ -35,7 +35,8 @@ struct OpenResult {
 /// process on the same folder gets Locked.
 ZELKOR_API OpenResult OpenDatabase(const std::wstring& folder);
 
-/// Opens another host's database for reading only, also while that host runs. Nothing can be written then.
+/// Opens another host's database for reading only, also while that host runs. Nothing can be written and no task is
+/// handed out then.
 ZELKOR_API OpenResult OpenDatabaseReadOnly(const std::wstring& folder);
 
 /// Ends all statements, folds the write-ahead log in and closes. Operations fail afterwards.
@@ -48,8 +49,8 @@ public:
     static bool PutFile(const Common::FileItem& file);
 
     /// Inserts or replaces a file row and its task of `direction` (1 or 2) in one transaction. `priority` as in
-    /// TaskItem; the task's key is left open (background). An existing task keeps its record. False on failure: then
-    /// neither stands.
+    /// TaskItem; the task's key is left open (background). An existing task keeps its record, and its TaskStatus while
+    /// the file is at 12 or 22. False on failure: then neither stands.
     static bool PutFileWithTask(const Common::FileItem& file, int direction, int priority);
 
     /// The same for many, in one transaction.
@@ -75,10 +76,9 @@ public:
     static bool ForEachFile(const std::function<bool(const Common::FileItem&)>& visit);
 
     /// Files at one of the given fileStatus values that have no task of `direction`; at most `limit`.
-    static std::vector<Common::FileItem> FilesWithoutTask(const std::vector<int>& fileStatus, int direction,
-                                                          int limit);
+    static std::vector<Common::FileItem> FilesWithoutTask(const std::vector<int>& fileStatus, int direction, int limit);
 
-    /// All task rows, at most `limit`, lowest priority first.
+    /// All task rows, at most `limit`, lowest priority first. A background row has the key 0.
     static std::vector<Common::TaskItem> Tasks(int limit);
 
     /// Number of file rows (folders left out) by fileStatus.
@@ -86,6 +86,10 @@ public:
 
     /// Number of task rows by direction 1, 2 and 3.
     static std::vector<std::pair<int, std::int64_t>> CountTasksByDirection();
+
+    /// File rows that gave way to another with the same new id (SQLiteDB::UpdateDriveData), latest first, at most
+    /// `limit`: for a person who looks for a place that the database once knew.
+    static std::vector<Common::FileItem> DisplacedFiles(int limit);
 
     /// A setting of the host, kept beside the rows; empty when absent.
     static std::wstring ReadSetting(const std::wstring& name);

@@ -11,11 +11,11 @@ namespace Drive::SQLiteDB {
 
 /// An update of one row: which one, and the new values as text. Plain value.
 struct UpdateDBInfo {
-    std::wstring key;          ///< file id of the row
-    std::wstring condition;    ///< empty in every use
-    std::wstring reserved;     ///< empty in every use
-    bool reservedFlag = false; ///< false in every use
-    WMap columns;              ///< column name to new value; an empty map means that nothing is to be written
+    std::wstring key;           ///< file id of the row
+    std::wstring condition;     ///< empty in every use
+    std::wstring reserved;      ///< empty in every use
+    bool reservedFlag = false;  ///< false in every use
+    WMap columns;               ///< column name to new value; an empty map means that nothing is to be written
 };
 
 /// One entry of that map. The number comes out in decimal.

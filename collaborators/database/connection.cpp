@@ -1,0 +1,76 @@
+#include "collaborators/database/connection.h"
+
+#include <sqlite3.h>
+
+namespace Drive::SQLiteDB {
+
+namespace {
+
+constexpr int kBusyMilliseconds = 10000;
+/// Update statements differ by their set of columns; far fewer than this are ever in use.
+constexpr std::size_t kMostStatements = 200;
+
+}  // namespace
+
+KeptStatement::~KeptStatement() {
+    statement->tryReset();
+    statement->clearBindings();
+}
+
+Connection::Connection(const std::string& path, bool readOnly)
+    : database(path, readOnly ? SQLite::OPEN_READONLY : SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE,
+               kBusyMilliseconds) {
+    // Installed once and steered by a member: a change of the authoriser itself would expire all kept statements.
+    sqlite3_set_authorizer(Handle(), &Connection::Authorise, this);
+    database.exec("PRAGMA temp_store = MEMORY");
+    database.exec("PRAGMA cache_size = -16000");
+}
+
+Connection::~Connection() { kept.clear(); }
+
+KeptStatement Connection::Statement(const std::string& text) {
+    const auto found = kept.find(text);
+    if (found != kept.end()) return KeptStatement(*found->second);
+    auto made = std::make_unique<SQLite::Statement>(database, text);
+    if (kept.size() >= kMostStatements) return KeptStatement(std::move(made));
+    return KeptStatement(*kept.emplace(text, std::move(made)).first->second);
+}
+
+void Connection::Execute(const std::string& text) { database.exec(text); }
+
+int Connection::Number(const std::string& text) {
+    SQLite::Statement statement(database, text);
+    return statement.executeStep() ? statement.getColumn(0).getInt() : 0;
+}
+
+void Connection::Permit(Permission value) {
+    permission = value;
+    wroteTasks = false;
+}
+
+bool Connection::Allows(int action) const {
+    switch (action) {
+        case SQLITE_SELECT:
+        case SQLITE_READ:
+        case SQLITE_FUNCTION:
+        case SQLITE_RECURSIVE:
+            return true;
+        case SQLITE_INSERT:
+        case SQLITE_UPDATE:
+        case SQLITE_DELETE:
+            return permission == Permission::ChangeRows;
+        default:
+            return false;
+    }
+}
+
+int Connection::Authorise(void* self, int action, const char* first, const char*, const char*, const char* trigger) {
+    auto* connection = static_cast<Connection*>(self);
+    if (connection->permission == Permission::Everything) return SQLITE_OK;
+    if (!connection->Allows(action)) return SQLITE_DENY;
+    const bool writes = action == SQLITE_INSERT || action == SQLITE_UPDATE || action == SQLITE_DELETE;
+    if (writes && trigger == nullptr && sqlite3_stricmp(first, "T_task") == 0) connection->wroteTasks = true;
+    return SQLITE_OK;
+}
+
+}  // namespace Drive::SQLiteDB

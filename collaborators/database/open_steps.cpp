@@ -1,0 +1,163 @@
+#include "collaborators/database/open_steps.h"
+
+#include <sqlite3.h>
+
+#include "collaborators/database/failure_text.h"
+#include "collaborators/database/schema.h"
+#include "collaborators/database/set_aside.h"
+#include "interfaces/platform/native_path.h"
+
+namespace Drive::SQLiteDB {
+
+namespace {
+
+const char* const kFileName = "transfer.db";
+
+OpenedFile Refuse(OpenOutcome outcome, std::string message) {
+    OpenedFile refused;
+    refused.result = {outcome, std::move(message)};
+    return refused;
+}
+
+OpenedFile RefuseNewer(const std::string& path, int version) {
+    return Refuse(OpenOutcome::NewerSchema,
+                  "The database " + path + " was written by a later version of this program (schema " +
+                      std::to_string(version) + ", this version knows up to " + std::to_string(SchemaVersion()) +
+                      "). Nothing was changed. Install that version again, or choose another state folder.");
+}
+
+OpenedFile RefuseForeign(const std::string& path) {
+    return Refuse(OpenOutcome::Failed, "The file " + path +
+                                           " is a database of another program. Nothing was changed. Move it away or "
+                                           "choose another state folder.");
+}
+
+OpenedFile RefuseFailure(const std::string& path, int code, const std::string& message) {
+    return Refuse(OpenOutcome::Failed, "Could not open the database " + path + ": " + ExplainFailure(code, message));
+}
+
+bool IsForeign(Connection& connection, int version) {
+    if (version != 0) return connection.Number("PRAGMA application_id") != kApplicationId;
+    return connection.Number("SELECT EXISTS (SELECT 1 FROM sqlite_master)") != 0;
+}
+
+bool IsSound(Connection& connection) {
+    SQLite::Statement check(connection.Raw(), "PRAGMA quick_check(1)");
+    return check.executeStep() && check.getColumn(0).getString() == "ok";
+}
+
+void SetUp(Connection& connection) {
+    SQLite::Statement mode(connection.Raw(), "PRAGMA journal_mode = WAL");
+    if (!mode.executeStep() || mode.getColumn(0).getString() != "wal") {
+        throw SQLite::Exception("the file system cannot hold a write-ahead log; use a folder on a local disk",
+                                SQLITE_ERROR);
+    }
+    connection.Execute("PRAGMA synchronous = FULL");
+    connection.Execute("PRAGMA recursive_triggers = ON");
+    connection.Execute("PRAGMA secure_delete = FAST");
+    connection.Execute("PRAGMA wal_autocheckpoint = 1000");
+    connection.Execute("PRAGMA journal_size_limit = 16777216");
+}
+
+/// Throws SQLite::Exception; one that means damage stands for a failed check as well.
+OpenedFile OpenChecked(const std::filesystem::path& path, bool existed) {
+    OpenedFile opened;
+    opened.path = path.string();
+    opened.writer = std::make_unique<Connection>(opened.path, false);
+    const int version = opened.writer->Number("PRAGMA user_version");
+    if (version > SchemaVersion()) return RefuseNewer(opened.path, version);
+    if (existed && !IsSound(*opened.writer)) throw SQLite::Exception("the check failed", SQLITE_CORRUPT);
+    if (IsForeign(*opened.writer, version)) return RefuseForeign(opened.path);
+    SetUp(*opened.writer);
+    Migrate(*opened.writer, Migrations());
+    opened.result.outcome = existed && version > 0 ? OpenOutcome::Opened : OpenOutcome::Created;
+    opened.result.message =
+        (opened.result.outcome == OpenOutcome::Opened ? "Opened the database " : "Made the database ") + opened.path +
+        ".";
+    return opened;
+}
+
+OpenedFile Rebuild(const std::filesystem::path& path) {
+    const std::filesystem::path aside = SetAside(path);
+    MakePrivateFile(path);
+    OpenedFile opened = OpenChecked(path, false);
+    if (!opened.result.ok()) return opened;
+    opened.result.outcome = OpenOutcome::Rebuilt;
+    opened.result.message = "The database " + path.string() + " was damaged. It has been moved to " + aside.string() +
+                            " and a new, empty one was made. No file was lost: what stands in the sync folder and in "
+                            "the cloud will be compared anew. Check the disk; delete the old file when all is well.";
+    return opened;
+}
+
+bool HoldsSomething(const std::filesystem::path& path) {
+    std::error_code none;
+    const auto size = std::filesystem::file_size(path, none);
+    return !none && size > 0;
+}
+
+OpenedFile OpenOrRebuild(const std::filesystem::path& path) {
+    const bool existed = HoldsSomething(path);
+    try {
+        // A log without its database is what an interrupted move left.
+        if (!existed && HoldsSomething(path.string() + "-wal")) SetAside(path);
+        MakePrivateFile(path);
+        return OpenChecked(path, existed);
+    } catch (const SQLite::Exception& error) {
+        if (!MeansDamage(error.getErrorCode())) throw;
+    }
+    return Rebuild(path);
+}
+
+}  // namespace
+
+OpenedFile OpenForWriting(const std::wstring& folder, FolderLock& lock) {
+    std::string path;
+    try {
+        const std::filesystem::path native = Platform::NativePath(folder);
+        path = (native / kFileName).string();
+        const auto outcome = lock.Take(native);
+        if (outcome == FolderLock::Outcome::HeldByOther) {
+            return Refuse(OpenOutcome::Locked, "The state folder " + native.string() + " is in use by process " +
+                                                   lock.Detail() + ". End that one first, or use another folder.");
+        }
+        if (outcome == FolderLock::Outcome::Failed) {
+            return Refuse(OpenOutcome::Failed, "Could not use the state folder " + native.string() + ": " +
+                                                   lock.Detail() + ". Check that it can be made and written.");
+        }
+        OpenedFile opened = OpenOrRebuild(path);
+        SyncFolder(native);
+        return opened;
+    } catch (const SQLite::Exception& error) {
+        return RefuseFailure(path, error.getErrorCode(), error.what());
+    } catch (const std::exception& error) {
+        return RefuseFailure(path, SQLITE_ERROR, error.what());
+    }
+}
+
+OpenedFile OpenForReading(const std::wstring& folder) {
+    OpenedFile opened;
+    try {
+        opened.path = (std::filesystem::path(Platform::NativePath(folder)) / kFileName).string();
+        if (!HoldsSomething(opened.path)) {
+            return Refuse(OpenOutcome::Failed,
+                          "There is no database " + opened.path + ". Start the program there once.");
+        }
+        opened.reader = std::make_unique<Connection>(opened.path, true);
+        const int version = opened.reader->Number("PRAGMA user_version");
+        if (version > SchemaVersion()) return RefuseNewer(opened.path, version);
+        if (IsForeign(*opened.reader, version)) return RefuseForeign(opened.path);
+        if (version < SchemaVersion()) {
+            return Refuse(OpenOutcome::Failed, "The database " + opened.path +
+                                                   " is from an earlier version. Start the program there once; it "
+                                                   "brings the file up to date.");
+        }
+        opened.result = {OpenOutcome::Opened, "Opened the database " + opened.path + " for reading."};
+        return opened;
+    } catch (const SQLite::Exception& error) {
+        return RefuseFailure(opened.path, error.getErrorCode(), error.what());
+    } catch (const std::exception& error) {
+        return RefuseFailure(opened.path, SQLITE_ERROR, error.what());
+    }
+}
+
+}  // namespace Drive::SQLiteDB
