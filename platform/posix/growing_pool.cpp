@@ -1,6 +1,8 @@
 #include "platform/posix/growing_pool.h"
 
+#include <algorithm>
 #include <chrono>
+#include <condition_variable>
 #include <exception>
 #include <thread>
 
@@ -12,21 +14,33 @@ constexpr std::chrono::seconds kIdleLife{30};
 
 }  // namespace
 
+struct GrowingPool::IdleThread {
+    std::condition_variable workCame;
+    // Guarded by the pool's mutex.
+    Work work{};
+    bool hasWork = false;
+};
+
 bool GrowingPool::Submit(const Work& work) noexcept {
     try {
-        {
-            std::lock_guard<std::mutex> lock(mutex);
-            if (idleThreads > pending.size()) {
-                pending.push_back(work);
-                workCame.notify_one();
-                return true;
-            }
-        }
+        if (WakeIdleThread(work)) return true;
         std::thread([this, work] { ThreadBody(work); }).detach();
         return true;
     } catch (const std::exception&) {
         return false;
     }
+}
+
+bool GrowingPool::WakeIdleThread(const Work& work) {
+    std::lock_guard<std::mutex> lock(mutex);
+    if (idle.empty()) return false;
+    IdleThread* const thread = idle.back();
+    idle.pop_back();
+    thread->work = work;
+    thread->hasWork = true;
+    // Under the lock: the thread's condition is gone as soon as the thread has seen its work.
+    thread->workCame.notify_one();
+    return true;
 }
 
 void GrowingPool::ThreadBody(Work first) noexcept {
@@ -37,14 +51,20 @@ void GrowingPool::ThreadBody(Work first) noexcept {
 }
 
 bool GrowingPool::AwaitWork(Work& next) noexcept {
+    IdleThread self;
     std::unique_lock<std::mutex> lock(mutex);
-    ++idleThreads;
+    try {
+        idle.push_back(&self);
+    } catch (const std::exception&) {
+        return false;
+    }
     const auto end = std::chrono::steady_clock::now() + kIdleLife;
-    const bool found = workCame.wait_until(lock, end, [this] { return !pending.empty(); });
-    --idleThreads;
-    if (!found) return false;
-    next = pending.front();
-    pending.pop_front();
+    self.workCame.wait_until(lock, end, [&self] { return self.hasWork; });
+    if (!self.hasWork) {
+        idle.erase(std::find(idle.begin(), idle.end(), &self));
+        return false;
+    }
+    next = self.work;
     return true;
 }
 

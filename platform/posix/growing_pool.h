@@ -1,14 +1,13 @@
 #pragma once
 
-#include <condition_variable>
-#include <cstddef>
-#include <deque>
 #include <mutex>
+#include <vector>
 
 namespace Drive::Platform {
 
-/// Detached threads that are made when no idle one is left and end after a while without work. One lives in a
-/// function-local pointer and is never destroyed: its threads wait inside it until the process ends.
+/// Detached threads that are made when no idle one is left and end after a while without work. The thread that became
+/// idle last works first, so that the others can end. One pool lives in a function-local pointer and is never
+/// destroyed: its threads use it until the process ends.
 class GrowingPool {
 public:
     struct Work {
@@ -21,14 +20,15 @@ public:
     bool Submit(const Work& work) noexcept;
 
 private:
+    struct IdleThread;
+
     void ThreadBody(Work first) noexcept;
     bool AwaitWork(Work& next) noexcept;
+    bool WakeIdleThread(const Work& work);
 
     std::mutex mutex;
-    std::condition_variable workCame;
-    // Guarded by mutex. Each pending item has an idle thread reserved: pending.size() <= idleThreads.
-    std::deque<Work> pending;
-    std::size_t idleThreads = 0;
+    // Guarded by mutex. Each entry is on the stack of a thread that waits in AwaitWork.
+    std::vector<IdleThread*> idle;
 };
 
 }  // namespace Drive::Platform

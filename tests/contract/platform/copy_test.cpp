@@ -1,0 +1,141 @@
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <filesystem>
+
+#include "interfaces/platform/file_calls.h"
+#include "tests/contract/platform/file_limits.h"
+#include "tests/contract/platform/temporary_folder.h"
+
+namespace Drive::Platform {
+
+namespace {
+
+class CopyFiles : public ::testing::Test {
+protected:
+    bool Copy(const std::string& from, const std::string& to, bool failIfExists = false) {
+        return CopyFileW(folder.Engine(from).c_str(), folder.Engine(to).c_str(), failIfExists ? 1 : 0) != 0;
+    }
+
+    Testing::TemporaryFolder folder;
+};
+
+}  // namespace
+
+TEST_F(CopyFiles, CopyTheContentToANewName) {
+    std::string content(3'000'001, '\0');
+    for (std::size_t index = 0; index < content.size(); ++index) content[index] = static_cast<char>(index * 7 >> 3);
+    folder.Put("from", content);
+    EXPECT_TRUE(Copy("from", "to"));
+    EXPECT_TRUE(folder.Get("to") == content);
+    EXPECT_TRUE(folder.Get("from") == content);
+    EXPECT_EQ(folder.CountEntries(), 2u);
+}
+
+TEST_F(CopyFiles, AnEmptyFileIsCopiedAsWell) {
+    folder.Put("from", "");
+    EXPECT_TRUE(Copy("from", "to"));
+    EXPECT_TRUE(folder.Has("to"));
+    EXPECT_EQ(folder.Get("to"), "");
+}
+
+TEST_F(CopyFiles, ReplaceAnExistingTarget) {
+    folder.Put("from", "new");
+    folder.Put("to", "a longer old content");
+    EXPECT_TRUE(Copy("from", "to"));
+    EXPECT_EQ(folder.Get("to"), "new");
+    EXPECT_EQ(folder.CountEntries(), 2u);
+}
+
+TEST_F(CopyFiles, RefuseAnExistingTargetWhenAsked) {
+    folder.Put("from", "new");
+    folder.Put("to", "old");
+    EXPECT_FALSE(Copy("from", "to", true));
+    EXPECT_EQ(folder.Get("to"), "old");
+    EXPECT_EQ(folder.CountEntries(), 2u);
+    EXPECT_TRUE(Copy("from", "other", true));
+    EXPECT_EQ(folder.Get("other"), "new");
+}
+
+TEST_F(CopyFiles, AMissingSourceLeavesTheTargetAsItWas) {
+    folder.Put("to", "old");
+    EXPECT_FALSE(Copy("absent", "to"));
+    EXPECT_FALSE(Copy("absent", "new"));
+    EXPECT_EQ(folder.Get("to"), "old");
+    EXPECT_EQ(folder.CountEntries(), 1u);
+}
+
+TEST_F(CopyFiles, AFolderIsNoSource) {
+    std::filesystem::create_directory(folder.Native("sub"));
+    EXPECT_FALSE(Copy("sub", "to"));
+    EXPECT_EQ(folder.CountEntries(), 1u);
+}
+
+TEST_F(CopyFiles, AFolderIsNoTarget) {
+    folder.Put("from", "content");
+    std::filesystem::create_directory(folder.Native("sub"));
+    EXPECT_FALSE(Copy("from", "sub"));
+    EXPECT_TRUE(std::filesystem::is_directory(folder.Native("sub")));
+    EXPECT_EQ(folder.CountEntries(), 2u);
+}
+
+TEST_F(CopyFiles, AMissingTargetFolderIsAFailure) {
+    folder.Put("from", "content");
+    EXPECT_FALSE(Copy("from", "absent/to"));
+    EXPECT_EQ(folder.CountEntries(), 1u);
+}
+
+TEST_F(CopyFiles, WithoutRoomTheTargetIsAsItWas) {
+    folder.Put("from", std::string(3u << 20, 'n'));
+    folder.Put("to", "old");
+    {
+        const Testing::FileSizeLimit limit(1u << 20);
+        EXPECT_FALSE(Copy("from", "to"));
+        EXPECT_FALSE(Copy("from", "new"));
+    }
+    EXPECT_EQ(folder.Get("to"), "old");
+    EXPECT_EQ(folder.CountEntries(), 2u);
+}
+
+TEST_F(CopyFiles, AFileIsNotCopiedOntoItself) {
+    folder.Put("from", "content");
+    EXPECT_FALSE(Copy("from", "from"));
+    EXPECT_EQ(folder.Get("from"), "content");
+}
+
+TEST_F(CopyFiles, TheCopyIsAFileOfItsOwn) {
+    folder.Put("from", "content");
+    ASSERT_TRUE(Copy("from", "to"));
+    folder.Put("from", "changed");
+    EXPECT_EQ(folder.Get("to"), "content");
+}
+
+TEST_F(CopyFiles, ATargetReadByAnotherKeepsItsOldContentForThatReader) {
+    folder.Put("from", "new");
+    folder.Put("to", "old");
+    const HANDLE reader = CreateFileW(folder.Engine("to").c_str(), kGenericRead, 7, nullptr, kOpenExisting, 0, nullptr);
+    ASSERT_TRUE(Copy("from", "to"));
+    char content[3] = {};
+    EXPECT_EQ(ReadAt(reader, 0, content, 3), 3);
+    EXPECT_EQ(std::string(content, 3), "old");
+    CloseHandle(reader);
+}
+
+TEST_F(CopyFiles, ABadPathIsAFailure) {
+    folder.Put("from", "content");
+    const std::wstring from = folder.Engine("from");
+    EXPECT_FALSE(CopyFileW(nullptr, from.c_str(), 0));
+    EXPECT_FALSE(CopyFileW(from.c_str(), nullptr, 0));
+    EXPECT_FALSE(CopyFileW(from.c_str(), L"", 0));
+    EXPECT_FALSE(CopyFileW(from.c_str(), (from + L'\xD800').c_str(), 0));
+    EXPECT_EQ(folder.CountEntries(), 1u);
+}
+
+TEST_F(CopyFiles, ANameOfTheLongestLengthIsNoObstacle) {
+    folder.Put("from", "content");
+    const std::string longest(255, 'n');
+    EXPECT_TRUE(Copy("from", longest));
+    EXPECT_EQ(folder.Get(longest), "content");
+}
+
+}  // namespace Drive::Platform

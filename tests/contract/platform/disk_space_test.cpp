@@ -1,0 +1,43 @@
+#include <gtest/gtest.h>
+#include <sys/statvfs.h>
+
+#include "interfaces/platform/file_calls.h"
+#include "tests/contract/platform/temporary_folder.h"
+
+namespace Drive::Platform {
+
+TEST(DiskSpace, TellsTheThreeCountsOfTheVolume) {
+    const Testing::TemporaryFolder folder;
+    struct statvfs volume {};
+    ASSERT_EQ(::statvfs(folder.Native(".").c_str(), &volume), 0);
+    DiskBytes forCaller = 0, total = 0, free = 0;
+    ASSERT_TRUE(GetDiskFreeSpaceExW(folder.Engine(".").c_str(), &forCaller, &total, &free));
+    EXPECT_EQ(total, static_cast<DiskBytes>(volume.f_blocks) * volume.f_frsize);
+    EXPECT_LE(forCaller, free);
+    EXPECT_LE(free, total);
+    // Others write to the volume meanwhile.
+    const auto told = static_cast<double>(static_cast<DiskBytes>(volume.f_bfree) * volume.f_frsize);
+    EXPECT_NEAR(static_cast<double>(free), told, 1e9);
+}
+
+TEST(DiskSpace, AnyOfTheThreeMayBeLeftOut) {
+    const Testing::TemporaryFolder folder;
+    DiskBytes free = 0;
+    EXPECT_TRUE(GetDiskFreeSpaceExW(folder.Engine(".").c_str(), nullptr, nullptr, &free));
+    EXPECT_GT(free, 0u);
+    EXPECT_TRUE(GetDiskFreeSpaceExW(folder.Engine(".").c_str(), nullptr, nullptr, nullptr));
+}
+
+TEST(DiskSpace, AnAbsentFolderLeavesTheOutputsUntouched) {
+    const Testing::TemporaryFolder folder;
+    DiskBytes forCaller = 1, total = 2, free = 3;
+    EXPECT_FALSE(GetDiskFreeSpaceExW(folder.Engine("absent").c_str(), &forCaller, &total, &free));
+    EXPECT_FALSE(GetDiskFreeSpaceExW(L"", &forCaller, &total, &free));
+    EXPECT_FALSE(GetDiskFreeSpaceExW(nullptr, &forCaller, &total, &free));
+    EXPECT_FALSE(GetDiskFreeSpaceExW(L"\xD800", &forCaller, &total, &free));
+    EXPECT_EQ(forCaller, 1u);
+    EXPECT_EQ(total, 2u);
+    EXPECT_EQ(free, 3u);
+}
+
+}  // namespace Drive::Platform

@@ -1,0 +1,148 @@
+#include <fcntl.h>
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cstdint>
+#include <filesystem>
+#include <set>
+#include <thread>
+#include <vector>
+
+#include "interfaces/platform/file_calls.h"
+#include "tests/contract/platform/temporary_folder.h"
+
+namespace Drive::Platform {
+
+namespace {
+
+class Handles : public ::testing::Test {
+protected:
+    Handles() { folder.Put("file", "content"); }
+
+    HANDLE Open() {
+        return CreateFileW(folder.Engine("file").c_str(), kGenericRead, 1, nullptr, kOpenExisting, 0, nullptr);
+    }
+
+    Testing::TemporaryFolder folder;
+};
+
+std::size_t CountDescriptors() {
+    return static_cast<std::size_t>(
+        std::distance(std::filesystem::directory_iterator("/proc/self/fd"), std::filesystem::directory_iterator()));
+}
+
+}  // namespace
+
+TEST_F(Handles, NoneAndTheInvalidValueCannotBeClosed) {
+    EXPECT_FALSE(CloseHandle(nullptr));
+    EXPECT_FALSE(CloseHandle(kInvalidHandle));
+}
+
+TEST_F(Handles, AnUnknownHandleCannotBeClosed) {
+    int local = 0;
+    EXPECT_FALSE(CloseHandle(&local));
+    for (std::uintptr_t number = 1; number < 64; ++number) EXPECT_FALSE(CloseHandle(reinterpret_cast<HANDLE>(number)));
+}
+
+TEST_F(Handles, AreClosedOnceOnly) {
+    const HANDLE handle = Open();
+    EXPECT_TRUE(CloseHandle(handle));
+    EXPECT_FALSE(CloseHandle(handle));
+}
+
+TEST_F(Handles, AreNeverARawDescriptor) {
+    const HANDLE handle = Open();
+    EXPECT_GT(reinterpret_cast<std::uintptr_t>(handle), 65536u);
+    CloseHandle(handle);
+}
+
+TEST_F(Handles, AStaleOneIsRefusedAlthoughOthersWereOpenedSince) {
+    const HANDLE stale = Open();
+    CloseHandle(stale);
+    std::vector<HANDLE> later;
+    for (int count = 0; count < 500; ++count) {
+        later.push_back(Open());
+        ASSERT_NE(later.back(), stale);
+    }
+    char byte = 0;
+    EXPECT_EQ(ReadAt(stale, 0, &byte, 1), -1);
+    EXPECT_FALSE(WriteAt(stale, 0, "x", 1));
+    EXPECT_EQ(SizeOf(stale), -1);
+    EXPECT_FALSE(SyncToDisk(stale));
+    EXPECT_FALSE(CloseHandle(stale));
+    for (const HANDLE handle : later) EXPECT_TRUE(CloseHandle(handle));
+}
+
+TEST_F(Handles, AreCountedWhileOpen) {
+    const std::size_t before = OpenHandleCount();
+    const HANDLE first = Open();
+    const HANDLE second = Open();
+    EXPECT_EQ(OpenHandleCount(), before + 2);
+    CloseHandle(first);
+    EXPECT_EQ(OpenHandleCount(), before + 1);
+    CloseHandle(second);
+    EXPECT_EQ(OpenHandleCount(), before);
+}
+
+TEST_F(Handles, ClosingGivesTheDescriptorBack) {
+    const std::size_t before = CountDescriptors();
+    for (int count = 0; count < 50; ++count) CloseHandle(Open());
+    EXPECT_EQ(CountDescriptors(), before);
+}
+
+TEST_F(Handles, DoNotReachAChildProcess) {
+    const HANDLE handle = Open();
+    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+        std::error_code gone;
+        if (std::filesystem::read_symlink(entry.path(), gone) != folder.Native("file")) continue;
+        const int flags = ::fcntl(std::stoi(entry.path().filename().string()), F_GETFD);
+        EXPECT_NE(flags & FD_CLOEXEC, 0);
+    }
+    CloseHandle(handle);
+}
+
+TEST_F(Handles, AHandleClosedUnderAReaderNeverReadsAnotherFile) {
+    folder.Put("other", "OTHER!!");
+    std::atomic<bool> stop{false};
+    std::atomic<HANDLE> shared{Open()};
+    std::thread reader([&] {
+        while (!stop) {
+            char content[7] = {};
+            const std::int64_t count = ReadAt(shared, 0, content, sizeof(content));
+            if (count > 0) {
+                EXPECT_EQ(std::string(content, sizeof(content)), "content");
+            }
+        }
+    });
+    for (int round = 0; round < 2000; ++round) {
+        CloseHandle(shared);
+        // Takes the descriptor that has just become free.
+        const HANDLE other =
+            CreateFileW(folder.Engine("other").c_str(), kGenericRead, 1, nullptr, kOpenExisting, 0, nullptr);
+        shared = Open();
+        CloseHandle(other);
+    }
+    stop = true;
+    reader.join();
+    CloseHandle(shared);
+}
+
+TEST_F(Handles, ManyThreadsMayOpenAndCloseAtOnce) {
+    const std::size_t before = OpenHandleCount();
+    std::vector<std::thread> threads;
+    for (int index = 0; index < 8; ++index) {
+        threads.emplace_back([&] {
+            for (int round = 0; round < 200; ++round) {
+                const HANDLE handle = Open();
+                char byte = 0;
+                EXPECT_EQ(ReadAt(handle, 3, &byte, 1), 1);
+                EXPECT_EQ(byte, 't');
+                EXPECT_TRUE(CloseHandle(handle));
+            }
+        });
+    }
+    for (std::thread& thread : threads) thread.join();
+    EXPECT_EQ(OpenHandleCount(), before);
+}
+
+}  // namespace Drive::Platform
