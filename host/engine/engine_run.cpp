@@ -1,0 +1,115 @@
+#include "host/engine/engine_run.h"
+
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+#include <thread>
+
+#include "download/download_task_manager.h"
+#include "interfaces/cloud/drive_account.h"
+#include "interfaces/common/client_messages.h"
+#include "service/transfer_task_service.h"
+#include "upload/upload_task_manager.h"
+
+namespace Drive::Host {
+namespace {
+
+using TransferService::DOWNLOADCALLBACK_CONTEXT;
+
+// Never destroyed: engine threads may report until the process is gone.
+struct Inbox {
+    std::mutex mutex;
+    std::condition_variable changed;
+    std::vector<EngineEvent> events;  // guarded by mutex
+    bool stopped = false;             // guarded by mutex
+};
+
+Inbox& TheInbox() {
+    static Inbox* const inbox = new Inbox;
+    return *inbox;
+}
+
+// Memory may run out in here, and nothing may leave a callback; a lost event is found by the sweep over the rows.
+void Report(EngineEvent::Kind kind, const std::wstring& path) noexcept {
+    try {
+        Inbox& inbox = TheInbox();
+        const std::lock_guard lock(inbox.mutex);
+        inbox.events.push_back({kind, path});
+        inbox.changed.notify_all();
+    } catch (...) {
+        return;
+    }
+}
+
+// The answer matters for event 4 alone: true would take the row back to 0, as if no download had been wanted.
+bool OnDownloadEvent(DOWNLOADCALLBACK_CONTEXT& event) {
+    if (event.event == 3) {
+        Report(EngineEvent::Kind::Arrived, event.localFilePath);
+    } else if (event.event == 2 && !event.ok) {
+        Report(EngineEvent::Kind::Ended, event.localFilePath);
+    }
+    return event.event == 3;
+}
+
+void OnServiceMessage(int message, const std::wstring&, bool) {
+    if (message == 2) {
+        Report(EngineEvent::Kind::SpaceFull, L"");
+    } else if (message == 3) {
+        Report(EngineEvent::Kind::SpaceLow, L"");
+    }
+}
+
+bool OnUploadEvent(int kind, const std::wstring& path) {
+    if (kind == 1) {
+        Report(EngineEvent::Kind::Uploaded, path);
+    }
+    return true;
+}
+
+}  // namespace
+
+void EngineRun::Start() {
+    using namespace TransferService;
+    TransferTaskService::getInstance().setFileTransNotifyMsgCallBack(OnServiceMessage);
+    DownLoadTaskManger::getInstance().SetDownLoadTaskCallBackFun(OnDownloadEvent);
+    UpLoadTaskManger::getInstance().SetUploadServiceCallbackFun(OnUploadEvent);
+    IPC::SetTransferMessageHandler([](int command, const std::wstring&) {
+        if (command == 10) {
+            Report(EngineEvent::Kind::Migrating, L"");
+        }
+    });
+    TransferTaskService::getInstance().startTransferTaskService();
+}
+
+std::vector<EngineEvent> EngineRun::Wait(int milliseconds) {
+    Inbox& inbox = TheInbox();
+    std::unique_lock lock(inbox.mutex);
+    inbox.changed.wait_for(lock, std::chrono::milliseconds(milliseconds), [&] { return !inbox.events.empty(); });
+    return std::exchange(inbox.events, {});
+}
+
+int EngineRun::RunningDownloads() {
+    return TransferService::DownLoadTaskManger::getInstance().getDownloadingTaskCount();
+}
+
+bool EngineRun::Stop(int milliseconds) {
+    std::thread([] {
+        TransferService::TransferTaskService::getInstance().stopTransferTaskService();
+        Inbox& inbox = TheInbox();
+        const std::lock_guard lock(inbox.mutex);
+        inbox.stopped = true;
+        inbox.changed.notify_all();
+    }).detach();
+    Inbox& inbox = TheInbox();
+    std::unique_lock lock(inbox.mutex);
+    const auto half = std::chrono::milliseconds(milliseconds / 2);
+    if (inbox.changed.wait_for(lock, half, [&] { return inbox.stopped; })) {
+        return true;
+    }
+    lock.unlock();
+    Cloud::DriveAccount::Abort();
+    lock.lock();
+    return inbox.changed.wait_for(lock, half, [&] { return inbox.stopped; });
+}
+
+}  // namespace Drive::Host

@@ -1,0 +1,200 @@
+#include "host/get/download_run.h"
+
+#include "host/get/back_off.h"
+#include "host/get/file_rows.h"
+#include "host/module/stop_signal.h"
+#include "interfaces/common/file_helper.h"
+#include "interfaces/database/sqlite_db.h"
+#include "interfaces/database/sync_rows.h"
+#include "interfaces/platform/clock.h"
+#include "interfaces/platform/text.h"
+
+namespace Drive::Host {
+namespace {
+
+constexpr int kTickMilliseconds = 100;
+constexpr std::int64_t kSweepEvery = 2 * 60 * 1000;
+constexpr std::int64_t kStuckAfter = 45 * 1000;
+constexpr std::size_t kRowsInBatch = 1000;
+constexpr int kSweepRows = 1000000;
+constexpr int kTaskPriority = 1;
+
+}  // namespace
+
+DownloadRun::DownloadRun(Session& session, Placement& placement, const DownloadLimits& limits, Listener settled)
+    : session(session), placement(placement), limits(limits), settled(std::move(settled)) {}
+
+void DownloadRun::Add(const CloudEntry& entry, bool fresh, const std::optional<ProvedFile>& replaces) {
+    jobs.push_back({entry, replaces, fresh});
+    Job& job = jobs.back();
+    byPath[session.EnginePath(entry.parentFolder + entry.file.fileName)] = &job;
+    byFileId[entry.file.id] = &job;
+    bytesAll += entry.file.size;
+    ++open;
+}
+
+bool DownloadRun::QueueAll(std::string& error) {
+    std::vector<Common::FileItem> batch;
+    const auto write = [&] {
+        const bool good = batch.empty() || SQLiteDB::SyncRows::PutFilesWithTasks(batch, 1, kTaskPriority);
+        batch.clear();
+        return good;
+    };
+    for (const Job& job : jobs) {
+        if (!job.fresh) {
+            continue;
+        }
+        if (!session.staging.RemoveFile(job.entry.path, error)) {
+            return false;
+        }
+        batch.push_back(RowOf(job.entry, 21, L""));
+        if (batch.size() == kRowsInBatch && !write()) {
+            break;
+        }
+    }
+    error = "the database in " + session.stateFolder + " cannot be written; is the disk full?";
+    return write() && batch.empty();
+}
+
+void DownloadRun::Settle(Job& job, Result result, const std::string& message) {
+    job.settled = true;
+    --open;
+    settled(job.entry, {job.entry.path, result, job.entry.file.size, message});
+}
+
+void DownloadRun::Arrived(Job& job) {
+    const Common::FileItem row = SQLiteDB::SQLiteDB::GetInstance().GetDriveDataItemWithKey(job.entry.file.id);
+    std::wstring actual = row.GetLocalFileSha256();
+    if (actual.empty()) {
+        actual =
+            Common::FileHepler::GetFileSha256(session.EnginePath(job.entry.parentFolder + job.entry.file.fileName));
+    }
+    const FileFacts staged = session.staging.Look(job.entry.path);
+    const bool known = !job.entry.file.sha256.empty();
+    const bool proved = staged.kind == FileKind::File && staged.size == job.entry.file.size && !actual.empty() &&
+                        (!known || actual == job.entry.file.sha256);
+    if (!proved) {
+        Failed(job, "its content is not what the cloud announced (" + std::to_string(staged.size) + " of " +
+                        std::to_string(job.entry.file.size) + " bytes arrived)");
+        return;
+    }
+    std::string message;
+    switch (placement.Show(job.entry, Platform::NarrowText(actual), job.replaces, message)) {
+        case Shown::Yes:
+            Settle(job, Result::Downloaded, message);
+            break;
+        case Shown::KeptLocal:
+            Settle(job, Result::KeptLocal, message);
+            break;
+        case Shown::Failed:
+            Settle(job, Result::Failed, message);
+            break;
+    }
+}
+
+void DownloadRun::Failed(Job& job, const std::string& why) {
+    ++job.failures;
+    MarkFailed(job.entry.file.id);
+    if (job.failures >= limits.attempts) {
+        Settle(job, Result::Failed,
+               why + "; tried " + std::to_string(job.failures) + " times, see logs/transfer.log" +
+                   " in the state folder; the next 'get' tries again");
+        return;
+    }
+    job.nextTry = Platform::MonotonicMilliseconds() + WaitAfter(job.failures);
+}
+
+bool DownloadRun::QueueAgain(Job& job) {
+    std::string error;
+    job.nextTry = 0;
+    return session.staging.RemoveFile(job.entry.path, error) && DropDownload(job.entry.file.id) &&
+           SQLiteDB::SyncRows::PutFileWithTask(RowOf(job.entry, 21, L""), 1, kTaskPriority);
+}
+
+void DownloadRun::Handle(const EngineEvent& event) {
+    const auto found = byPath.find(event.path);
+    if (found == byPath.end() || found->second->settled || found->second->nextTry != 0) {
+        return;
+    }
+    if (event.kind == EngineEvent::Kind::Arrived) {
+        Arrived(*found->second);
+    } else if (event.kind == EngineEvent::Kind::Ended) {
+        Failed(*found->second, "the transfer ended without the file");
+    }
+}
+
+void DownloadRun::RetryDue(std::int64_t now) {
+    for (Job& job : jobs) {
+        if (!job.settled && job.nextTry != 0 && job.nextTry <= now && !QueueAgain(job)) {
+            Failed(job, "it could not be queued again");
+        }
+    }
+}
+
+// Finds what ended without a word: a task that was dropped with its file still waiting or failed.
+void DownloadRun::Sweep(std::int64_t now) {
+    lastSweep = now;
+    for (const Common::FileItem& row : SQLiteDB::SyncRows::FilesWithoutTask({21, 23}, 1, kSweepRows)) {
+        const auto found = byFileId.find(row.GetFileId());
+        if (found != byFileId.end() && !found->second->settled && found->second->nextTry == 0) {
+            Failed(*found->second, "its task was dropped");
+        }
+    }
+}
+
+// A worker that died of an exception leaves its row at 22, and nobody takes such a row again. When nothing has been
+// running for a good while, what is left at 22 or arrived unheard is taken up again.
+void DownloadRun::FreeStuck(std::int64_t now) {
+    if (idleSince == 0 || now - idleSince < kStuckAfter) {
+        return;
+    }
+    idleSince = now;
+    for (Job& job : jobs) {
+        if (job.settled || job.nextTry != 0) {
+            continue;
+        }
+        const int status = SQLiteDB::SQLiteDB::GetInstance().GetDriveDataItemWithKey(job.entry.file.id).GetFileStatus();
+        if (status == 1) {
+            Arrived(job);
+        } else if (status == 22 || status == 23) {
+            Failed(job, "its transfer broke off");
+        }
+    }
+}
+
+RunEnd DownloadRun::Run(const std::function<void()>& tick) {
+    lastTick = lastSweep = Platform::MonotonicMilliseconds();
+    while (open > 0) {
+        for (const EngineEvent& event : EngineRun::Wait(kTickMilliseconds)) {
+            Handle(event);
+        }
+        const std::int64_t now = Platform::MonotonicMilliseconds();
+        const bool idle = EngineRun::RunningDownloads() == 0;
+        waitingMilliseconds += idle ? now - lastTick : 0;
+        idleSince = !idle ? 0 : idleSince == 0 ? now : idleSince;
+        lastTick = now;
+        RetryDue(now);
+        if (now - lastSweep >= kSweepEvery) {
+            Sweep(now);
+        }
+        FreeStuck(now);
+        tick();
+        if (StopRequested()) {
+            return RunEnd::Stopped;
+        }
+        if (limits.deadline != 0 && now >= limits.deadline) {
+            return RunEnd::Timeout;
+        }
+    }
+    return RunEnd::AllSettled;
+}
+
+void DownloadRun::SettleRest(const std::string& why) {
+    for (Job& job : jobs) {
+        if (!job.settled) {
+            Settle(job, Result::Pending, why);
+        }
+    }
+}
+
+}  // namespace Drive::Host

@@ -1,0 +1,91 @@
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <optional>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "host/engine/engine_run.h"
+#include "host/get/cloud_tree.h"
+#include "host/get/outcome.h"
+#include "host/get/placement.h"
+#include "host/module/session.h"
+
+/// The downloads of one command, from the queue to the visible tree: each is checked when it arrives, shown when it
+/// proved, and tried again with growing pauses when it did not. One thread.
+namespace Drive::Host {
+
+struct DownloadLimits {
+    int attempts = 6;           ///< tries of one file in this run
+    std::int64_t deadline = 0;  ///< of the monotonic clock, milliseconds; 0 for none
+};
+
+/// Why the run ended.
+enum class RunEnd { AllSettled, Timeout, Stopped };
+
+class DownloadRun {
+public:
+    /// Hears of each file once, when it is settled.
+    using Listener = std::function<void(const CloudEntry&, const Outcome&)>;
+
+    DownloadRun(Session& session, Placement& placement, const DownloadLimits& limits, Listener settled);
+
+    /// Adds a file. `fresh` queues it from the beginning; otherwise its task stands already, with its record.
+    void Add(const CloudEntry& entry, bool fresh, const std::optional<ProvedFile>& replaces);
+
+    bool Empty() const { return jobs.empty(); }
+
+    /// Writes the rows of all fresh files. Before the engine starts. False with `error` set.
+    bool QueueAll(std::string& error);
+
+    /// Runs until every file is settled, the deadline passes or a signal comes. `tick` is called several times a
+    /// second.
+    RunEnd Run(const std::function<void()>& tick);
+
+    /// Settles what is left as pending.
+    void SettleRest(const std::string& why);
+
+    std::int64_t BytesAll() const { return bytesAll; }
+    std::int64_t FilesDone() const { return static_cast<std::int64_t>(jobs.size()) - open; }
+    std::int64_t FilesAll() const { return static_cast<std::int64_t>(jobs.size()); }
+    double SecondsWaiting() const { return static_cast<double>(waitingMilliseconds) / 1000; }
+
+private:
+    struct Job {
+        CloudEntry entry;
+        std::optional<ProvedFile> replaces;
+        bool fresh = true;
+        bool settled = false;
+        int failures = 0;
+        std::int64_t nextTry = 0;  ///< of the monotonic clock; 0 while the engine has it
+    };
+
+    void Handle(const EngineEvent& event);
+    void Arrived(Job& job);
+    void Failed(Job& job, const std::string& why);
+    bool QueueAgain(Job& job);
+    void RetryDue(std::int64_t now);
+    void Sweep(std::int64_t now);
+    void FreeStuck(std::int64_t now);
+    void Settle(Job& job, Result result, const std::string& message);
+
+    Session& session;
+    Placement& placement;
+    const DownloadLimits limits;
+    const Listener settled;
+
+    std::deque<Job> jobs;                           // addresses stay good
+    std::unordered_map<std::wstring, Job*> byPath;  // full path as the engine writes it
+    std::unordered_map<std::wstring, Job*> byFileId;
+    std::int64_t bytesAll = 0;
+    std::int64_t open = 0;
+    std::int64_t waitingMilliseconds = 0;
+    std::int64_t lastTick = 0;
+    std::int64_t lastSweep = 0;
+    std::int64_t idleSince = 0;  // since when no download has been running; 0 while one is
+};
+
+}  // namespace Drive::Host

@@ -1,0 +1,219 @@
+#include "host/get/get_command.h"
+
+#include <limits.h>
+#include <sys/statvfs.h>
+
+#include <exception>
+#include <unordered_set>
+
+#include "host/engine/engine_run.h"
+#include "host/engine/kept_positions.h"
+#include "host/module/exit_codes.h"
+#include "host/module/stop_signal.h"
+#include "interfaces/cloud/drive_account.h"
+#include "interfaces/database/sqlite_db.h"
+#include "interfaces/database/sync_rows.h"
+#include "interfaces/platform/clock.h"
+#include "interfaces/platform/text.h"
+
+namespace Drive::Host {
+namespace {
+
+constexpr std::int64_t kSpareBytes = 201LL << 20;  // the engine starts no download below 200 MiB of free space
+
+DownloadLimits LimitsOf(const GetOptions& options, std::int64_t started) {
+    DownloadLimits limits;
+    limits.attempts = options.attempts;
+    limits.deadline =
+        options.timeoutSeconds > 0 ? started + static_cast<std::int64_t>(options.timeoutSeconds * 1000) : 0;
+    return limits;
+}
+
+}  // namespace
+
+GetCommand::GetCommand(Session& session, const GetOptions& options)
+    : session(session),
+      options(options),
+      reporter(options.report),
+      placement(session.staging, session.visible, session.records),
+      downloads(
+          session, placement, LimitsOf(options, Platform::MonotonicMilliseconds()),
+          [this](const CloudEntry& entry, const Outcome& outcome) { Tell(entry, outcome.result, outcome.message); }),
+      started(Platform::MonotonicMilliseconds()) {}
+
+int GetCommand::List(std::vector<CloudEntry>& entries) {
+    reporter.Stage("listing the cloud");
+    std::vector<Cloud::CloudFile> files;
+    std::wstring cursor;
+    const Cloud::CallOutcome listed = Cloud::DriveAccount::List(files, cursor);
+    if (!listed.ok) {
+        if (StopRequested()) {
+            return kExitStopped;
+        }
+        reporter.Note("cannot list the cloud: " + listed.message);
+        return kExitCloud;
+    }
+    session.records.SetValue("changeCursor", Platform::NarrowText(cursor));
+    const std::size_t longest = std::max(session.settings.root.size(), session.settings.staging.size());
+    entries = PlaceEntries(std::move(files), session.rootFileId, PATH_MAX - 2 - longest);
+    return kExitOk;
+}
+
+// What an earlier process left behind must not mislead the engine.
+void GetCommand::PrepareRows() {
+    SQLiteDB::SyncRows::ForgetEncryptedPositions();
+    SQLiteDB::SyncRows::ResetPriorityKeys();
+    if (!ReadRows(rows)) {
+        throw std::runtime_error("the rows in " + session.stateFolder + " cannot be read; see logs/transfer.log there");
+    }
+    proved = session.records.AllProved();
+    for (Trouble& trouble : session.records.Troubles()) {
+        troubles[trouble.fileId] = trouble;
+    }
+}
+
+// A file that is no longer in the cloud stays here; only what was on its way is dropped.
+void GetCommand::ForgetGone(const std::vector<CloudEntry>& entries) {
+    std::unordered_set<std::wstring> there;
+    for (const CloudEntry& entry : entries) {
+        there.insert(entry.file.id);
+    }
+    SQLiteDB::SQLiteDB& database = SQLiteDB::SQLiteDB::GetInstance();
+    for (const auto& [fileId, row] : rows.files) {
+        if (there.count(fileId) != 0 || fileId.rfind(L"Local", 0) == 0) {
+            continue;
+        }
+        DropDownload(fileId);
+        database.DeleteDriveDataItem(fileId);
+        const std::string key = Platform::NarrowText(fileId);
+        if (const auto known = proved.find(key); known != proved.end()) {
+            reporter.Note(Printable(known->second.path) + " is no longer in the cloud; kept here");
+            session.records.ForgetProved(key);
+        }
+        session.records.ForgetTrouble(key);
+    }
+}
+
+EntryFacts GetCommand::FactsOf(const CloudEntry& entry) const {
+    EntryFacts facts;
+    if (!entry.refusal.empty()) {
+        return facts;
+    }
+    if (const auto row = rows.files.find(entry.file.id); row != rows.files.end()) {
+        facts.row = row->second;
+    }
+    if (const auto task = rows.downloads.find(entry.file.id); task != rows.downloads.end()) {
+        facts.task = task->second;
+    }
+    if (const auto known = proved.find(Platform::NarrowText(entry.file.id)); known != proved.end()) {
+        facts.proved = known->second;
+        if (known->second.path != entry.path) {
+            facts.earlier = session.visible.Look(known->second.path);
+        }
+    }
+    facts.visible = session.visible.Look(entry.path);
+    if (!entry.file.isFolder) {
+        facts.staged = session.staging.Look(entry.path);
+    }
+    return facts;
+}
+
+void GetCommand::Tell(const CloudEntry& entry, Result result, const std::string& message) {
+    const Outcome outcome{entry.path, result, entry.file.size, message};
+    const std::string fileId = Platform::NarrowText(entry.file.id);
+    if (IsTrouble(result)) {
+        session.records.PutTrouble({fileId, entry.path, ResultWord(result), message, Platform::UnixTimeSeconds()});
+    } else if (troubles.count(fileId) != 0 && result != Result::Pending) {
+        session.records.ForgetTrouble(fileId);
+    }
+    tally.Add(outcome);
+    reporter.Entry(outcome);
+}
+
+bool GetCommand::EnoughSpace() {
+    struct statvfs facts {};
+    if (statvfs(session.settings.staging.c_str(), &facts) != 0) {
+        return true;  // the engine asks again by itself
+    }
+    const auto free = static_cast<std::int64_t>(facts.f_bavail) * static_cast<std::int64_t>(facts.f_frsize);
+    if (free >= downloads.BytesAll() + kSpareBytes) {
+        return true;
+    }
+    reporter.Note("the downloads need " + HumanBytes(downloads.BytesAll()) + " and 200 MiB to spare, but only " +
+                  HumanBytes(free) + " are free on the disk of " + session.settings.staging +
+                  "; going on as far as it lasts");
+    return true;
+}
+
+void GetCommand::ShowProgress() {
+    const std::uint64_t received = Cloud::DriveAccount::Counters().received - receivedBefore;
+    ProgressFigures figures;
+    figures.bytesAll = downloads.BytesAll();
+    figures.bytesDone = std::min<std::int64_t>(static_cast<std::int64_t>(received), figures.bytesAll);
+    figures.filesDone = downloads.FilesDone();
+    figures.filesAll = downloads.FilesAll();
+    reporter.Progress(figures);
+}
+
+int GetCommand::Download() {
+    std::string error;
+    EnoughSpace();
+    if (!downloads.QueueAll(error)) {
+        reporter.Note(error);
+        downloads.SettleRest("not queued");
+        return kExitLocal;
+    }
+    receivedBefore = Cloud::DriveAccount::Counters().received;
+    EngineRun::Start();
+    OnStopRequested({});
+    const RunEnd end = downloads.Run([this] { ShowProgress(); });
+    const std::vector<Common::TaskItem> positions =
+        end == RunEnd::AllSettled ? std::vector<Common::TaskItem>() : ReadPositions();
+    if (!EngineRun::Stop(options.stopSeconds * 1000)) {
+        reporter.Note("a transfer did not stop in time and was cut off; the next 'get' goes on from what is here");
+    } else {
+        RestorePositions(positions);
+    }
+    downloads.SettleRest("not finished; the next 'get' goes on");
+    session.visible.Sync();
+    return end == RunEnd::Timeout ? kExitTimeout : end == RunEnd::Stopped ? kExitStopped : kExitOk;
+}
+
+int GetCommand::Finish(int code) {
+    const int final = code != kExitOk ? code : tally.troubles > 0 ? kExitSome : kExitOk;
+    RunTimes times;
+    times.all = static_cast<double>(Platform::MonotonicMilliseconds() - started) / 1000;
+    times.waiting = downloads.SecondsWaiting();
+    reporter.Summary(tally, times, final);
+    return final;
+}
+
+int GetCommand::Run() {
+    OnStopRequested([] { Cloud::DriveAccount::Abort(); });
+    std::vector<CloudEntry> entries;
+    if (const int code = List(entries); code != kExitOk) {
+        return code;
+    }
+    PrepareRows();
+    ForgetGone(entries);
+    reporter.Stage("looking at " + std::to_string(entries.size()) + " entries");
+    for (const CloudEntry& entry : entries) {
+        if (entry.file.isFolder && entry.refusal.empty()) {
+            folders.insert(entry.path);
+        }
+    }
+    for (const CloudEntry& entry : entries) {
+        if (StopRequested()) {
+            Tell(entry, Result::Pending, "not looked at");
+            continue;
+        }
+        Act(entry);
+    }
+    if (StopRequested()) {
+        downloads.SettleRest("not begun");
+        return Finish(kExitStopped);
+    }
+    return Finish(downloads.Empty() ? kExitOk : Download());
+}
+
+}  // namespace Drive::Host

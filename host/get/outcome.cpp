@@ -1,0 +1,45 @@
+#include "host/get/outcome.h"
+
+namespace Drive::Host {
+
+const char* ResultWord(Result result) {
+    switch (result) {
+        case Result::FolderThere:
+            return "folder";
+        case Result::FolderMade:
+            return "folder-made";
+        case Result::Unchanged:
+            return "unchanged";
+        case Result::EmptyMade:
+            return "empty-made";
+        case Result::Adopted:
+            return "adopted";
+        case Result::Moved:
+            return "moved";
+        case Result::Downloaded:
+            return "downloaded";
+        case Result::KeptLocal:
+            return "kept-local";
+        case Result::Refused:
+            return "refused";
+        case Result::Failed:
+            return "failed";
+        case Result::Pending:
+            return "pending";
+    }
+    return "unknown";
+}
+
+bool IsTrouble(Result result) {
+    return result == Result::KeptLocal || result == Result::Refused || result == Result::Failed;
+}
+
+void Tally::Add(const Outcome& outcome) {
+    ++entries;
+    ++byResult[static_cast<int>(outcome.result)];
+    troubles += IsTrouble(outcome.result) ? 1 : 0;
+    pending += outcome.result == Result::Pending ? 1 : 0;
+    bytesDownloaded += outcome.result == Result::Downloaded ? outcome.bytes : 0;
+}
+
+}  // namespace Drive::Host

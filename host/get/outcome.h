@@ -1,0 +1,48 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+/// What became of one entry. Every entry of the cloud's list ends in exactly one of these.
+namespace Drive::Host {
+
+enum class Result {
+    FolderThere,
+    FolderMade,
+    Unchanged,
+    EmptyMade,
+    Adopted,
+    Moved,
+    Downloaded,
+    KeptLocal,  ///< something else stands there; not all well
+    Refused,    ///< cannot stand on this disk; not all well
+    Failed,     ///< not all well
+    Pending     ///< not finished when the command ended; the next call goes on
+};
+
+struct Outcome {
+    std::string path;  ///< native, below the root
+    Result result = Result::Pending;
+    std::int64_t bytes = 0;
+    std::string message;  ///< for people: why, and what to do next
+};
+
+/// The word of a result in reports, such as "downloaded".
+const char* ResultWord(Result result);
+
+/// True for results that make the command end with "some files did not".
+bool IsTrouble(Result result);
+
+struct Tally {
+    std::int64_t entries = 0;
+    std::int64_t troubles = 0;
+    std::int64_t pending = 0;
+    std::int64_t byResult[static_cast<int>(Result::Pending) + 1] = {};
+    std::int64_t bytesDownloaded = 0;
+
+    void Add(const Outcome& outcome);
+    std::int64_t Of(Result result) const { return byResult[static_cast<int>(result)]; }
+};
+
+}  // namespace Drive::Host

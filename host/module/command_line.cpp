@@ -1,0 +1,122 @@
+#include "host/module/command_line.h"
+
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <functional>
+
+#include "host/commands/init_command.h"
+#include "host/commands/status_command.h"
+#include "host/get/get_command.h"
+#include "host/launcher/state_option.h"
+#include "host/module/exit_codes.h"
+#include "host/module/session.h"
+#include "host/module/stop_signal.h"
+
+namespace Drive::Host {
+namespace {
+
+constexpr const char* kExitCodes =
+    "Exit codes: 0 all well; 1 some files did not go through; 2 wrong command line or settings; 3 the cloud cannot be\n"
+    "reached or refuses the login; 4 the state is locked, damaged or of a later version; 5 time ran out; 6 stopped by\n"
+    "a signal; 7 this machine (disk full, no permission). After 5 and 6 the next call goes on where this one ended.";
+
+struct CommandLine {
+    std::string stateFolder = DefaultStateFolder();
+    InitOptions init;
+    GetOptions get;
+    int counted = 0;  // counts that the launcher has read already
+    std::function<int()> chosen;
+};
+
+void AddReport(CLI::App& command, ReportOptions& report) {
+    command.add_flag("--json", report.json, "one JSON object a line");
+    command.add_flag("-v,--verbose", report.verbose, "also tell what was fine already");
+    command.add_flag("-q,--quiet", report.quiet, "only troubles and the summary");
+}
+
+void AddInit(CLI::App& app, CommandLine& line) {
+    CLI::App* command = app.add_subcommand("init", "sign in and make a state folder for one root");
+    InitOptions& init = line.init;
+    command->add_option("--url", init.url, "the cloud, such as https://host:port")->required();
+    command->add_option("--user", init.user, "who signs in")->required();
+    command->add_option("--password-file", init.passwordFile, "file with the password; default: standard input");
+    command->add_option("--root", init.root, "the folder that shows the files")->required();
+    command->add_option("--staging", init.staging, "where downloads stand until proved; default: beside the root");
+    command->add_option("--ca-file", init.caFile, "certificates to trust instead of the system's");
+    command->add_option("--downloads", init.downloads, "downloads at once")->check(CLI::Range(1, 64));
+    command->add_option("--uploads", init.uploads, "uploads at once")->check(CLI::Range(1, 64));
+    command->add_flag("--json", init.json, "tell the outcome as a JSON object");
+    command->callback([&line] {
+        line.chosen = [&line] {
+            line.init.stateFolder = line.stateFolder;
+            return RunInit(line.init);
+        };
+    });
+}
+
+int RunGet(CommandLine& line) {
+    Session session(line.stateFolder);
+    std::string why;
+    bool absent = false;
+    if (!ReadSettings(session.stateFolder, session.settings, why, absent)) {
+        std::fprintf(stderr, "zelkor-drive: %s\n", why.c_str());
+        return kExitUsage;
+    }
+    session.settings.downloadRate = line.get.limitRate.value_or(session.settings.downloadRate);
+    int code = session.Open(EngineRoot::Staging, why);
+    if (code != kExitOk) {
+        std::fprintf(stderr, "zelkor-drive: %s\n", why.c_str());
+    } else {
+        code = GetCommand(session, line.get).Run();
+    }
+    session.Close();
+    return code;
+}
+
+void AddGet(CLI::App& app, CommandLine& line) {
+    CLI::App* command = app.add_subcommand("get", "bring everything that the cloud holds into the root");
+    GetOptions& get = line.get;
+    command->add_option("--timeout", get.timeoutSeconds, "give up after so many seconds")->check(CLI::PositiveNumber);
+    command->add_option("--limit-rate", get.limitRate, "bytes a second, such as 500K or 2M")
+        ->transform(CLI::AsSizeValue(false));
+    command->add_option("--downloads", line.counted, "downloads at once")->check(CLI::Range(1, 64));
+    command->add_option("--attempts", get.attempts, "tries of one file")->check(CLI::Range(1, 1000));
+    command->add_flag("--verify", get.verify, "read every file that is here already and check it");
+    command->add_flag("--overwrite", get.overwrite, "move what was changed here aside instead of keeping it in place");
+    AddReport(*command, get.report);
+    command->callback([&line] { line.chosen = [&line] { return RunGet(line); }; });
+}
+
+void AddStatus(CLI::App& app, CommandLine& line) {
+    CLI::App* command = app.add_subcommand("status", "what waits, what runs and what is wrong");
+    command->add_flag("--json", line.get.report.json, "tell it as a JSON object");
+    command->callback([&line] { line.chosen = [&line] { return RunStatus(line.stateFolder, line.get.report.json); }; });
+}
+
+}  // namespace
+
+int RunCommandLine(int argc, char** argv) {
+    CLI::App app("Moves files between a folder and a cloud drive.", "zelkor-drive");
+    CommandLine line;
+    app.add_option("--state", line.stateFolder, "the state folder (settings, login, database, logs)")
+        ->envname("ZELKOR_DRIVE_STATE");
+    app.require_subcommand(1);
+    app.fallthrough();
+    app.footer(kExitCodes);
+    AddInit(app, line);
+    AddGet(app, line);
+    AddStatus(app, line);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& refused) {
+        return app.exit(refused) == 0 ? kExitOk : kExitUsage;
+    }
+    if (line.stateFolder.empty()) {
+        std::fprintf(stderr, "zelkor-drive: no state folder; give --state or set ZELKOR_DRIVE_STATE\n");
+        return kExitUsage;
+    }
+    WatchStopSignals();
+    return line.chosen();
+}
+
+}  // namespace Drive::Host

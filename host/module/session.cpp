@@ -1,0 +1,128 @@
+#include "host/module/session.h"
+
+#include <exception>
+
+#include "host/module/exit_codes.h"
+#include "host/settings/login_file.h"
+#include "host/settings/private_file.h"
+#include "interfaces/cloud/drive_account.h"
+#include "interfaces/common/globals.h"
+#include "interfaces/database/sync_rows.h"
+#include "interfaces/logging/log_settings.h"
+#include "interfaces/platform/native_path.h"
+#include "interfaces/platform/text.h"
+
+namespace Drive::Host {
+namespace {
+
+constexpr int kFlushMilliseconds = 5000;
+
+std::wstring WideFolder(const std::string& native) { return Platform::EnginePath(native + "/"); }
+
+Logging::Level LevelOf(const std::string& name) {
+    return name == "off"     ? Logging::Level::Off
+           : name == "error" ? Logging::Level::Error
+           : name == "debug" ? Logging::Level::Debug
+                             : Logging::Level::Trace;
+}
+
+bool OpenLogs(const std::string& stateFolder, const Settings& settings, std::string& error) {
+    Logging::LogSettings log;
+    log.folder = WideFolder(stateFolder + "/logs");
+    log.level = LevelOf(settings.logLevel);
+    if (MakePrivateFolder(stateFolder + "/logs", error) && Logging::ConfigureTextLog(log) &&
+        Logging::ConfigureStatistics(log)) {
+        return true;
+    }
+    error = error.empty() ? "cannot write the logs in " + stateFolder + "/logs" : error;
+    return false;
+}
+
+}  // namespace
+
+void ConfigureCloud(const Settings& settings) {
+    Cloud::CloudSettings cloud;
+    cloud.baseUrl = Platform::WidenText(settings.cloudUrl);
+    cloud.caFile = Platform::WidenText(settings.caFile);
+    cloud.uploadBytesPerSecond = settings.uploadRate;
+    cloud.downloadBytesPerSecond = settings.downloadRate;
+    Cloud::DriveAccount::Configure(cloud);
+}
+
+int Session::OpenState(std::string& error) {
+    bool absent = false;
+    if (settings.root.empty() && !ReadSettings(stateFolder, settings, error, absent)) {
+        return kExitUsage;
+    }
+    if (!OpenLogs(stateFolder, settings, error)) {
+        return kExitLocal;
+    }
+    const SQLiteDB::OpenResult opened = SQLiteDB::OpenDatabase(WideFolder(stateFolder));
+    if (!opened.ok()) {
+        error = opened.message;
+        return opened.outcome == SQLiteDB::OpenOutcome::Failed ? kExitLocal : kExitState;
+    }
+    try {
+        records.Open(stateFolder, false);
+    } catch (const std::exception& failure) {
+        error = failure.what();
+        return kExitState;
+    }
+    return kExitOk;
+}
+
+int Session::OpenTrees(EngineRoot engineRoot, std::string& error) {
+    if (!MakePrivateFolder(settings.staging, error) || !staging.Open(settings.staging, error) ||
+        !visible.Open(settings.root, error)) {
+        return kExitLocal;
+    }
+    if (!staging.Lock()) {
+        error = "another zelkor-drive works on " + settings.root + "; wait for it or stop it";
+        return kExitState;
+    }
+    const std::string thumbnails = stateFolder + "/cache/thumbnails";
+    const std::string large = stateFolder + "/cache/lcd";
+    if (!MakePrivateFolder(thumbnails, error) || !MakePrivateFolder(large, error)) {
+        return kExitLocal;
+    }
+    g_thumbnailFolder = WideFolder(thumbnails);
+    g_lcdthumbnailFolder = WideFolder(large);
+    g_clientSyncRootFolder = WideFolder(engineRoot == EngineRoot::Staging ? settings.staging : settings.root);
+    return kExitOk;
+}
+
+int Session::OpenAccount(std::string& error) {
+    Cloud::Login login;
+    if (!ReadLogin(stateFolder, login, error)) {
+        return kExitCloud;
+    }
+    ConfigureCloud(settings);
+    Cloud::DriveAccount::OnRefresh([folder = stateFolder](const Cloud::Login& fresh) {
+        std::string ignored;  // the next process then goes on with the old pair, or asks to sign in
+        WriteLogin(folder, fresh, ignored);
+    });
+    Cloud::DriveAccount::UseLogin(login);
+    g_accessToken = login.accessToken;
+    g_rootFileId = login.rootFileId;
+    g_SyncServerVersion = login.serverVersion;
+    rootFileId = login.rootFileId;
+    return kExitOk;
+}
+
+int Session::Open(EngineRoot engineRoot, std::string& error) {
+    int code = OpenState(error);
+    code = code == kExitOk ? OpenTrees(engineRoot, error) : code;
+    return code == kExitOk ? OpenAccount(error) : code;
+}
+
+void Session::Close() {
+    SQLiteDB::CloseDatabase();
+    Logging::FlushStatistics(kFlushMilliseconds);
+    Logging::FlushTextLog(kFlushMilliseconds);
+}
+
+std::wstring Session::EnginePath(const std::wstring& relativePath) const {
+    return g_clientSyncRootFolder + relativePath;
+}
+
+}  // namespace Drive::Host
