@@ -10,7 +10,7 @@ namespace {
 
 constexpr std::size_t kMostRecords = 8192;
 constexpr std::size_t kMostBytes = 16u << 20;
-constexpr std::chrono::seconds kReopenPause{1};
+constexpr std::chrono::seconds kCheckPause{1};
 
 }  // namespace
 
@@ -119,7 +119,7 @@ void LineChannel::WriteQueued() {
 
 void LineChannel::WriteBatch(const std::deque<Item>& batch, std::uint64_t lost) {
     std::uint64_t lostHere = lost;
-    bool works = ReopenWhenDue();
+    bool works = FileStands();
     std::size_t written = 0;
     try {
         for (; works && written < batch.size(); ++written) file->Write(batch[written].build());
@@ -139,11 +139,16 @@ void LineChannel::WriteBatch(const std::deque<Item>& batch, std::uint64_t lost) 
     recordWritten.notify_all();
 }
 
-bool LineChannel::ReopenWhenDue() {
-    if (file) return true;
+/// Once in a while: opens the file again after a failure, or when somebody has removed it.
+bool LineChannel::FileStands() {
     const auto now = std::chrono::steady_clock::now();
-    if (now < nextReopen) return false;
-    nextReopen = now + kReopenPause;
+    if (now < nextCheck) return file != nullptr;
+    nextCheck = now + kCheckPause;
+    return (file && file->IsInPlace()) || Reopen();
+}
+
+bool LineChannel::Reopen() {
+    file.reset();
     try {
         file = std::make_unique<RotatingFile>(place);
         return true;

@@ -57,7 +57,8 @@ private:
     bool TakeBatch(std::deque<Item>& batch, std::uint64_t& lost);
     void WriteQueued();
     void WriteBatch(const std::deque<Item>& batch, std::uint64_t lost);
-    bool ReopenWhenDue();
+    bool FileStands();
+    bool Reopen();
 
     const LossLine lossLine;
 
@@ -79,7 +80,7 @@ private:
     // Guarded by fileMutex.
     std::unique_ptr<RotatingFile> file;
     RotatingFile::Place place;
-    std::chrono::steady_clock::time_point nextReopen;
+    std::chrono::steady_clock::time_point nextCheck;
 };
 
 }  // namespace Drive::Logging

@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <fstream>
 #include <stdexcept>
+#include <system_error>
 
 namespace Drive::Logging {
 
@@ -39,15 +40,21 @@ std::unique_ptr<spdlog::sinks::rotating_file_sink_st> OpenSink(const RotatingFil
 }  // namespace
 
 struct RotatingFile::Body {
+    std::filesystem::path path;
     std::unique_ptr<spdlog::sinks::rotating_file_sink_st> sink;
 };
 
-RotatingFile::RotatingFile(const Place& place) : body(new Body{OpenSink(place)}) {}
+RotatingFile::RotatingFile(const Place& place) : body(new Body{place.path, OpenSink(place)}) {}
 
 RotatingFile::~RotatingFile() = default;
 
 void RotatingFile::Write(const std::string& line) {
     body->sink->log(spdlog::details::log_msg("", spdlog::level::info, line));
+}
+
+bool RotatingFile::IsInPlace() const noexcept {
+    std::error_code error;
+    return std::filesystem::exists(body->path, error);
 }
 
 void RotatingFile::Flush() { body->sink->flush(); }

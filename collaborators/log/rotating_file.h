@@ -27,6 +27,9 @@ public:
     /// no use then and a new one has to be made.
     void Write(const std::string& line);
 
+    /// False when the file is no longer under its name, because somebody removed it or its folder.
+    bool IsInPlace() const noexcept;
+
     /// Gives what was written to the operating system. Throws as Write.
     void Flush();
 

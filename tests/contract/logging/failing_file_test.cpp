@@ -1,0 +1,111 @@
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <thread>
+
+#include "interfaces/logging/bi_logs_manager.h"
+#include "interfaces/logging/sync_panel_log.h"
+#include "interfaces/platform/clock.h"
+#include "tests/contract/logging/log_folder.h"
+
+namespace Drive::Logging {
+
+namespace {
+
+constexpr std::int64_t kQuick = 3000;
+
+/// Logs until the record is in the file, as a process would that goes on working: the file is looked at again once a
+/// second.
+bool IsWrittenWithin10Seconds(const std::filesystem::path& path) {
+    for (int round = 0; round < 100; ++round) {
+        SyncPanelLog::WriteTraceLog("again");
+        FlushTextLog(1000);
+        for (const std::string& line : Testing::LinesOf(path)) {
+            if (Testing::LogLine(line).text == "again") return true;
+        }
+        Platform::Sleep(100);
+    }
+    return false;
+}
+
+bool TellsOfALoss(const std::filesystem::path& path) {
+    for (const std::string& line : Testing::LinesOf(path)) {
+        const Testing::LogLine parsed(line);
+        if (parsed.level == "error" && parsed.text.find("were lost before this line") != std::string::npos) return true;
+    }
+    return false;
+}
+
+}  // namespace
+
+TEST(FailingLogFile, AFullDiskDisturbsNobodyAndIsTold) {
+    const Testing::LogFolder log;
+    std::filesystem::create_directory(log.folder.Native("log"));
+    const auto file = log.folder.Native("log") / "transfer.log";
+    std::filesystem::create_symlink("/dev/full", file);
+    ASSERT_TRUE(ConfigureTextLog(log.Settings()));
+    const std::int64_t before = Platform::MonotonicMilliseconds();
+    for (int index = 0; index < 1000; ++index) SyncPanelLog::WriteErrorLog("m", "f", "into the full disk");
+    EXPECT_FALSE(FlushTextLog(2000));
+    EXPECT_LT(Platform::MonotonicMilliseconds() - before, kQuick);
+
+    std::filesystem::remove(file);
+    EXPECT_TRUE(IsWrittenWithin10Seconds(file));
+    SyncPanelLog::WriteTraceLog("one more");
+    EXPECT_TRUE(FlushTextLog(20000));
+    EXPECT_TRUE(TellsOfALoss(file));
+}
+
+TEST(FailingLogFile, AStuckDiskHoldsNobodyUp) {
+    const Testing::LogFolder log;
+    std::filesystem::create_directory(log.folder.Native("log"));
+    const auto pipe = log.folder.Native("log") / "transfer.log";
+    ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
+    // A reader that does not read: the writer stands still once the pipe is full.
+    const int reader = ::open(pipe.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    ASSERT_GE(reader, 0);
+    ASSERT_TRUE(ConfigureTextLog(log.Settings()));
+    const std::int64_t before = Platform::MonotonicMilliseconds();
+    for (int index = 0; index < 30000; ++index) SyncPanelLog::WriteTraceLog("text " + std::to_string(index));
+    EXPECT_FALSE(FlushTextLog(200));
+    EXPECT_LT(Platform::MonotonicMilliseconds() - before, kQuick);
+
+    std::string received;
+    std::vector<char> block(1 << 16);
+    for (int round = 0; round < 2000 && received.find("were lost before this line") == std::string::npos; ++round) {
+        const ssize_t count = ::read(reader, block.data(), block.size());
+        if (count > 0) {
+            received.append(block.data(), static_cast<std::size_t>(count));
+        } else {
+            Platform::Sleep(5);
+        }
+    }
+    EXPECT_NE(received.find("text 0\n"), std::string::npos);
+    EXPECT_NE(received.find("were lost before this line"), std::string::npos);
+    std::filesystem::remove(pipe);
+    ASSERT_TRUE(ConfigureTextLog({}));
+    ::close(reader);
+}
+
+TEST(FailingLogFile, AFileThatSomebodyRemovedIsMadeAnew) {
+    const Testing::LogFolder log;
+    ASSERT_TRUE(ConfigureTextLog(log.Settings()));
+    SyncPanelLog::WriteTraceLog("first");
+    ASSERT_TRUE(FlushTextLog(20000));
+    std::filesystem::remove_all(log.folder.Native("log"));
+    EXPECT_TRUE(IsWrittenWithin10Seconds(log.folder.Native("log") / "transfer.log"));
+}
+
+TEST(FailingLogFile, AFullDiskDoesNotHarmTheStatistics) {
+    const Testing::LogFolder log;
+    std::filesystem::create_directory(log.folder.Native("log"));
+    std::filesystem::create_symlink("/dev/full", log.folder.Native("log") / "statistics.jsonl");
+    ASSERT_TRUE(ConfigureStatistics(log.Settings()));
+    EXPECT_NO_THROW(Bilog::BiLogsManager::GetInstance().OperateLog(15001, L"m", L"t"));
+    EXPECT_FALSE(FlushStatistics(2000));
+    std::filesystem::remove(log.folder.Native("log") / "statistics.jsonl");
+}
+
+}  // namespace Drive::Logging

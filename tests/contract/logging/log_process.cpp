@@ -1,0 +1,116 @@
+// A process that logs and then ends in the way that its first argument names; the second is the log folder.
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdlib>
+#include <functional>
+#include <iostream>
+#include <map>
+#include <string>
+#include <thread>
+
+#include "interfaces/logging/bi_logs_manager.h"
+#include "interfaces/logging/log_settings.h"
+#include "interfaces/logging/sync_panel_log.h"
+#include "interfaces/platform/native_path.h"
+
+namespace {
+
+using namespace Drive;
+
+Logging::LogSettings settings;
+
+void Configure() {
+    if (!Logging::ConfigureTextLog(settings) || !Logging::ConfigureStatistics(settings)) std::_Exit(9);
+}
+
+void LogMany(int count) {
+    for (int index = 0; index < count; ++index) {
+        SyncPanelLog::WriteTraceLog(std::to_string(index));
+        Bilog::BiLogsManager::GetInstance().OperateLog(15002, L"m", std::to_wstring(index));
+    }
+}
+
+int EndAtOnceAfterFlush() {
+    Configure();
+    LogMany(5000);
+    const bool flushed = Logging::FlushTextLog(20000) && Logging::FlushStatistics(20000);
+    std::_Exit(flushed ? 0 : 1);
+}
+
+int EndByReturning() {
+    Configure();
+    LogMany(5000);
+    return 0;
+}
+
+int EndByReturningWhileOthersLog() {
+    Configure();
+    for (int index = 0; index < 4; ++index) {
+        std::thread([] {
+            for (;;) LogMany(10);
+        }).detach();
+    }
+    LogMany(100);
+    return 0;
+}
+
+int CrashASecondLater() {
+    Configure();
+    LogMany(100);
+    ::usleep(1'500'000);
+    LogMany(1);
+    std::raise(SIGKILL);
+    return 0;
+}
+
+int LogBeforeConfiguring() {
+    SyncPanelLog::WriteTraceLog("early");
+    Bilog::BiLogsManager::GetInstance().OperateLog(15002, L"m", L"early");
+    if (Logging::FlushTextLog(100) || Logging::FlushStatistics(100)) return 1;
+    Configure();
+    SyncPanelLog::WriteTraceLog("late");
+    return Logging::FlushTextLog(20000) && Logging::FlushStatistics(20000) ? 0 : 1;
+}
+
+int LogTooMuchBeforeConfiguring() {
+    LogMany(100000);
+    Configure();
+    return Logging::FlushTextLog(20000) ? 0 : 1;
+}
+
+int LogBeforeChoosingSilence() {
+    SyncPanelLog::WriteTraceLog("early");
+    const std::wstring folder = settings.folder;
+    settings.folder.clear();
+    Configure();
+    settings.folder = folder;
+    Configure();
+    return Logging::FlushTextLog(20000) ? 0 : 1;
+}
+
+int NeverConfigure() {
+    LogMany(100);
+    return 0;
+}
+
+}  // namespace
+
+int main(int count, char** arguments) {
+    const std::map<std::string, std::function<int()>> ways{
+        {"end-at-once-after-flush", EndAtOnceAfterFlush},
+        {"end-by-returning", EndByReturning},
+        {"end-while-others-log", EndByReturningWhileOthersLog},
+        {"crash-a-second-later", CrashASecondLater},
+        {"log-before-configuring", LogBeforeConfiguring},
+        {"log-too-much-before-configuring", LogTooMuchBeforeConfiguring},
+        {"log-before-choosing-silence", LogBeforeChoosingSilence},
+        {"never-configure", NeverConfigure},
+    };
+    if (count != 3 || ways.count(arguments[1]) == 0) {
+        std::cerr << "usage: " << arguments[0] << " WAY FOLDER\n";
+        return 2;
+    }
+    settings.folder = Platform::EnginePath(arguments[2]);
+    return ways.at(arguments[1])();
+}

@@ -1,0 +1,98 @@
+#include <gtest/gtest.h>
+#include <spawn.h>
+#include <sys/wait.h>
+
+#include <csignal>
+
+#include "interfaces/platform/clock.h"
+#include "tests/contract/logging/log_folder.h"
+
+extern char** environ;
+
+namespace Drive {
+
+namespace {
+
+class ProcessEnd : public ::testing::Test {
+protected:
+    /// Runs the process to its end and returns how it ended, as waitpid tells it.
+    int Run(const std::string& way) {
+        std::string program = ZELKOR_LOG_PROCESS, first = way, second = folder.Native("log").string();
+        char* arguments[] = {program.data(), first.data(), second.data(), nullptr};
+        pid_t child = 0;
+        if (::posix_spawn(&child, program.c_str(), nullptr, nullptr, arguments, environ) != 0) return -1;
+        int status = -1;
+        ::waitpid(child, &status, 0);
+        return status;
+    }
+
+    std::vector<std::string> Texts() {
+        std::vector<std::string> texts;
+        for (const std::string& line : Testing::LinesOf(folder.Native("log") / "transfer.log")) {
+            texts.push_back(Testing::LogLine(line).text);
+        }
+        return texts;
+    }
+
+    std::size_t CountStatistics() { return Testing::LinesOf(folder.Native("log") / "statistics.jsonl").size(); }
+
+    Testing::TemporaryFolder folder;
+};
+
+}  // namespace
+
+TEST_F(ProcessEnd, AnExitWithoutDestructorsAfterAFlushLosesNothing) {
+    EXPECT_EQ(Run("end-at-once-after-flush"), 0);
+    const auto texts = Texts();
+    ASSERT_EQ(texts.size(), 5000u);
+    EXPECT_EQ(texts.back(), "4999");
+    EXPECT_EQ(CountStatistics(), 5000u);
+}
+
+TEST_F(ProcessEnd, AnOrdinaryExitFlushesByItself) {
+    EXPECT_EQ(Run("end-by-returning"), 0);
+    EXPECT_EQ(Texts().size(), 5000u);
+    EXPECT_EQ(CountStatistics(), 5000u);
+}
+
+TEST_F(ProcessEnd, ThreadsMayLogWhileTheProcessEnds) {
+    const std::int64_t before = Platform::MonotonicMilliseconds();
+    EXPECT_EQ(Run("end-while-others-log"), 0);
+    EXPECT_LT(Platform::MonotonicMilliseconds() - before, 30000);
+}
+
+TEST_F(ProcessEnd, AfterACrashEverythingUpToTheLastSecondIsThereInWholeLines) {
+    const int status = Run("crash-a-second-later");
+    EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL);
+    const auto texts = Texts();
+    ASSERT_GE(texts.size(), 100u);
+    for (std::size_t index = 0; index < 100; ++index) EXPECT_EQ(texts[index], std::to_string(index));
+    EXPECT_GE(CountStatistics(), 100u);
+}
+
+TEST_F(ProcessEnd, WhatWasLoggedBeforeTheFirstCallIsWrittenThen) {
+    EXPECT_EQ(Run("log-before-configuring"), 0);
+    EXPECT_EQ(Texts(), (std::vector<std::string>{"early", "late"}));
+    EXPECT_EQ(CountStatistics(), 1u);
+}
+
+TEST_F(ProcessEnd, WhatIsKeptBeforeTheFirstCallIsBounded) {
+    EXPECT_EQ(Run("log-too-much-before-configuring"), 0);
+    const auto texts = Texts();
+    ASSERT_GT(texts.size(), 1000u);
+    EXPECT_LT(texts.size(), 50000u);
+    for (std::size_t index = 0; index + 1 < texts.size(); ++index) ASSERT_EQ(texts[index], std::to_string(index));
+    EXPECT_EQ(texts.back().find(std::to_string(100000 - (texts.size() - 1)) + " records"), 0u) << texts.back();
+}
+
+TEST_F(ProcessEnd, WhatWasLoggedBeforeAChoiceOfSilenceIsThrownAway) {
+    EXPECT_EQ(Run("log-before-choosing-silence"), 0);
+    EXPECT_TRUE(Texts().empty());
+}
+
+TEST_F(ProcessEnd, AProcessThatNamesNoFolderWritesNothing) {
+    EXPECT_EQ(Run("never-configure"), 0);
+    EXPECT_EQ(folder.CountEntries(), 0u);
+}
+
+}  // namespace Drive

@@ -1,0 +1,73 @@
+#include <gtest/gtest.h>
+
+#include "interfaces/logging/bi_logs_manager.h"
+#include "interfaces/logging/sync_panel_log.h"
+#include "tests/contract/logging/log_folder.h"
+
+namespace Drive::Logging {
+
+namespace {
+
+constexpr std::uint64_t kSize = 4096;
+
+LogSettings Small(const Testing::LogFolder& log, int filesKept) {
+    LogSettings settings = log.Settings();
+    settings.bytesPerFile = kSize;
+    settings.filesKept = filesKept;
+    return settings;
+}
+
+}  // namespace
+
+TEST(LogRotation, KeepsTheNewestFilesAndRemovesTheOldest) {
+    const Testing::LogFolder log;
+    ASSERT_TRUE(ConfigureTextLog(Small(log, 2)));
+    for (int index = 0; index < 500; ++index) SyncPanelLog::WriteTraceLog("line " + std::to_string(index));
+    ASSERT_TRUE(FlushTextLog(20000));
+
+    std::vector<std::string> texts;
+    for (const char* name : {"transfer.2.log", "transfer.1.log", "transfer.log"}) {
+        const auto path = log.folder.Native("log") / name;
+        ASSERT_TRUE(std::filesystem::exists(path)) << name;
+        EXPECT_LE(std::filesystem::file_size(path), kSize) << name;
+        for (const std::string& line : Testing::LinesOf(path)) texts.push_back(Testing::LogLine(line).text);
+    }
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(log.folder.Native("log")), {}), 3);
+    const int first = 500 - static_cast<int>(texts.size());
+    ASSERT_GT(first, 0);
+    for (std::size_t index = 0; index < texts.size(); ++index) {
+        ASSERT_EQ(texts[index], "line " + std::to_string(first + static_cast<int>(index)));
+    }
+}
+
+TEST(LogRotation, MayKeepNoFileBesideTheCurrentOne) {
+    const Testing::LogFolder log;
+    ASSERT_TRUE(ConfigureTextLog(Small(log, 0)));
+    for (int index = 0; index < 500; ++index) SyncPanelLog::WriteTraceLog("line " + std::to_string(index));
+    const auto lines = log.TextLines();
+    EXPECT_EQ(lines.back().text, "line 499");
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(log.folder.Native("log")), {}), 1);
+    EXPECT_LE(std::filesystem::file_size(log.folder.Native("log/transfer.log")), kSize);
+}
+
+TEST(LogRotation, HoldsForTheStatisticsAsWell) {
+    const Testing::LogFolder log;
+    ASSERT_TRUE(ConfigureStatistics(Small(log, 1)));
+    for (int index = 0; index < 500; ++index) Bilog::BiLogsManager::GetInstance().OperateLog(15002, L"m", L"t");
+    ASSERT_TRUE(FlushStatistics(20000));
+    EXPECT_TRUE(log.folder.Has("log/statistics.1.jsonl"));
+    EXPECT_FALSE(log.folder.Has("log/statistics.2.jsonl"));
+    EXPECT_LE(std::filesystem::file_size(log.folder.Native("log/statistics.jsonl")), kSize);
+}
+
+TEST(LogRotation, GoesOnInAFileOfAnEarlierRun) {
+    const Testing::LogFolder log;
+    std::filesystem::create_directory(log.folder.Native("log"));
+    log.folder.Put("log/transfer.log", std::string(kSize - 10, 'x') + "\n");
+    ASSERT_TRUE(ConfigureTextLog(Small(log, 1)));
+    SyncPanelLog::WriteTraceLog("new");
+    EXPECT_EQ(log.TextLines().size(), 1u);
+    EXPECT_TRUE(log.folder.Has("log/transfer.1.log"));
+}
+
+}  // namespace Drive::Logging
