@@ -14,11 +14,12 @@ struct CloudSettings {
     std::wstring baseUrl;  ///< "http://host:port" or "https://host:port", without a closing slash
     std::wstring caFile;   ///< certificates to trust beside or instead of the system's; empty for the system's
     int connectSeconds = 10;
-    int idleSeconds = 30;                ///< a call that gets no byte for this long is given up
-    int controlSeconds = 60;             ///< total limit of a control call
-    int repeats = 4;                     ///< of idempotent calls, after the first try
+    int idleSeconds = 30;                     ///< a call that gets no byte for this long is given up
+    int controlSeconds = 60;                  ///< total limit of a control call
+    int repeats = 4;                          ///< of idempotent calls, after the first try
     std::int64_t uploadBytesPerSecond = 0;    ///< 0 for no limit
     std::int64_t downloadBytesPerSecond = 0;  ///< 0 for no limit
+    bool proxyForLoopback = false;            ///< the proxy of the environment also for this machine's own addresses
 };
 
 struct Login {
@@ -45,15 +46,15 @@ struct CloudFile {
     std::wstring fileName;
     std::wstring parentFolder;  ///< id of the parent
     bool isFolder = false;
-    bool isDeleted = false;     ///< in a change feed: gone
-    std::int64_t size = 0;      ///< plain bytes
-    std::wstring sha256;        ///< of the plain content, lower-case hexadecimal
+    bool isDeleted = false;  ///< in a change feed: gone
+    std::int64_t size = 0;   ///< plain bytes
+    std::wstring sha256;     ///< of the plain content, lower-case hexadecimal
     std::wstring mimeType;
     std::wstring category;
     std::wstring contentVersion;
-    std::wstring thumbnailLink;          ///< empty when there is none
-    std::vector<int> attachmentSize;     ///< plain bytes, "small" first
-    std::int64_t editedTime = 0;         ///< seconds since the epoch
+    std::wstring thumbnailLink;       ///< empty when there is none
+    std::vector<int> attachmentSize;  ///< plain bytes, "small" first
+    std::int64_t editedTime = 0;      ///< seconds since the epoch
 };
 
 /// Bytes moved since the process began, for progress displays and bandwidth measurements.
@@ -66,11 +67,12 @@ struct TransferCounters {
 /// become paths.
 class ZELKOR_API DriveAccount {
 public:
-    /// Sets where and how; before the first call and not while calls run.
+    /// Sets where and how; before the first call and not while calls run. After Abort it allows calls again.
     static void Configure(const CloudSettings& settings);
 
     /// Signs in and keeps the tokens inside; every later request carries the live one, whatever stale bearer value its
-    /// caller gave. Refreshing goes by itself; `onRefresh` (may be empty) hears of each new pair so that it can be kept.
+    /// caller gave. Refreshing goes by itself; `onRefresh` (may be empty) hears of each new pair so that it can be
+    /// kept.
     static CallOutcome SignIn(const std::wstring& user, const std::wstring& password, Login& login);
 
     /// Goes on with tokens from an earlier process.

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <curl/curl.h>
+
+#include <string>
+
+namespace Drive::Cloud {
+
+/// A transfer handle with the connections that it keeps open. Used by one thread at a time.
+struct CurlHandle {
+    CURL* easy = nullptr;
+    CURLM* multi = nullptr;
+    std::string origin;  ///< where it was used last, so that the next request there finds the connection
+
+    CurlHandle();
+    ~CurlHandle();
+    CurlHandle(const CurlHandle&) = delete;
+    CurlHandle& operator=(const CurlHandle&) = delete;
+};
+
+/// A handle out of the process's pool for as long as the lease lives, with all options at their defaults. Name look-ups
+/// and TLS sessions are shared by all handles. `get()` is null when there is no memory for one.
+class CurlLease {
+public:
+    explicit CurlLease(const std::string& origin);
+    ~CurlLease();
+    CurlLease(const CurlLease&) = delete;
+    CurlLease& operator=(const CurlLease&) = delete;
+
+    CurlHandle* get() const { return handle; }
+
+private:
+    CurlHandle* handle;
+};
+
+}  // namespace Drive::Cloud

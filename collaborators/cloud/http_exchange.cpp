@@ -1,0 +1,290 @@
+#include "collaborators/cloud/http_exchange.h"
+
+#include <curl/curl.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstring>
+#include <exception>
+#include <memory>
+
+#include "collaborators/cloud/address.h"
+#include "collaborators/cloud/answer_reader.h"
+#include "collaborators/cloud/curl_pool.h"
+#include "collaborators/cloud/header_list.h"
+#include "collaborators/cloud/process_state.h"
+#include "collaborators/cloud/rate_limit.h"
+#include "collaborators/cloud/text.h"
+
+namespace Drive::Cloud {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr int kPollMilliseconds = 200;
+constexpr long kLargeBuffer = 512 * 1024;
+constexpr long kSmallBuffer = 16 * 1024;
+constexpr long kUploadBuffer = 1024 * 1024;
+constexpr const char* kStopMessage = "the transfer was ended because the program stops";
+
+struct FreeList {
+    void operator()(curl_slist* list) const { curl_slist_free_all(list); }
+};
+using HeaderLines = std::unique_ptr<curl_slist, FreeList>;
+
+HttpFailure FailureOf(CURLcode code) {
+    switch (code) {
+        case CURLE_OPERATION_TIMEDOUT:
+            return HttpFailure::Timeout;
+        case CURLE_PEER_FAILED_VERIFICATION:
+        case CURLE_SSL_CACERT_BADFILE:
+        case CURLE_SSL_ISSUER_ERROR:
+        case CURLE_SSL_CIPHER:
+            return HttpFailure::Security;
+        case CURLE_URL_MALFORMAT:
+        case CURLE_UNSUPPORTED_PROTOCOL:
+        case CURLE_OUT_OF_MEMORY:
+        case CURLE_BAD_FUNCTION_ARGUMENT:
+            return HttpFailure::BadRequest;
+        case CURLE_WEIRD_SERVER_REPLY:
+        case CURLE_BAD_CONTENT_ENCODING:
+            return HttpFailure::BadAnswer;
+        default:
+            return HttpFailure::Connection;
+    }
+}
+
+std::int64_t MillisecondsSince(Clock::time_point moment) {
+    return std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - moment).count();
+}
+
+class Exchange {
+public:
+    Exchange(const HttpRequest& request, BodySink* sink)
+        : limits(CurrentLimits()), request(request), reader(request, sink, limits->downloadBytesPerSecond) {}
+
+    HttpAnswer Run();
+
+private:
+    static std::size_t OnHeader(char* data, std::size_t size, std::size_t count, void* self);
+    static std::size_t OnBody(char* data, std::size_t size, std::size_t count, void* self);
+    static std::size_t OnRead(char* data, std::size_t size, std::size_t count, void* self);
+    static int OnSeek(void* self, curl_off_t offset, int origin);
+
+    bool Prepare(CURL* easy);
+    void SetBody(CURL* easy);
+    void SetSecurity(CURL* easy);
+    bool AppendHeader(const std::string& line);
+    bool SetHeaders(CURL* easy);
+    void Drive(CurlHandle& handle);
+    bool WithinLimits(CURL* easy);
+    void Conclude(CURL* easy, CURLcode code);
+
+    const std::shared_ptr<const Limits> limits;
+    const HttpRequest& request;
+    AnswerReader reader;
+    HeaderLines headerLines;
+    char errorText[CURL_ERROR_SIZE] = {};
+    std::size_t bodyOffset = 0;
+    std::int64_t countedSent = 0;
+    const Clock::time_point started = Clock::now();
+    Clock::time_point lastByte = started;
+    Clock::time_point lastSent = started;
+};
+
+std::size_t Exchange::OnHeader(char* data, std::size_t size, std::size_t count, void* self) try {
+    auto* exchange = static_cast<Exchange*>(self);
+    exchange->lastByte = Clock::now();
+    return exchange->reader.TakeHeaderLine(std::string(data, size * count)) ? size * count : 0;
+} catch (...) {
+    static_cast<Exchange*>(self)->reader.Fail(HttpFailure::BadAnswer, "the answer could not be taken in");
+    return 0;
+}
+
+std::size_t Exchange::OnBody(char* data, std::size_t size, std::size_t count, void* self) try {
+    auto* exchange = static_cast<Exchange*>(self);
+    const bool wanted = exchange->reader.TakeBody(reinterpret_cast<unsigned char*>(data), size * count);
+    exchange->lastByte = Clock::now();
+    return wanted ? size * count : CURL_WRITEFUNC_ERROR;
+} catch (...) {
+    static_cast<Exchange*>(self)->reader.Fail(HttpFailure::Refused, "the body could not be taken in");
+    return CURL_WRITEFUNC_ERROR;
+}
+
+std::size_t Exchange::OnRead(char* data, std::size_t size, std::size_t count, void* self) {
+    auto* exchange = static_cast<Exchange*>(self);
+    const std::int64_t rate = exchange->limits->uploadBytesPerSecond;
+    std::size_t length = std::min(size * count, exchange->request.bodySize - exchange->bodyOffset);
+    if (rate > 0) length = std::min<std::size_t>(length, kSmallBuffer);
+    if (!UploadRate().Take(static_cast<std::int64_t>(length), rate)) return CURL_READFUNC_ABORT;
+    if (length > 0) std::memcpy(data, exchange->request.body + exchange->bodyOffset, length);
+    exchange->bodyOffset += length;
+    exchange->lastByte = Clock::now();
+    return length;
+}
+
+int Exchange::OnSeek(void* self, curl_off_t offset, int origin) {
+    auto* exchange = static_cast<Exchange*>(self);
+    if (origin != SEEK_SET || offset < 0 || static_cast<std::size_t>(offset) > exchange->request.bodySize) {
+        return CURL_SEEKFUNC_CANTSEEK;
+    }
+    exchange->bodyOffset = static_cast<std::size_t>(offset);
+    return CURL_SEEKFUNC_OK;
+}
+
+bool Exchange::AppendHeader(const std::string& line) {
+    curl_slist* longer = curl_slist_append(headerLines.get(), line.c_str());
+    if (longer == nullptr) return false;
+    static_cast<void>(headerLines.release());
+    headerLines.reset(longer);
+    return true;
+}
+
+bool Exchange::SetHeaders(CURL* easy) {
+    // What libcurl would add of its own is switched off: stores sign what they want to see.
+    for (const char* own : {"Accept", "Expect", "Content-Type"}) {
+        if (FindHeader(request.headers, own) == nullptr && !AppendHeader(std::string(own) + ":")) return false;
+    }
+    for (const auto& [name, value] : request.headers) {
+        if (EqualsIgnoringCase(name, "Content-Length")) continue;  // made from the body, and never sent twice
+        if (!AppendHeader(value.empty() ? name + ";" : name + ": " + value)) return false;
+    }
+    return curl_easy_setopt(easy, CURLOPT_HTTPHEADER, headerLines.get()) == CURLE_OK;
+}
+
+void Exchange::SetBody(CURL* easy) {
+    if (request.hasBody) {
+        curl_easy_setopt(easy, CURLOPT_UPLOAD, 1L);
+        curl_easy_setopt(easy, CURLOPT_INFILESIZE_LARGE, static_cast<curl_off_t>(request.bodySize));
+        curl_easy_setopt(easy, CURLOPT_READFUNCTION, OnRead);
+        curl_easy_setopt(easy, CURLOPT_READDATA, this);
+        curl_easy_setopt(easy, CURLOPT_SEEKFUNCTION, OnSeek);
+        curl_easy_setopt(easy, CURLOPT_SEEKDATA, this);
+        if (request.bodySize > static_cast<std::size_t>(kSmallBuffer)) {
+            curl_easy_setopt(easy, CURLOPT_UPLOAD_BUFFERSIZE, kUploadBuffer);
+        }
+    } else {
+        curl_easy_setopt(easy, CURLOPT_HTTPGET, 1L);
+    }
+    curl_easy_setopt(easy, CURLOPT_CUSTOMREQUEST, request.method.c_str());
+}
+
+void Exchange::SetSecurity(CURL* easy) {
+    curl_easy_setopt(easy, CURLOPT_PROTOCOLS_STR, "http,https");
+    curl_easy_setopt(easy, CURLOPT_FOLLOWLOCATION, 0L);
+    curl_easy_setopt(easy, CURLOPT_DISALLOW_USERNAME_IN_URL, 1L);
+    curl_easy_setopt(easy, CURLOPT_NETRC, static_cast<long>(CURL_NETRC_IGNORED));
+    curl_easy_setopt(easy, CURLOPT_SSL_VERIFYPEER, 1L);
+    curl_easy_setopt(easy, CURLOPT_SSL_VERIFYHOST, 2L);
+    curl_easy_setopt(easy, CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_TLSv1_2));
+    if (!limits->caFile.empty()) curl_easy_setopt(easy, CURLOPT_CAINFO, limits->caFile.c_str());
+    if (!limits->proxyForLoopback && IsLoopbackHost(HostOf(request.url))) curl_easy_setopt(easy, CURLOPT_PROXY, "");
+}
+
+bool Exchange::Prepare(CURL* easy) {
+    if (!IsSendable(request.headers) || !IsSendable({{request.method, ""}})) {
+        reader.Fail(HttpFailure::BadRequest,
+                    "a header or the verb of the request holds characters that cannot be sent");
+        return false;
+    }
+    SetSecurity(easy);
+    SetBody(easy);
+    const bool large = request.largeAnswer && limits->downloadBytesPerSecond == 0;
+    curl_easy_setopt(easy, CURLOPT_BUFFERSIZE, large ? kLargeBuffer : kSmallBuffer);
+    curl_easy_setopt(easy, CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
+    curl_easy_setopt(easy, CURLOPT_NOSIGNAL, 1L);
+    curl_easy_setopt(easy, CURLOPT_QUICK_EXIT, 1L);
+    curl_easy_setopt(easy, CURLOPT_TCP_KEEPALIVE, 1L);
+    curl_easy_setopt(easy, CURLOPT_PATH_AS_IS, 1L);
+    curl_easy_setopt(easy, CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
+    curl_easy_setopt(easy, CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(limits->connectMilliseconds));
+    curl_easy_setopt(easy, CURLOPT_ERRORBUFFER, errorText);
+    curl_easy_setopt(easy, CURLOPT_HEADERFUNCTION, OnHeader);
+    curl_easy_setopt(easy, CURLOPT_HEADERDATA, this);
+    curl_easy_setopt(easy, CURLOPT_WRITEFUNCTION, OnBody);
+    curl_easy_setopt(easy, CURLOPT_WRITEDATA, this);
+    if (SetHeaders(easy) && curl_easy_setopt(easy, CURLOPT_URL, request.url.c_str()) == CURLE_OK) return true;
+    reader.Fail(HttpFailure::BadRequest, "the request could not be prepared");
+    return false;
+}
+
+bool Exchange::WithinLimits(CURL* easy) {
+    curl_off_t sent = 0;
+    curl_easy_getinfo(easy, CURLINFO_SIZE_UPLOAD_T, &sent);
+    if (sent > countedSent) {
+        CountSent(static_cast<std::uint64_t>(sent - countedSent));
+        countedSent = sent;
+        lastByte = lastSent = Clock::now();
+    }
+    if (IsAborted()) {
+        reader.Fail(HttpFailure::Aborted, kStopMessage);
+    } else if (MillisecondsSince(lastByte) > std::max(limits->idleMilliseconds, limits->connectMilliseconds) ||
+               (MillisecondsSince(lastByte) > limits->idleMilliseconds && lastByte != started)) {
+        reader.Fail(HttpFailure::Timeout,
+                    "nothing was heard for " + std::to_string(limits->idleMilliseconds / 1000) + " seconds");
+    } else if (!reader.HeadDone() && MillisecondsSince(lastSent) > limits->controlMilliseconds) {
+        reader.Fail(HttpFailure::Timeout, "the answer did not begin in time");
+    } else if (request.totalMilliseconds > 0 && MillisecondsSince(started) > request.totalMilliseconds) {
+        reader.Fail(HttpFailure::Timeout, "the call took longer than it may");
+    } else {
+        return reader.Tick();
+    }
+    return false;
+}
+
+void Exchange::Drive(CurlHandle& handle) {
+    if (curl_multi_add_handle(handle.multi, handle.easy) != CURLM_OK) {
+        reader.Fail(HttpFailure::BadRequest, "the request could not be started");
+        return;
+    }
+    for (int running = 1; running > 0;) {
+        if (curl_multi_perform(handle.multi, &running) != CURLM_OK) {
+            reader.Fail(HttpFailure::Connection, "the transfer failed inside");
+            break;
+        }
+        if (!WithinLimits(handle.easy)) break;
+        if (running > 0) curl_multi_poll(handle.multi, nullptr, 0, kPollMilliseconds, nullptr);
+    }
+    int left = 0;
+    while (const CURLMsg* message = curl_multi_info_read(handle.multi, &left)) {
+        if (message->msg == CURLMSG_DONE) Conclude(handle.easy, message->data.result);
+    }
+    curl_multi_remove_handle(handle.multi, handle.easy);
+}
+
+void Exchange::Conclude(CURL* easy, CURLcode code) {
+    HttpAnswer& answer = reader.Answer();
+    curl_off_t retryAfter = 0;
+    curl_easy_getinfo(easy, CURLINFO_RETRY_AFTER, &retryAfter);
+    if (FindHeader(answer.headers, "Retry-After") != nullptr) answer.retryAfterSeconds = retryAfter;
+    if (code == CURLE_OK) {
+        reader.Finish();
+    } else if (code == CURLE_ABORTED_BY_CALLBACK) {
+        reader.Fail(HttpFailure::Aborted, kStopMessage);
+    } else if (code != CURLE_WRITE_ERROR || !reader.HeadDone()) {
+        reader.Fail(FailureOf(code), errorText[0] != 0 ? errorText : curl_easy_strerror(code));
+    }
+}
+
+HttpAnswer Exchange::Run() {
+    if (IsAborted()) {
+        reader.Fail(HttpFailure::Aborted, kStopMessage);
+        return std::move(reader.Answer());
+    }
+    const CurlLease lease(request.url.substr(0, request.url.find('/', request.url.find("://") + 3)));
+    if (lease.get() == nullptr) {
+        reader.Fail(HttpFailure::BadRequest, "no memory for a transfer");
+    } else if (Prepare(lease.get()->easy)) {
+        Drive(*lease.get());
+    }
+    return std::move(reader.Answer());
+}
+
+}  // namespace
+
+const std::string* HttpAnswer::Header(const char* name) const { return FindHeader(headers, name); }
+
+HttpAnswer Perform(const HttpRequest& request, BodySink* sink) { return Exchange(request, sink).Run(); }
+
+}  // namespace Drive::Cloud

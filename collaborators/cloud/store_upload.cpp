@@ -1,0 +1,62 @@
+#include "collaborators/cloud/address.h"
+#include "collaborators/cloud/guarded.h"
+#include "collaborators/cloud/header_list.h"
+#include "collaborators/cloud/process_state.h"
+#include "collaborators/cloud/repeats.h"
+#include "collaborators/cloud/text.h"
+#include "interfaces/cloud/file_trans_request.h"
+
+namespace Drive::Cloud {
+
+namespace {
+
+constexpr const char* kCall = "UploadRequest";
+constexpr std::size_t kMostAnswerBytes = 1u << 20;
+
+void Log(const std::string& text) { SyncPanelLog::WriteErrorLog("CloudClient", kCall, text); }
+
+HttpAnswer Send(const HttpRequest& request) {
+    const bool idempotent = request.method == "PUT";
+    Repeats repeats(idempotent, CurrentLimits()->repeats, 0);
+    for (;;) {
+        HttpAnswer answer = Perform(request);
+        if (!repeats.Again(answer)) return answer;
+    }
+}
+
+bool Upload(const std::wstring& url, const WMap& headers, const std::wstring& verb,
+            const std::vector<unsigned char>& body, WMap& responseHeaders, std::string& responseText) {
+    HttpRequest request;
+    request.url = ResolveAddress(Narrow(url), CurrentLimits()->baseUrl);
+    request.method = Narrow(verb);
+    request.headers = NarrowHeaders(headers);
+    request.hasBody = true;
+    request.body = body.data();
+    request.bodySize = body.size();
+    request.answerLimit = kMostAnswerBytes;
+    if (request.url.empty()) {
+        Log("the address of the object is no http or https address");
+        return false;
+    }
+    HttpAnswer answer = Send(request);
+    responseHeaders = WideHeaders(answer.headers);
+    responseText = std::move(answer.body);
+    const bool stored = answer.failure == HttpFailure::None && answer.status >= 200 && answer.status <= 299;
+    if (!stored) {
+        Log(request.method + " " + AddressForLog(request.url) + ": status " + std::to_string(answer.status) +
+            (answer.message.empty() ? "" : ", " + answer.message));
+    }
+    return stored;
+}
+
+}  // namespace
+
+bool FileTransRequest::UploadRequest(const std::wstring& url, WMap headers, const std::wstring& verb,
+                                     const std::vector<unsigned char>& body, WMap& responseHeaders,
+                                     std::string& responseText) {
+    responseHeaders.clear();
+    responseText.clear();
+    return Guarded(kCall, false, [&] { return Upload(url, headers, verb, body, responseHeaders, responseText); });
+}
+
+}  // namespace Drive::Cloud
