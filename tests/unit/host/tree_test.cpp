@@ -1,0 +1,114 @@
+#include "host/tree/tree.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "tests/unit/host/temporary_folder.h"
+
+namespace Drive::Host {
+namespace {
+
+class Trees : public testing::Test {
+protected:
+    Trees() {
+        std::filesystem::create_directories(folder.Path("tree"));
+        std::filesystem::create_directories(folder.Path("other"));
+        std::filesystem::create_directories(folder.Path("outside"));
+        EXPECT_TRUE(tree.Open(folder.Path("tree"), error)) << error;
+        EXPECT_TRUE(other.Open(folder.Path("other"), error)) << error;
+    }
+
+    const TemporaryFolder folder;
+    Tree tree;
+    Tree other;
+    std::string error;
+};
+
+TEST_F(Trees, TellWhatStandsAtAPath) {
+    folder.Write("tree/a/file", "12345");
+    symlink("a", folder.Path("tree/link").c_str());
+    EXPECT_EQ(tree.Look("a/file").kind, FileKind::File);
+    EXPECT_EQ(tree.Look("a/file").size, 5);
+    EXPECT_EQ(tree.Look("a").kind, FileKind::Folder);
+    EXPECT_EQ(tree.Look("link").kind, FileKind::Link);
+    EXPECT_EQ(tree.Look("nothing").kind, FileKind::Absent);
+    EXPECT_EQ(tree.Look("no/thing").kind, FileKind::Absent);
+    EXPECT_EQ(tree.Look("link/file").kind, FileKind::Unreachable);
+    EXPECT_EQ(tree.Look("a/file/below").kind, FileKind::Unreachable);
+}
+
+TEST_F(Trees, MakeFoldersWithTheirParents) {
+    EXPECT_TRUE(tree.MakeFolders("a/b/c", error)) << error;
+    EXPECT_TRUE(tree.MakeFolders("a/b/c", error)) << error;
+    EXPECT_TRUE(folder.Exists("tree/a/b/c"));
+}
+
+TEST_F(Trees, NeverLeaveTheTreeThroughALink) {
+    symlink(folder.Path("outside").c_str(), folder.Path("tree/link").c_str());
+    EXPECT_FALSE(tree.MakeFolders("link/made", error));
+    EXPECT_FALSE(tree.MakeEmptyFile("link/file", error));
+    folder.Write("outside/precious", "x");
+    EXPECT_FALSE(tree.RemoveFile("link/precious", error));
+    folder.Write("other/file", "x");
+    EXPECT_EQ(MoveNew(other, "file", tree, "link/moved", error), MoveOutcome::Failed);
+    EXPECT_TRUE(folder.Exists("outside/precious"));
+    EXPECT_FALSE(folder.Exists("outside/made"));
+    EXPECT_FALSE(folder.Exists("outside/moved"));
+}
+
+TEST_F(Trees, NeverLeaveTheTreeThroughDots) {
+    folder.Write("outside/precious", "x");
+    EXPECT_FALSE(tree.RemoveFile("../outside/precious", error));
+    EXPECT_FALSE(tree.MakeFolders("../outside/made", error));
+    EXPECT_TRUE(folder.Exists("outside/precious"));
+}
+
+TEST_F(Trees, AMoveNeverReplacesWhatIsThere) {
+    folder.Write("other/file", "new");
+    folder.Write("tree/file", "old");
+    EXPECT_EQ(MoveNew(other, "file", tree, "file", error), MoveOutcome::Occupied);
+    EXPECT_EQ(folder.Read("tree/file"), "old");
+    EXPECT_EQ(MoveNew(other, "file", tree, "free", error), MoveOutcome::Moved);
+    EXPECT_EQ(folder.Read("tree/free"), "new");
+    EXPECT_EQ(MoveNew(other, "file", tree, "again", error), MoveOutcome::Absent);
+}
+
+TEST_F(Trees, AnExchangeKeepsBothFiles) {
+    folder.Write("other/file", "new");
+    folder.Write("tree/file", "old");
+    EXPECT_EQ(Exchange(other, "file", tree, "file", error), MoveOutcome::Moved);
+    EXPECT_EQ(folder.Read("tree/file"), "new");
+    EXPECT_EQ(folder.Read("other/file"), "old");
+}
+
+TEST_F(Trees, AnEmptyFileTakesThePlaceOfALeftOver) {
+    folder.Write("tree/a/file", "left over");
+    EXPECT_TRUE(tree.MakeEmptyFile("a/file", error)) << error;
+    EXPECT_EQ(tree.Look("a/file").size, 0);
+    EXPECT_TRUE(tree.MakeEmptyFile("new/file", error)) << error;
+}
+
+TEST_F(Trees, RemovingWhatIsNotThereIsNoFailure) {
+    EXPECT_TRUE(tree.RemoveFile("nothing", error));
+    EXPECT_TRUE(tree.RemoveFile("no/thing", error));
+}
+
+TEST_F(Trees, AFolderGoesOnlyWhenItIsEmpty) {
+    folder.Write("tree/full/file", "x");
+    ASSERT_TRUE(tree.MakeFolders("empty", error));
+    tree.RemoveFolderIfEmpty("full");
+    tree.RemoveFolderIfEmpty("empty");
+    EXPECT_TRUE(folder.Exists("tree/full/file"));
+    EXPECT_FALSE(folder.Exists("tree/empty"));
+}
+
+TEST_F(Trees, OneProcessHasATreeAtATime) {
+    EXPECT_TRUE(tree.Lock());
+    Tree again;
+    ASSERT_TRUE(again.Open(folder.Path("tree"), error));
+    EXPECT_FALSE(again.Lock());
+}
+
+}  // namespace
+}  // namespace Drive::Host
