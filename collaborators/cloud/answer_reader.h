@@ -24,6 +24,8 @@ public:
 
     bool Tick();
     bool HeadDone() const { return headDone; }
+    /// The body is on its way to the sink.
+    bool Delivers() const { return wanted; }
     void Fail(HttpFailure failure, const std::string& message);
 
     HttpAnswer& Answer() { return answer; }

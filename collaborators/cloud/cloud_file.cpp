@@ -30,21 +30,24 @@ bool ReadCloudFile(const Json::Value& entry, const char* call, CloudFile& file) 
     JsonFields fields(entry, call);
     file.id = fields.Id(Wire::kId);
     file.fileName = fields.Name(Wire::kFileName);
-    const std::wstring parent = fields.TextOrFirst(Wire::kParentFolder);
-    file.parentFolder = IsCloudId(parent) ? parent : std::wstring();
+    file.parentFolder = fields.TextOrFirst(Wire::kParentFolder);
     file.isFolder = fields.Flag(Wire::kIsFolder);
     file.isDeleted = fields.Flag(Wire::kIsDeleted);
     file.size = fields.Size(Wire::kSize);
     file.sha256 = fields.Text(Wire::kSha256);
-    file.mimeType = fields.Text(Wire::kMimeType);
-    file.category = fields.Text(Wire::kCategory);
     file.contentVersion = fields.Text(Wire::kContentVersion);
-    file.thumbnailLink = fields.Text(Wire::kThumbnailLink);
-    file.editedTime = fields.Number(Wire::kEditedTime, 0, std::numeric_limits<std::int64_t>::max());
-    ReadAttachmentSizes(fields, file.attachmentSize);
-    if (fields.Sound() && !file.id.empty()) return true;
-    SyncPanelLog::WriteErrorLog("CloudClient", call, "an entry of the cloud's answer cannot be used");
-    return false;
+    const bool parentIsUsable = file.parentFolder.empty() || IsCloudId(file.parentFolder);
+    if (!fields.Sound() || file.id.empty() || !parentIsUsable) {
+        SyncPanelLog::WriteErrorLog("CloudClient", call, "an entry of the cloud's answer cannot be used");
+        return false;
+    }
+    JsonFields extras(entry, call);  // of these a damaged one costs itself only
+    file.mimeType = extras.Text(Wire::kMimeType);
+    file.category = extras.Text(Wire::kCategory);
+    file.thumbnailLink = extras.Text(Wire::kThumbnailLink);
+    file.editedTime = extras.Number(Wire::kEditedTime, 0, std::numeric_limits<std::int64_t>::max());
+    ReadAttachmentSizes(extras, file.attachmentSize);
+    return true;
 }
 
 CallOutcome CallForFile(const ControlRequest& request, CloudFile& file) {

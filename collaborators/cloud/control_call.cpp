@@ -21,6 +21,8 @@ namespace Drive::Cloud {
 namespace {
 
 constexpr std::size_t kMostAnswerBytes = 16u << 20;
+constexpr std::size_t kLongestDescription = 1000;
+constexpr std::size_t kLongestCodeInLog = 64;
 
 HeaderList ControlHeaders(bool withLogin, bool hasBody) {
     HeaderList headers{{"Accept", "application/json"}};
@@ -98,7 +100,7 @@ void ReadAnswerBody(const char* call, ControlAnswer& answer) {
     }
     JsonFields fields(answer.body, call);
     answer.errorCode = fields.Text(Wire::kErrorCode);
-    answer.description = fields.Text(Wire::kDescription);
+    answer.description = fields.Text(Wire::kDescription).substr(0, kLongestDescription);
     if (!answer.errorCode.empty()) answer.ok = false;
 }
 
@@ -163,6 +165,7 @@ void FillResult(const ControlAnswer& answer, WMap& result) {
     }
     if (answer.body.isMember(Wire::kFileName)) result[L"fileName"] = fields.Name(Wire::kFileName);
     if (answer.body.isMember(Wire::kId)) result[L"id"] = fields.Id(Wire::kId);
+    if (result[L"id"].empty()) result.erase(L"id");
 }
 
 std::string FilePath(const std::wstring& fileId, const char* suffix) {

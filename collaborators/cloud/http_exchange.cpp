@@ -13,6 +13,7 @@
 #include "collaborators/cloud/curl_pool.h"
 #include "collaborators/cloud/header_list.h"
 #include "collaborators/cloud/process_state.h"
+#include "collaborators/cloud/progress_watch.h"
 #include "collaborators/cloud/rate_limit.h"
 #include "collaborators/cloud/text.h"
 
@@ -62,7 +63,10 @@ std::int64_t MillisecondsSince(Clock::time_point moment) {
 class Exchange {
 public:
     Exchange(const HttpRequest& request, BodySink* sink)
-        : limits(CurrentLimits()), request(request), reader(request, sink, limits->downloadBytesPerSecond) {}
+        : limits(CurrentLimits()),
+          request(request),
+          reader(request, sink, limits->downloadBytesPerSecond),
+          watch(*limits, request.totalMilliseconds) {}
 
     HttpAnswer Run();
 
@@ -78,6 +82,7 @@ private:
     bool AppendHeader(const std::string& line);
     bool SetHeaders(CURL* easy);
     void Drive(CurlHandle& handle);
+    void Observe(CURL* easy);
     bool WithinLimits(CURL* easy);
     void Conclude(CURL* easy, CURLcode code);
 
@@ -88,14 +93,12 @@ private:
     char errorText[CURL_ERROR_SIZE] = {};
     std::size_t bodyOffset = 0;
     std::int64_t countedSent = 0;
-    const Clock::time_point started = Clock::now();
-    Clock::time_point lastByte = started;
-    Clock::time_point lastSent = started;
+    ProgressWatch watch;
 };
 
 std::size_t Exchange::OnHeader(char* data, std::size_t size, std::size_t count, void* self) try {
     auto* exchange = static_cast<Exchange*>(self);
-    exchange->lastByte = Clock::now();
+    exchange->watch.Heard();
     return exchange->reader.TakeHeaderLine(std::string(data, size * count)) ? size * count : 0;
 } catch (...) {
     static_cast<Exchange*>(self)->reader.Fail(HttpFailure::BadAnswer, "the answer could not be taken in");
@@ -104,8 +107,10 @@ std::size_t Exchange::OnHeader(char* data, std::size_t size, std::size_t count, 
 
 std::size_t Exchange::OnBody(char* data, std::size_t size, std::size_t count, void* self) try {
     auto* exchange = static_cast<Exchange*>(self);
+    const auto began = Clock::now();
     const bool wanted = exchange->reader.TakeBody(reinterpret_cast<unsigned char*>(data), size * count);
-    exchange->lastByte = Clock::now();
+    exchange->watch.Moved(size * count);
+    exchange->watch.Held(MillisecondsSince(began));
     return wanted ? size * count : CURL_WRITEFUNC_ERROR;
 } catch (...) {
     static_cast<Exchange*>(self)->reader.Fail(HttpFailure::Refused, "the body could not be taken in");
@@ -117,10 +122,11 @@ std::size_t Exchange::OnRead(char* data, std::size_t size, std::size_t count, vo
     const std::int64_t rate = exchange->limits->uploadBytesPerSecond;
     std::size_t length = std::min(size * count, exchange->request.bodySize - exchange->bodyOffset);
     if (rate > 0) length = std::min<std::size_t>(length, kSmallBuffer);
+    const auto began = Clock::now();
     if (!UploadRate().Take(static_cast<std::int64_t>(length), rate)) return CURL_READFUNC_ABORT;
+    exchange->watch.Held(MillisecondsSince(began));
     if (length > 0) std::memcpy(data, exchange->request.body + exchange->bodyOffset, length);
     exchange->bodyOffset += length;
-    exchange->lastByte = Clock::now();
     return length;
 }
 
@@ -209,28 +215,31 @@ bool Exchange::Prepare(CURL* easy) {
     return false;
 }
 
-bool Exchange::WithinLimits(CURL* easy) {
+void Exchange::Observe(CURL* easy) {
     curl_off_t sent = 0;
     curl_easy_getinfo(easy, CURLINFO_SIZE_UPLOAD_T, &sent);
     if (sent > countedSent) {
-        CountSent(static_cast<std::uint64_t>(sent - countedSent));
+        const auto more = static_cast<std::uint64_t>(sent - countedSent);
+        CountSent(more);
+        watch.Moved(more);
         countedSent = sent;
-        lastByte = lastSent = Clock::now();
     }
+    const bool sending = countedSent > 0 && static_cast<std::size_t>(countedSent) < request.bodySize;
+    const bool moving = reader.Delivers() || (sending && !reader.HeadDone());
+    watch.EnterPhase(moving ? ProgressWatch::Phase::Moving : ProgressWatch::Phase::Waiting);
+}
+
+bool Exchange::WithinLimits(CURL* easy) {
+    Observe(easy);
     if (IsAborted()) {
         reader.Fail(HttpFailure::Aborted, kStopMessage);
-    } else if (MillisecondsSince(lastByte) > std::max(limits->idleMilliseconds, limits->connectMilliseconds) ||
-               (MillisecondsSince(lastByte) > limits->idleMilliseconds && lastByte != started)) {
-        reader.Fail(HttpFailure::Timeout,
-                    "nothing was heard for " + std::to_string(limits->idleMilliseconds / 1000) + " seconds");
-    } else if (!reader.HeadDone() && MillisecondsSince(lastSent) > limits->controlMilliseconds) {
-        reader.Fail(HttpFailure::Timeout, "the answer did not begin in time");
-    } else if (request.totalMilliseconds > 0 && MillisecondsSince(started) > request.totalMilliseconds) {
-        reader.Fail(HttpFailure::Timeout, "the call took longer than it may");
-    } else {
-        return reader.Tick();
+        return false;
     }
-    return false;
+    if (const std::string verdict = watch.Verdict(); !verdict.empty()) {
+        reader.Fail(HttpFailure::Timeout, verdict);
+        return false;
+    }
+    return reader.Tick();
 }
 
 void Exchange::Drive(CurlHandle& handle) {
@@ -238,14 +247,16 @@ void Exchange::Drive(CurlHandle& handle) {
         reader.Fail(HttpFailure::BadRequest, "the request could not be started");
         return;
     }
-    for (int running = 1; running > 0;) {
+    for (int running = 1;;) {
         if (curl_multi_perform(handle.multi, &running) != CURLM_OK) {
             reader.Fail(HttpFailure::Connection, "the transfer failed inside");
             break;
         }
+        if (running == 0) break;
         if (!WithinLimits(handle.easy)) break;
-        if (running > 0) curl_multi_poll(handle.multi, nullptr, 0, kPollMilliseconds, nullptr);
+        curl_multi_poll(handle.multi, nullptr, 0, kPollMilliseconds, nullptr);
     }
+    Observe(handle.easy);
     int left = 0;
     while (const CURLMsg* message = curl_multi_info_read(handle.multi, &left)) {
         if (message->msg == CURLMSG_DONE) Conclude(handle.easy, message->data.result);
@@ -262,7 +273,9 @@ void Exchange::Conclude(CURL* easy, CURLcode code) {
         reader.Finish();
     } else if (code == CURLE_ABORTED_BY_CALLBACK) {
         reader.Fail(HttpFailure::Aborted, kStopMessage);
-    } else if (code != CURLE_WRITE_ERROR || !reader.HeadDone()) {
+    } else if (reader.HeadDone() && (answer.status >= 400 || code == CURLE_WRITE_ERROR)) {
+        return;  // a refusal that came whole enough, or a body that nobody wanted
+    } else {
         reader.Fail(FailureOf(code), errorText[0] != 0 ? errorText : curl_easy_strerror(code));
     }
 }

@@ -26,11 +26,8 @@ std::unique_ptr<Json::CharReader> StrictReader() {
     return std::unique_ptr<Json::CharReader>(builder.newCharReader());
 }
 
-std::string FirstLine(const std::string& text) {
-    std::string line = text.substr(0, 200);
-    std::replace(line.begin(), line.end(), '\n', ' ');
-    return line;
-}
+/// Where the parser gave up. Not what stood there: that may be a token.
+std::string FirstLine(const std::string& text) { return text.substr(0, text.find('\n')); }
 
 }  // namespace
 

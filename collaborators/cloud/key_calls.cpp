@@ -68,6 +68,10 @@ std::string AskForKeys(int kind, const std::wstring& temporaryKeyText, const std
     JsonFields fields(answer.body, request.call);
     Json::Value out;
     out[Wire::kKeys] = Json::Value(Json::arrayValue);
+    if (!fields.Has(Wire::kKeys)) {
+        Log(request.call, "the cloud's answer holds no key list");
+        return {};
+    }
     for (const Json::Value* entry : fields.Elements(Wire::kKeys)) {
         if (!FitsKeyBuffers(*entry, request.call)) continue;
         Json::Value kept;
