@@ -1,0 +1,17 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace CLI {
+class App;
+}
+
+namespace Drive::ReferenceCloud {
+
+/// Put the sub-commands in; each throws std::runtime_error with a text for people when it runs and fails.
+void AddUserCommands(CLI::App& app);   ///< user add, list, set, remove
+void AddTokenCommands(CLI::App& app);  ///< token revoke
+void AddImportCommand(CLI::App& app);  ///< import
+
+}  // namespace Drive::ReferenceCloud

@@ -1,0 +1,75 @@
+#include "reference_cloud/fields.h"
+
+#include "interfaces/cloud/wire/codes.h"
+#include "reference_cloud/cloud_name.h"
+#include "reference_cloud/http_message.h"
+#include "reference_cloud/refusal.h"
+#include "reference_cloud/text.h"
+
+namespace Drive::ReferenceCloud {
+
+namespace {
+
+[[noreturn]] void Wrong(const char* name, const char* wanted) {
+    throw Refusal(400, Drive::Cloud::Wire::kBadRequest, "\"" + std::string(name) + "\" must be " + wanted);
+}
+
+}  // namespace
+
+Json::Value RequestObject(const std::string& body) {
+    auto value = ParseJson(body);
+    if (!value || !value->isObject()) {
+        throw Refusal(400, Drive::Cloud::Wire::kBadRequest, "the request body must be a JSON object");
+    }
+    return std::move(*value);
+}
+
+std::string TextField(const Json::Value& object, const char* name) {
+    const Json::Value& value = object[name];
+    if (value.isNull()) return {};
+    if (!value.isString()) Wrong(name, "text");
+    return value.asString();
+}
+
+std::string NeededText(const Json::Value& object, const char* name) {
+    std::string text = TextField(object, name);
+    if (text.empty()) Wrong(name, "there and not empty");
+    return text;
+}
+
+std::string TextOrSingle(const Json::Value& object, const char* name) {
+    const Json::Value& value = object[name];
+    if (!value.isArray()) return TextField(object, name);
+    if (value.size() != 1 || !value[0].isString()) Wrong(name, "text or an array of one text");
+    return value[0].asString();
+}
+
+std::int64_t NumberField(const Json::Value& object, const char* name, std::int64_t absent) {
+    const Json::Value& value = object[name];
+    if (value.isNull()) return absent;
+    if (!value.isInt64() || value.asInt64() < 0) Wrong(name, "a whole number of at least 0");
+    return value.asInt64();
+}
+
+Json::Value ArrayField(const Json::Value& object, const char* name) {
+    const Json::Value& value = object[name];
+    if (value.isNull()) return Json::Value(Json::arrayValue);
+    if (!value.isArray()) Wrong(name, "an array");
+    return value;
+}
+
+std::string NameField(const Json::Value& object, const char* name) {
+    std::string text = TextField(object, name);
+    if (!IsAllowedName(text)) {
+        Wrong(name, "a name of 1 to 1024 bytes of UTF-8, not \".\" or \"..\", without a separator");
+    }
+    return text;
+}
+
+std::string DigestField(const Json::Value& object, const char* name, std::size_t digits) {
+    std::string text = TextField(object, name);
+    if (!text.empty() && !IsLowerHex(text, digits)) Wrong(name, "a digest in lower-case hexadecimal");
+    return text;
+}
+
+}  // namespace Drive::ReferenceCloud

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <cstdint>
+#include <fstream>
+#include <mutex>
+#include <string>
+
+namespace Drive::ReferenceCloud {
+
+/// What the journal says about one request.
+struct JournalEntry {
+    double begin = 0;  ///< seconds since the epoch
+    double end = 0;
+    std::string method;
+    std::string path;
+    std::string user;
+    std::string range;         ///< "Range" of the request
+    std::string contentRange;  ///< "Content-Range" of the request
+    int status = 0;            ///< 0 when no answer was made
+    std::uint64_t bytesIn = 0;
+    std::uint64_t bytesOut = 0;
+    int inFlight = 0;         ///< requests under way at its beginning, itself included
+    bool clientGone = false;  ///< the client went away before the end
+    std::string scenario;     ///< name of the scenario rule that struck; empty for none
+};
+
+/// One JSON object a line, written when a request has ended. Any thread.
+class Journal {
+public:
+    /// Appends to the file; an empty path writes nowhere. Throws when the file cannot be opened.
+    explicit Journal(const std::string& path);
+    void Write(const JournalEntry& entry);
+
+private:
+    std::mutex mutex_;
+    std::ofstream stream_;  // guarded by mutex_
+};
+
+}  // namespace Drive::ReferenceCloud

@@ -1,0 +1,115 @@
+#include "reference_cloud/scenario.h"
+
+#include <fnmatch.h>
+#include <sys/stat.h>
+
+#include <fstream>
+#include <sstream>
+#include <stdexcept>
+
+#include "reference_cloud/http_message.h"
+
+namespace Drive::ReferenceCloud {
+
+Scenario::Scenario(std::string path) : path_(std::move(path)) {
+    if (!path_.empty()) Read();
+}
+
+Scenario::Stamp Scenario::Look() const {
+    struct stat status {};
+    if (::stat(path_.c_str(), &status) != 0) return {};
+    return {status.st_mtim.tv_sec * 1000000000 + status.st_mtim.tv_nsec, status.st_size, status.st_ino};
+}
+
+Scenario::Rule Scenario::ReadRule(const void* json, std::size_t index) {
+    const auto& from = *static_cast<const Json::Value*>(json);
+    if (!from.isObject()) throw std::runtime_error("rule " + std::to_string(index + 1) + " is no object");
+    Rule rule;
+    Misbehaviour& what = rule.misbehaviour;
+    what.rule = from.get("name", "rule " + std::to_string(index + 1)).asString();
+    rule.method = from.get("method", "").asString();
+    rule.path = from.get("path", "*").asString();
+    rule.user = from.get("user", "").asString();
+    rule.nth = from.get("nth", 0).asInt();
+    rule.from = from.get("from", 1).asInt();
+    rule.times = from.get("times", 0).asInt();
+    rule.every = std::max(1, from.get("every", 1).asInt());
+    what.status = from.get("status", 0).asInt();
+    what.afterWork = from.get("afterWork", false).asBool();
+    what.errorCode = from.get("errorCode", "").asString();
+    what.description = from.get("description", "answered so by the scenario").asString();
+    for (const auto& name : from["headers"].getMemberNames()) what.headers[name] = from["headers"][name].asString();
+    what.delay = from.get("delay", 0.0).asDouble();
+    what.rate = from.get("rate", 0).asInt64();
+    what.uploadRate = from.get("uploadRate", 0).asInt64();
+    what.cutAfter = from.get("cutAfter", -1).asInt64();
+    what.corrupt = from.get("corrupt", -1).asInt64();
+    what.drop = from.get("drop", false).asBool();
+    return rule;
+}
+
+void Scenario::Read() {
+    const Stamp stamp = Look();
+    std::ifstream stream(path_);
+    std::ostringstream text;
+    text << stream.rdbuf();
+    const auto root = stream ? ParseJson(text.str()) : std::nullopt;
+    if (!root || !root->isObject() || !(*root)["rules"].isArray()) {
+        throw std::runtime_error("the scenario " + path_ + " is no JSON object with an array \"rules\"");
+    }
+    std::vector<Rule> rules;
+    try {
+        for (const auto& rule : (*root)["rules"]) rules.push_back(ReadRule(&rule, rules.size()));
+    } catch (const std::exception& error) {
+        throw std::runtime_error("the scenario " + path_ + ": " + error.what());
+    }
+    rules_ = std::move(rules);
+    migrating_ = root->get("migrating", false).isBool() && root->get("migrating", false).asBool();
+    stamp_ = stamp;
+}
+
+std::optional<std::string> Scenario::Reload(bool force) {
+    if (path_.empty()) return std::nullopt;
+    const std::lock_guard lock(mutex_);
+    const auto now = std::chrono::steady_clock::now();
+    if (!force && now - looked_ < std::chrono::milliseconds(50)) return std::nullopt;
+    looked_ = now;
+    const Stamp stamp = Look();
+    if (!force && stamp == stamp_) return std::nullopt;
+    try {
+        Read();
+    } catch (const std::exception& error) {
+        stamp_ = stamp;
+        return error.what();
+    }
+    return std::nullopt;
+}
+
+bool Scenario::Due(Rule& rule) {
+    ++rule.seen;
+    if (rule.nth > 0) return rule.seen == rule.nth;
+    if (rule.seen < rule.from || (rule.seen - rule.from) % rule.every != 0) return false;
+    return rule.times == 0 || rule.struck < rule.times;
+}
+
+std::optional<Misbehaviour> Scenario::Strike(const std::string& method, const std::string& path,
+                                             const std::string& user) {
+    std::optional<Misbehaviour> result;
+    const std::lock_guard lock(mutex_);
+    for (Rule& rule : rules_) {
+        if (!rule.method.empty() && rule.method != method) continue;
+        if (!rule.user.empty() && rule.user != user) continue;
+        if (::fnmatch(rule.path.c_str(), path.c_str(), 0) != 0) continue;
+        if (!Due(rule) || result) continue;
+        ++rule.struck;
+        result = rule.misbehaviour;
+    }
+    return result;
+}
+
+bool Scenario::Migrating() {
+    const std::lock_guard lock(mutex_);
+    return migrating_;
+}
+
+}  // namespace Drive::ReferenceCloud

@@ -1,0 +1,84 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace Drive::ReferenceCloud {
+
+/// What a rule does to one request. Every part is optional.
+struct Misbehaviour {
+    std::string rule;        ///< its name in the journal
+    int status = 0;          ///< answer this instead; 0: the real answer
+    bool afterWork = false;  ///< do the work first, then give `status` or drop: a lost answer
+    std::string errorCode;   ///< of the answer in place
+    std::string description;
+    std::map<std::string, std::string> headers;  ///< added to the answer
+    double delay = 0;                            ///< seconds before the answer
+    std::int64_t rate = 0;                       ///< bytes per second of the answer's body
+    std::int64_t uploadRate = 0;                 ///< bytes per second of the request's body
+    std::int64_t cutAfter = -1;                  ///< bytes of the answer's body, then the connection is closed
+    std::int64_t corrupt = -1;                   ///< offset in the answer's body of a byte that is turned over
+    bool drop = false;                           ///< close the connection without an answer
+};
+
+/// Misbehaviour on purpose, told by a JSON file:
+///   {"migrating": false, "rules": [{"name": "...", "method": "GET", "path": "/v1/files/*/content", "user": "...",
+///     "nth": 3, "from": 2, "times": 1, "every": 4, "status": 503, "errorCode": "...", "description": "...",
+///     "headers": {"Retry-After": "1"}, "afterWork": false, "delay": 0.5, "rate": 100000, "uploadRate": 0,
+///     "cutAfter": 65536, "corrupt": 10, "drop": false}]}
+/// `path` is a shell pattern in which * also stands for slashes. A rule counts the requests that fit it: "nth" strikes
+/// at exactly that one, otherwise it strikes from "from" (1) on, "times" times (0: always), each "every"th (1). The
+/// first rule that strikes is taken; every rule that fits counts. Reading the file again starts all counts afresh.
+/// Any thread.
+class Scenario {
+public:
+    /// An empty path: never misbehaves. Throws std::runtime_error when the file cannot be read as told.
+    explicit Scenario(std::string path);
+
+    /// Reads the file again when it changed, or in any case. A file that cannot be read leaves the rules as they are;
+    /// the text then says why.
+    std::optional<std::string> Reload(bool force);
+
+    std::optional<Misbehaviour> Strike(const std::string& method, const std::string& path, const std::string& user);
+    bool Migrating();
+
+private:
+    struct Rule {
+        Misbehaviour misbehaviour;
+        std::string method;
+        std::string path;
+        std::string user;
+        int nth = 0;
+        int from = 1;
+        int times = 0;
+        int every = 1;
+        int seen = 0;
+        int struck = 0;
+    };
+    struct Stamp {
+        std::int64_t time = 0;
+        std::int64_t size = -1;
+        std::uint64_t inode = 0;
+        bool operator==(const Stamp&) const = default;
+    };
+
+    static bool Due(Rule& rule);
+    static Rule ReadRule(const void* json, std::size_t index);
+    Stamp Look() const;
+    void Read();
+
+    const std::string path_;
+    std::mutex mutex_;
+    // Guarded by mutex_.
+    std::vector<Rule> rules_;
+    bool migrating_ = false;
+    Stamp stamp_;
+    std::chrono::steady_clock::time_point looked_{};
+};
+
+}  // namespace Drive::ReferenceCloud

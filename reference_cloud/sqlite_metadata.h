@@ -1,0 +1,14 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "reference_cloud/metadata_store.h"
+
+namespace Drive::ReferenceCloud {
+
+/// The rows in one SQLite file: WAL, every transaction synced, one connection and one writer at a time; other
+/// processes (the user and import commands) may work on the file beside. Throws when the file cannot be opened.
+std::unique_ptr<MetadataStore> OpenSqliteMetadata(const std::string& path);
+
+}  // namespace Drive::ReferenceCloud
