@@ -8,6 +8,7 @@
 
 #include "host/engine/engine_run.h"
 #include "host/engine/kept_positions.h"
+#include "host/engine/parked_tasks.h"
 #include "host/module/exit_codes.h"
 #include "host/module/stop_signal.h"
 #include "interfaces/cloud/drive_account.h"
@@ -61,6 +62,7 @@ int GetCommand::List(std::vector<CloudEntry>& entries) {
 
 // What an earlier process left behind must not mislead the engine.
 void GetCommand::PrepareRows() {
+    ShowOnly(1, session.records);
     SQLiteDB::SyncRows::ForgetEncryptedPositions();
     SQLiteDB::SyncRows::ResetPriorityKeys();
     if (!ReadRows(rows)) {

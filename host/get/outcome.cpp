@@ -18,6 +18,14 @@ const char* ResultWord(Result result) {
             return "moved";
         case Result::Downloaded:
             return "downloaded";
+        case Result::Uploaded:
+            return "uploaded";
+        case Result::NotSent:
+            return "not-sent";
+        case Result::CloudNewer:
+            return "cloud-newer";
+        case Result::Conflict:
+            return "conflict";
         case Result::KeptLocal:
             return "kept-local";
         case Result::Refused:
@@ -31,7 +39,8 @@ const char* ResultWord(Result result) {
 }
 
 bool IsTrouble(Result result) {
-    return result == Result::KeptLocal || result == Result::Refused || result == Result::Failed;
+    return result == Result::KeptLocal || result == Result::Refused || result == Result::Failed ||
+           result == Result::Conflict;
 }
 
 void Tally::Add(const Outcome& outcome) {
@@ -39,6 +48,7 @@ void Tally::Add(const Outcome& outcome) {
     ++byResult[static_cast<int>(outcome.result)];
     troubles += IsTrouble(outcome.result) ? 1 : 0;
     pending += outcome.result == Result::Pending ? 1 : 0;
+    bytesUploaded += outcome.result == Result::Uploaded ? outcome.bytes : 0;
     bytesDownloaded += outcome.result == Result::Downloaded ? outcome.bytes : 0;
 }
 

@@ -15,10 +15,14 @@ enum class Result {
     Adopted,
     Moved,
     Downloaded,
-    KeptLocal,  ///< something else stands there; not all well
-    Refused,    ///< cannot stand on this disk; not all well
-    Failed,     ///< not all well
-    Pending     ///< not finished when the command ended; the next call goes on
+    Uploaded,
+    NotSent,     ///< by rule: neither a file nor a folder
+    CloudNewer,  ///< "put" found a newer version in the cloud, which "get" brings
+    Conflict,    ///< both sides differ and neither is known to follow the other; not all well
+    KeptLocal,   ///< something else stands there; not all well
+    Refused,     ///< cannot stand on this disk; not all well
+    Failed,      ///< not all well
+    Pending      ///< not finished when the command ended; the next call goes on
 };
 
 struct Outcome {
@@ -40,6 +44,7 @@ struct Tally {
     std::int64_t pending = 0;
     std::int64_t byResult[static_cast<int>(Result::Pending) + 1] = {};
     std::int64_t bytesDownloaded = 0;
+    std::int64_t bytesUploaded = 0;
 
     void Add(const Outcome& outcome);
     std::int64_t Of(Result result) const { return byResult[static_cast<int>(result)]; }

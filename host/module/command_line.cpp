@@ -11,6 +11,7 @@
 #include "host/module/exit_codes.h"
 #include "host/module/session.h"
 #include "host/module/stop_signal.h"
+#include "host/put/put_command.h"
 
 namespace Drive::Host {
 namespace {
@@ -24,6 +25,7 @@ struct CommandLine {
     std::string stateFolder = DefaultStateFolder();
     InitOptions init;
     GetOptions get;
+    PutOptions put;
     int counted = 0;  // counts that the launcher has read already
     std::function<int()> chosen;
 };
@@ -54,23 +56,56 @@ void AddInit(CLI::App& app, CommandLine& line) {
     });
 }
 
-int RunGet(CommandLine& line) {
+// Opens a session for a command that moves files, and closes it whatever comes.
+int WithSession(const CommandLine& line, EngineRoot root, const std::function<void(Settings&)>& adjust,
+                const std::function<int(Session&)>& command) {
     Session session(line.stateFolder);
     std::string why;
     bool absent = false;
-    if (!ReadSettings(session.stateFolder, session.settings, why, absent)) {
-        std::fprintf(stderr, "zelkor-drive: %s\n", why.c_str());
-        return kExitUsage;
+    int code = ReadSettings(session.stateFolder, session.settings, why, absent) ? kExitOk : kExitUsage;
+    if (code == kExitOk) {
+        adjust(session.settings);
+        code = session.Open(root, why);
     }
-    session.settings.downloadRate = line.get.limitRate.value_or(session.settings.downloadRate);
-    int code = session.Open(EngineRoot::Staging, why);
     if (code != kExitOk) {
         std::fprintf(stderr, "zelkor-drive: %s\n", why.c_str());
     } else {
-        code = GetCommand(session, line.get).Run();
+        try {
+            code = command(session);
+        } catch (const std::exception& failure) {
+            std::fprintf(stderr, "zelkor-drive: %s\n", failure.what());
+            code = kExitLocal;
+        }
     }
     session.Close();
     return code;
+}
+
+int RunGet(const CommandLine& line) {
+    return WithSession(
+        line, EngineRoot::Staging,
+        [&line](Settings& settings) { settings.downloadRate = line.get.limitRate.value_or(settings.downloadRate); },
+        [&line](Session& session) { return GetCommand(session, line.get).Run(); });
+}
+
+int RunPut(const CommandLine& line) {
+    return WithSession(
+        line, EngineRoot::Visible,
+        [&line](Settings& settings) { settings.uploadRate = line.put.limitRate.value_or(settings.uploadRate); },
+        [&line](Session& session) { return PutCommand(session, line.put).Run(); });
+}
+
+void AddPut(CLI::App& app, CommandLine& line) {
+    CLI::App* command = app.add_subcommand("put", "send what the root holds and the cloud does not");
+    PutOptions& put = line.put;
+    command->add_option("--timeout", put.timeoutSeconds, "give up after so many seconds")->check(CLI::PositiveNumber);
+    command->add_option("--limit-rate", put.limitRate, "bytes a second, such as 500K or 2M")
+        ->transform(CLI::AsSizeValue(false));
+    command->add_option("--uploads", line.counted, "uploads at once")->check(CLI::Range(1, 64));
+    command->add_option("--attempts", put.attempts, "tries of one file")->check(CLI::Range(1, 1000));
+    command->add_flag("--overwrite", put.overwrite, "where both sides differ, send what is here");
+    AddReport(*command, put.report);
+    command->callback([&line] { line.chosen = [&line] { return RunPut(line); }; });
 }
 
 void AddGet(CLI::App& app, CommandLine& line) {
@@ -105,6 +140,7 @@ int RunCommandLine(int argc, char** argv) {
     app.footer(kExitCodes);
     AddInit(app, line);
     AddGet(app, line);
+    AddPut(app, line);
     AddStatus(app, line);
     try {
         app.parse(argc, argv);

@@ -76,7 +76,7 @@ int Session::OpenTrees(EngineRoot engineRoot, std::string& error) {
         !visible.Open(settings.root, error)) {
         return kExitLocal;
     }
-    if (!staging.Lock()) {
+    if (!visible.Lock()) {
         error = "another zelkor-drive works on " + settings.root + "; wait for it or stop it";
         return kExitState;
     }

@@ -12,6 +12,10 @@ constexpr const char* kSchema =
     " changed INTEGER NOT NULL, sha256 TEXT NOT NULL, contentVersion TEXT NOT NULL) WITHOUT ROWID;"
     "CREATE TABLE IF NOT EXISTS troubles (fileId TEXT PRIMARY KEY, path TEXT NOT NULL, kind TEXT NOT NULL,"
     " message TEXT NOT NULL, at INTEGER NOT NULL) WITHOUT ROWID;"
+    "CREATE TABLE IF NOT EXISTS sending (path TEXT PRIMARY KEY, size INTEGER NOT NULL, changed INTEGER NOT NULL)"
+    " WITHOUT ROWID;"
+    "CREATE TABLE IF NOT EXISTS parked (fileId TEXT NOT NULL, direction INTEGER NOT NULL, priority INTEGER NOT NULL,"
+    " fragmentInfo TEXT NOT NULL, PRIMARY KEY (fileId, direction)) WITHOUT ROWID;"
     "CREATE TABLE IF NOT EXISTS host_values (name TEXT PRIMARY KEY, value TEXT NOT NULL) WITHOUT ROWID;";
 
 constexpr int kBusyMilliseconds = 10000;
@@ -105,6 +109,45 @@ void HostRecords::PutTrouble(const Trouble& trouble) {
 
 void HostRecords::ForgetTrouble(const std::string& fileId) {
     body->Run("DELETE FROM troubles WHERE fileId = ?", fileId);
+}
+
+std::unordered_map<std::string, SentFile> HostRecords::AllSending() {
+    return body->Guarded([](SQLite::Database& open) {
+        std::unordered_map<std::string, SentFile> files;
+        SQLite::Statement row(open, "SELECT path, size, changed FROM sending");
+        while (row.executeStep()) {
+            files[row.getColumn(0).getString()] = {row.getColumn(1).getInt64(), row.getColumn(2).getInt64()};
+        }
+        return files;
+    });
+}
+
+void HostRecords::PutSending(const std::string& path, const SentFile& file) {
+    body->Run("INSERT OR REPLACE INTO sending VALUES (?,?,?)", path, file.size, file.changed);
+}
+
+void HostRecords::ForgetSending(const std::string& path) { body->Run("DELETE FROM sending WHERE path = ?", path); }
+
+std::vector<ParkedTask> HostRecords::Parked(int direction) {
+    return body->Guarded([&](SQLite::Database& open) {
+        std::vector<ParkedTask> tasks;
+        SQLite::Statement row(open, "SELECT fileId, direction, priority, fragmentInfo FROM parked WHERE direction = ?");
+        row.bind(1, direction);
+        while (row.executeStep()) {
+            tasks.push_back({row.getColumn(0).getString(), row.getColumn(1).getInt(), row.getColumn(2).getInt(),
+                             row.getColumn(3).getString()});
+        }
+        return tasks;
+    });
+}
+
+void HostRecords::Park(const ParkedTask& task) {
+    body->Run("INSERT OR REPLACE INTO parked VALUES (?,?,?,?)", task.fileId, task.direction, task.priority,
+              task.fragmentInfo);
+}
+
+void HostRecords::Unpark(const std::string& fileId, int direction) {
+    body->Run("DELETE FROM parked WHERE fileId = ? AND direction = ?", fileId, direction);
 }
 
 std::string HostRecords::Value(const std::string& name) {

@@ -31,6 +31,20 @@ struct Trouble {
     std::int64_t at = 0;  ///< seconds since the epoch
 };
 
+/// How a file looked when it was queued to go up.
+struct SentFile {
+    std::int64_t size = 0;
+    std::int64_t changed = 0;  ///< modification time, nanoseconds since the epoch
+};
+
+/// A task that is kept out of the engine's sight while it works the other way.
+struct ParkedTask {
+    std::string fileId;
+    int direction = 0;
+    int priority = 0;
+    std::string fragmentInfo;
+};
+
 class HostRecords {
 public:
     HostRecords();
@@ -48,6 +62,15 @@ public:
     std::vector<Trouble> Troubles();
     void PutTrouble(const Trouble& trouble);
     void ForgetTrouble(const std::string& fileId);
+
+    /// By native path below the root.
+    std::unordered_map<std::string, SentFile> AllSending();
+    void PutSending(const std::string& path, const SentFile& file);
+    void ForgetSending(const std::string& path);
+
+    std::vector<ParkedTask> Parked(int direction);
+    void Park(const ParkedTask& task);
+    void Unpark(const std::string& fileId, int direction);
 
     std::string Value(const std::string& name);
     void SetValue(const std::string& name, const std::string& value);

@@ -21,7 +21,9 @@ void PutJson(const Json::Value& value) {
     std::fflush(stdout);
 }
 
-bool WasFine(Result result) { return result == Result::Unchanged || result == Result::FolderThere; }
+bool WasFine(Result result) {
+    return result == Result::Unchanged || result == Result::FolderThere || result == Result::FolderMade;
+}
 
 Json::Value SummaryValue(const Tally& tally, const RunTimes& times, int exitCode) {
     Json::Value value;
@@ -29,6 +31,7 @@ Json::Value SummaryValue(const Tally& tally, const RunTimes& times, int exitCode
     value["entries"] = Json::Int64(tally.entries);
     value["troubles"] = Json::Int64(tally.troubles);
     value["bytesDownloaded"] = Json::Int64(tally.bytesDownloaded);
+    value["bytesUploaded"] = Json::Int64(tally.bytesUploaded);
     value["seconds"] = times.all;
     value["secondsWaiting"] = times.waiting;
     value["exitCode"] = exitCode;
@@ -115,15 +118,15 @@ void Reporter::Summary(const Tally& tally, const RunTimes& times, int exitCode) 
         return;
     }
     ClearLine();
-    std::printf("%lld entries: %lld downloaded (%s), %lld unchanged, %lld folders, %lld empty files",
-                static_cast<long long>(tally.entries), static_cast<long long>(tally.Of(Result::Downloaded)),
-                HumanBytes(tally.bytesDownloaded).c_str(),
-                static_cast<long long>(tally.Of(Result::Unchanged) + tally.Of(Result::Adopted)),
-                static_cast<long long>(tally.Of(Result::FolderMade) + tally.Of(Result::FolderThere)),
-                static_cast<long long>(tally.Of(Result::EmptyMade)));
-    for (const Result result : {Result::Moved, Result::KeptLocal, Result::Refused, Result::Failed, Result::Pending}) {
+    std::printf("%lld entries", static_cast<long long>(tally.entries));
+    for (int index = 0; index <= static_cast<int>(Result::Pending); ++index) {
+        const auto result = static_cast<Result>(index);
+        const std::int64_t bytes = result == Result::Downloaded ? tally.bytesDownloaded
+                                   : result == Result::Uploaded ? tally.bytesUploaded
+                                                                : 0;
         if (tally.Of(result) > 0) {
-            std::printf(", %lld %s", static_cast<long long>(tally.Of(result)), ResultWord(result));
+            std::printf(", %lld %s%s%s%s", static_cast<long long>(tally.Of(result)), ResultWord(result),
+                        bytes > 0 ? " (" : "", bytes > 0 ? HumanBytes(bytes).c_str() : "", bytes > 0 ? ")" : "");
         }
     }
     std::printf("; %.1f s, of which %.1f s waiting\n", times.all, times.waiting);

@@ -85,6 +85,8 @@ int Tree::OpenParent(const std::string& path, std::string& name) const {
     return OpenBeneath(ParentOf(path), O_PATH | O_DIRECTORY);
 }
 
+int Tree::OpenFolder(const std::string& path) const { return OpenBeneath(path, O_RDONLY | O_DIRECTORY); }
+
 FileFacts Tree::Look(const std::string& path) const {
     std::string name;
     const Descriptor parent(OpenParent(path, name));

@@ -58,6 +58,9 @@ public:
     /// with errno set when it cannot be opened.
     int OpenParent(const std::string& path, std::string& name) const;
 
+    /// Opens a folder for reading its entries; "." is the root. The caller closes it; -1 with errno set on failure.
+    int OpenFolder(const std::string& path) const;
+
 private:
     int OpenBeneath(const std::string& path, int flags, unsigned mode = 0) const;
 

@@ -1,0 +1,209 @@
+#include "host/put/put_command.h"
+
+#include <limits>
+#include <stdexcept>
+
+#include "host/engine/engine_run.h"
+#include "host/engine/parked_tasks.h"
+#include "host/module/exit_codes.h"
+#include "host/module/stop_signal.h"
+#include "interfaces/cloud/drive_account.h"
+#include "interfaces/database/sync_rows.h"
+#include "interfaces/platform/clock.h"
+#include "interfaces/platform/text.h"
+
+namespace Drive::Host {
+namespace {
+
+constexpr std::size_t kAnyLength = std::numeric_limits<std::size_t>::max();
+
+DownloadLimits LimitsOf(const PutOptions& options, std::int64_t started) {
+    DownloadLimits limits;
+    limits.attempts = options.attempts;
+    limits.deadline =
+        options.timeoutSeconds > 0 ? started + static_cast<std::int64_t>(options.timeoutSeconds * 1000) : 0;
+    return limits;
+}
+
+// Where the staging tree lies below the root, when it has to lie there.
+std::string StagingInside(const Settings& settings) {
+    const std::string root = settings.root + "/";
+    return settings.staging.rfind(root, 0) == 0 ? settings.staging.substr(root.size()) : "";
+}
+
+}  // namespace
+
+PutCommand::PutCommand(Session& session, const PutOptions& options)
+    : session(session),
+      options(options),
+      reporter(options.report),
+      placement(session.staging, session.visible, session.records),
+      uploads(session, LimitsOf(options, Platform::MonotonicMilliseconds()),
+              [this](const UploadRun::Job& job, Result result, const std::string& message) {
+                  Tell(job.entry, result, message);
+              }),
+      started(Platform::MonotonicMilliseconds()) {}
+
+int PutCommand::List() {
+    reporter.Stage("listing the cloud");
+    std::vector<Cloud::CloudFile> files;
+    std::wstring cursor;
+    const Cloud::CallOutcome listed = Cloud::DriveAccount::List(files, cursor);
+    if (!listed.ok) {
+        if (StopRequested()) {
+            return kExitStopped;
+        }
+        reporter.Note("cannot list the cloud: " + listed.message);
+        return kExitCloud;
+    }
+    for (CloudEntry& entry : PlaceEntries(std::move(files), session.rootFileId, kAnyLength)) {
+        if (entry.refusal.empty()) {
+            if (entry.file.isFolder) {
+                folderIds[entry.path] = entry.file.id;
+            }
+            cloud[entry.path] = std::move(entry);
+        }
+    }
+    return kExitOk;
+}
+
+void PutCommand::ReadState() {
+    ShowOnly(2, session.records);
+    for (const Common::TaskItem& task : SQLiteDB::SyncRows::Tasks(std::numeric_limits<int>::max())) {
+        uploadTasks[task.GetFileId()] = task.GetDirection() == 2;
+    }
+    const bool read = SQLiteDB::SyncRows::ForEachFile([this](const Common::FileItem& row) {
+        rowsByPlace[row.GetLocalParentFolder() + L"\\" + row.GetLocalFileName()] = row;
+        return true;
+    });
+    if (!read) {
+        throw std::runtime_error("the rows in " + session.stateFolder + " cannot be read; see logs/transfer.log there");
+    }
+    proved = session.records.AllProved();
+    sending = session.records.AllSending();
+    for (Trouble& trouble : session.records.Troubles()) {
+        troubles[trouble.fileId] = trouble;
+    }
+}
+
+// A file that the cloud does not have yet is known by its path.
+void PutCommand::Tell(const LocalEntry& entry, Result result, const std::string& message) {
+    const Outcome outcome{entry.path, result, entry.facts.size, message};
+    const std::string key = "path:" + entry.path;
+    if (IsTrouble(result)) {
+        session.records.PutTrouble({key, entry.path, ResultWord(result), message, Platform::UnixTimeSeconds()});
+    } else if (troubles.count(key) != 0 && result != Result::Pending) {
+        session.records.ForgetTrouble(key);
+    }
+    tally.Add(outcome);
+    reporter.Entry(outcome);
+}
+
+void PutCommand::ShowProgress() {
+    ProgressFigures figures;
+    figures.bytesAll = uploads.BytesAll();
+    figures.bytesDone = std::min<std::int64_t>(
+        static_cast<std::int64_t>(Cloud::DriveAccount::Counters().sent - sentBefore), figures.bytesAll);
+    figures.filesDone = uploads.FilesDone();
+    figures.filesAll = uploads.FilesAll();
+    reporter.Progress(figures);
+}
+
+std::string PutCommand::ProofOf(const UploadRun::Job& job) {
+    const auto found = shown.find(job.cloudId);
+    if (found == shown.end()) {
+        return "the cloud does not list it after it was sent; the next 'put' sends it again";
+    }
+    const Cloud::CloudFile& file = found->second;
+    const bool same = file.size == job.entry.facts.size && (file.sha256.empty() || file.sha256 == job.sha256);
+    const std::string id = Platform::NarrowText(job.cloudId);
+    const ProvedFile record{job.entry.path, file.size, same ? job.entry.facts.changed : 0,
+                            Platform::NarrowText(file.sha256.empty() ? job.sha256 : file.sha256),
+                            Platform::NarrowText(file.contentVersion)};
+    session.records.PutProved(id, record);
+    if (same) {
+        session.records.ForgetSending(job.entry.path);
+    }
+    return same ? "" : "the cloud holds another content than what was sent; the next 'put' sends it again";
+}
+
+// One look at the cloud proves all files of the run.
+void PutCommand::Prove(const std::string& pending) {
+    reporter.Stage("checking what the cloud has");
+    std::vector<Cloud::CloudFile> files;
+    std::wstring cursor;
+    const Cloud::CallOutcome listed = Cloud::DriveAccount::List(files, cursor);
+    for (Cloud::CloudFile& file : files) {
+        shown[file.id] = std::move(file);
+    }
+    uploads.SettleRest(
+        [&](const UploadRun::Job& job) {
+            return listed.ok ? ProofOf(job)
+                             : "sent, but the cloud could not be asked afterwards (" + listed.message +
+                                   "); the next 'put' compares";
+        },
+        pending);
+}
+
+int PutCommand::Upload() {
+    std::string error;
+    if (!uploads.QueueAll(error)) {
+        reporter.Note(error);
+        uploads.SettleRest([](const UploadRun::Job&) { return std::string("not queued"); }, "not queued");
+        return kExitLocal;
+    }
+    sentBefore = Cloud::DriveAccount::Counters().sent;
+    OnStopRequested({});
+    EngineRun::Start();
+    const RunEnd end = uploads.Run([this] { ShowProgress(); });
+    if (!uploads.CloudMoves() && end == RunEnd::AllSettled) {
+        Prove("");
+    }
+    if (!EngineRun::Stop(options.stopSeconds * 1000)) {
+        reporter.Note("a transfer did not stop in time and was cut off; the next 'put' goes on from its record");
+    }
+    if (uploads.CloudMoves()) {
+        reporter.Note("the cloud is being moved and takes nothing at present; try again later");
+        uploads.SettleRest([](const UploadRun::Job&) { return std::string("the cloud is being moved"); },
+                           "the cloud is being moved");
+        return kExitCloud;
+    }
+    if (end != RunEnd::AllSettled) {
+        uploads.SettleRest(
+            [](const UploadRun::Job&) { return std::string("sent, but not checked; the next 'put' compares"); },
+            "not finished; the next 'put' goes on");
+    }
+    return end == RunEnd::Timeout ? kExitTimeout : end == RunEnd::Stopped ? kExitStopped : kExitOk;
+}
+
+int PutCommand::Finish(int code) {
+    const int final = code != kExitOk ? code : tally.troubles > 0 ? kExitSome : kExitOk;
+    RunTimes times;
+    times.all = static_cast<double>(Platform::MonotonicMilliseconds() - started) / 1000;
+    times.waiting = uploads.SecondsWaiting();
+    reporter.Summary(tally, times, final);
+    return final;
+}
+
+int PutCommand::Run() {
+    OnStopRequested([] { Cloud::DriveAccount::Abort(); });
+    if (const int code = List(); code != kExitOk) {
+        return code;
+    }
+    ReadState();
+    reporter.Stage("looking at " + session.settings.root);
+    for (const LocalEntry& entry : ReadLocalTree(session.visible, StagingInside(session.settings))) {
+        if (StopRequested()) {
+            Tell(entry, Result::Pending, "not looked at");
+            continue;
+        }
+        Act(entry);
+    }
+    if (StopRequested()) {
+        uploads.SettleRest([](const UploadRun::Job&) { return std::string(); }, "not begun");
+        return Finish(kExitStopped);
+    }
+    return Finish(uploads.Empty() ? kExitOk : Upload());
+}
+
+}  // namespace Drive::Host

@@ -1,0 +1,76 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "host/get/cloud_tree.h"
+#include "host/get/file_rows.h"
+#include "host/get/outcome.h"
+#include "host/get/placement.h"
+#include "host/module/session.h"
+#include "host/put/local_tree.h"
+#include "host/put/put_decide.h"
+#include "host/put/upload_run.h"
+#include "host/report/reporter.h"
+
+/// "put": sends what the visible tree holds and the cloud does not. Nothing is removed from the cloud. One thread; one
+/// run.
+namespace Drive::Host {
+
+struct PutOptions {
+    double timeoutSeconds = 0;              ///< 0 for none
+    std::optional<std::int64_t> limitRate;  ///< bytes a second
+    int attempts = 6;
+    int stopSeconds = 30;
+    bool overwrite = false;
+    ReportOptions report;
+};
+
+class PutCommand {
+public:
+    PutCommand(Session& session, const PutOptions& options);
+
+    /// An exit code; what there is to say is said.
+    int Run();
+
+private:
+    int List();
+    void ReadState();
+    PutFacts FactsOf(const LocalEntry& entry) const;
+    void Act(const LocalEntry& entry);
+    void Perform(const LocalEntry& entry, const PutFacts& facts, PutStep step, const std::string& reason);
+    void Compare(const LocalEntry& entry, const PutFacts& facts, const PutDecision& decision);
+    void CreateFolder(const LocalEntry& entry);
+    void CreateEmpty(const LocalEntry& entry, const PutFacts& facts, bool replace);
+    void KeepRow(const LocalEntry& entry, const Cloud::CloudFile& file, const std::wstring& localSha256);
+    void Queue(const LocalEntry& entry, const PutFacts& facts, bool fresh);
+    std::optional<std::wstring> ParentIdOf(const LocalEntry& entry) const;
+    void Tell(const LocalEntry& entry, Result result, const std::string& message);
+    int Upload();
+    void Prove(const std::string& pending);
+    std::string ProofOf(const UploadRun::Job& job);
+    void ShowProgress();
+    int Finish(int code);
+
+    Session& session;
+    const PutOptions options;
+    Reporter reporter;
+    Placement placement;
+    UploadRun uploads;
+    const std::int64_t started;
+    std::unordered_map<std::string, CloudEntry> cloud;               // by path
+    std::unordered_map<std::wstring, Cloud::CloudFile> shown;        // by id, as the cloud lists them afterwards
+    std::unordered_map<std::string, std::wstring> folderIds;         // by path; folders that the cloud has
+    std::unordered_map<std::wstring, Common::FileItem> rowsByPlace;  // by folder and name
+    std::unordered_map<std::wstring, bool> uploadTasks;              // by file id
+    std::unordered_map<std::string, ProvedFile> proved;
+    std::unordered_map<std::string, SentFile> sending;
+    std::unordered_map<std::string, Trouble> troubles;
+    std::uint64_t sentBefore = 0;
+    Tally tally;
+};
+
+}  // namespace Drive::Host

@@ -1,0 +1,218 @@
+// What "put" does for one entry, step by step.
+#include <openssl/rand.h>
+
+#include "host/put/put_command.h"
+#include "interfaces/common/file_helper.h"
+#include "interfaces/common/globals.h"
+#include "interfaces/database/sqlite_db.h"
+#include "interfaces/database/sync_rows.h"
+#include "interfaces/platform/native_path.h"
+#include "interfaces/platform/text.h"
+
+namespace Drive::Host {
+namespace {
+
+constexpr const wchar_t* kEmptySha256 = L"e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855";
+
+// The engine takes an id that begins so for a file that the cloud does not have yet.
+std::wstring NewLocalId() {
+    unsigned char bytes[16] = {};
+    RAND_bytes(bytes, sizeof bytes);
+    std::wstring id = L"Local";
+    for (const unsigned char byte : bytes) {
+        constexpr const wchar_t* kDigits = L"0123456789abcdef";
+        id += kDigits[byte >> 4];
+        id += kDigits[byte & 15];
+    }
+    return id;
+}
+
+std::wstring PlaceOf(const LocalEntry& entry) { return entry.parentFolder + L"\\" + entry.name; }
+
+// The cache pictures belong to the content, and the engine would take them for a new content too.
+void ForgetPictures(const LocalEntry& entry) {
+    for (const std::wstring& cache : {g_thumbnailFolder, g_lcdthumbnailFolder}) {
+        Common::FileHepler::RemoveFile(cache + entry.parentFolder + entry.name + L".jpg");
+    }
+}
+
+}  // namespace
+
+PutFacts PutCommand::FactsOf(const LocalEntry& entry) const {
+    PutFacts facts;
+    if (const auto found = cloud.find(entry.path); found != cloud.end()) {
+        facts.cloud = found->second;
+        if (const auto known = proved.find(Platform::NarrowText(found->second.file.id)); known != proved.end()) {
+            facts.proved = known->second;
+        }
+    }
+    if (const auto queued = sending.find(entry.path); queued != sending.end()) {
+        facts.sending = queued->second;
+    }
+    if (const auto row = rowsByPlace.find(PlaceOf(entry)); row != rowsByPlace.end()) {
+        const int status = row->second.GetFileStatus();
+        const bool sameFile = facts.cloud ? row->second.GetFileId() == facts.cloud->file.id
+                                          : row->second.GetFileId().rfind(L"Local", 0) == 0;
+        const auto task = uploadTasks.find(row->second.GetFileId());
+        facts.waiting = sameFile && status >= 11 && status <= 13 && task != uploadTasks.end() && task->second;
+    }
+    return facts;
+}
+
+void PutCommand::Act(const LocalEntry& entry) {
+    PutLimits limits;
+    limits.nameLength = session.settings.nameLength;
+    limits.overwrite = options.overwrite;
+    const PutFacts facts = FactsOf(entry);
+    const PutDecision decision = DecidePut(entry, facts, limits);
+    if (decision.step == PutStep::Compare) {
+        return Compare(entry, facts, decision);
+    }
+    Perform(entry, facts, decision.step, decision.reason);
+}
+
+void PutCommand::Perform(const LocalEntry& entry, const PutFacts& facts, PutStep step, const std::string& reason) {
+    switch (step) {
+        case PutStep::FolderThere:
+            KeepRow(entry, facts.cloud->file, L"");
+            return Tell(entry, Result::FolderThere, "");
+        case PutStep::CreateFolder:
+            return CreateFolder(entry);
+        case PutStep::Unchanged:
+            return Tell(entry, Result::Unchanged, "");
+        case PutStep::CreateEmpty:
+        case PutStep::ReplaceEmpty:
+            return CreateEmpty(entry, facts, step == PutStep::ReplaceEmpty);
+        case PutStep::SendNew:
+        case PutStep::SendVersion:
+        case PutStep::Resume:
+            return Queue(entry, facts, step != PutStep::Resume);
+        case PutStep::CloudNewer:
+            return Tell(entry, Result::CloudNewer, reason);
+        case PutStep::NotSent:
+            return Tell(entry, Result::NotSent, reason);
+        case PutStep::Refuse:
+            return Tell(entry, Result::Refused, reason);
+        case PutStep::Conflict:
+        case PutStep::Compare:
+            return Tell(entry, Result::Conflict, reason);
+    }
+}
+
+void PutCommand::Compare(const LocalEntry& entry, const PutFacts& facts, const PutDecision& decision) {
+    const std::wstring actual =
+        Common::FileHepler::GetFileSha256(Platform::EnginePath(session.settings.root + "/" + entry.path));
+    if (actual.empty()) {
+        return Tell(entry, Result::Failed, "it cannot be read; check its permissions and the disk");
+    }
+    if (actual != facts.cloud->file.sha256) {
+        return Perform(entry, facts, decision.otherwise, decision.reason);
+    }
+    placement.RecordProved(*facts.cloud, Platform::NarrowText(actual));
+    session.records.ForgetSending(entry.path);
+    KeepRow(entry, facts.cloud->file, actual);
+    Tell(entry, Result::Unchanged, "");
+}
+
+std::optional<std::wstring> PutCommand::ParentIdOf(const LocalEntry& entry) const {
+    const std::size_t slash = entry.path.rfind('/');
+    if (slash == std::string::npos) {
+        return session.rootFileId;
+    }
+    const auto parent = folderIds.find(entry.path.substr(0, slash));
+    return parent == folderIds.end() ? std::nullopt : std::optional(parent->second);
+}
+
+// The row of an entry that is in step with the cloud. Another row of the same place is an earlier life of it.
+void PutCommand::KeepRow(const LocalEntry& entry, const Cloud::CloudFile& file, const std::wstring& localSha256) {
+    const auto row = rowsByPlace.find(PlaceOf(entry));
+    if (row != rowsByPlace.end() && row->second.GetFileId() != file.id) {
+        SQLiteDB::SQLiteDB::GetInstance().DeleteTaskItem(row->second.GetFileId(), 2);
+        SQLiteDB::SQLiteDB::GetInstance().DeleteDriveDataItem(row->second.GetFileId());
+    } else if (row != rowsByPlace.end() && row->second.GetFileStatus() == 1 &&
+               row->second.GetLocalFileSha256() == localSha256) {
+        return;
+    }
+    SQLiteDB::SQLiteDB::GetInstance().DeleteTaskItem(file.id, 2);
+    SQLiteDB::SyncRows::PutFile(RowOf({file, entry.parentFolder, entry.path, ""}, 1, localSha256));
+}
+
+void PutCommand::CreateFolder(const LocalEntry& entry) {
+    const std::optional<std::wstring> parent = ParentIdOf(entry);
+    if (!parent) {
+        return Tell(entry, Result::Refused, "its folder is not in the cloud");
+    }
+    Cloud::CloudFile folder;
+    const Cloud::CallOutcome made = Cloud::DriveAccount::CreateFolder(*parent, entry.name, folder);
+    if (!made.ok) {
+        return Tell(entry, Result::Failed, made.message);
+    }
+    folder.fileName = entry.name;
+    folder.parentFolder = *parent;
+    folder.isFolder = true;
+    folderIds[entry.path] = folder.id;
+    KeepRow(entry, folder, L"");
+    Tell(entry, Result::FolderMade, "");
+}
+
+void PutCommand::CreateEmpty(const LocalEntry& entry, const PutFacts& facts, bool replace) {
+    const std::optional<std::wstring> parent = ParentIdOf(entry);
+    if (!parent) {
+        return Tell(entry, Result::Refused, "its folder is not in the cloud");
+    }
+    if (replace) {
+        const Cloud::CallOutcome removed = Cloud::DriveAccount::Delete(facts.cloud->file.id);
+        if (!removed.ok) {
+            return Tell(entry, Result::Failed, removed.message);
+        }
+        session.records.ForgetProved(Platform::NarrowText(facts.cloud->file.id));
+    }
+    Cloud::CloudFile file;
+    const Cloud::CallOutcome made = Cloud::DriveAccount::CreateEmptyFile(*parent, entry.name, file);
+    if (!made.ok) {
+        return Tell(entry, Result::Failed, made.message);
+    }
+    file.fileName = entry.name;
+    file.parentFolder = *parent;
+    KeepRow(entry, file, kEmptySha256);
+    placement.RecordProved({file, entry.parentFolder, entry.path, ""}, file.sha256.empty()
+                                                                           ? Platform::NarrowText(kEmptySha256)
+                                                                           : Platform::NarrowText(file.sha256));
+    Tell(entry, Result::EmptyMade, "");
+}
+
+void PutCommand::Queue(const LocalEntry& entry, const PutFacts& facts, bool fresh) {
+    const std::optional<std::wstring> parent = ParentIdOf(entry);
+    if (!parent) {
+        return Tell(entry, Result::Refused, "its folder is not in the cloud");
+    }
+    const auto known = rowsByPlace.find(PlaceOf(entry));
+    if (!fresh) {
+        return uploads.Add(entry, known->second, false);
+    }
+    // An earlier task's record belongs to an earlier content.
+    if (known != rowsByPlace.end()) {
+        SQLiteDB::SQLiteDB::GetInstance().DeleteTaskItem(known->second.GetFileId(), 2);
+        const bool sameFile = facts.cloud && known->second.GetFileId() == facts.cloud->file.id;
+        if (!sameFile) {
+            SQLiteDB::SQLiteDB::GetInstance().DeleteDriveDataItem(known->second.GetFileId());
+        }
+    }
+    ForgetPictures(entry);
+    CloudEntry place;
+    if (facts.cloud) {
+        place = *facts.cloud;
+    } else {
+        place.file.id = NewLocalId();
+    }
+    place.file.fileName = entry.name;
+    place.file.parentFolder = *parent;
+    place.file.size = entry.facts.size;
+    place.file.sha256.clear();
+    place.file.thumbnailLink.clear();
+    place.file.attachmentSize.clear();
+    place.parentFolder = entry.parentFolder;
+    uploads.Add(entry, RowOf(place, 11, L""), true);
+}
+
+}  // namespace Drive::Host
