@@ -3,6 +3,7 @@
 #include <spdlog/details/os.h>
 #include <spdlog/fmt/fmt.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <ctime>
 
@@ -18,17 +19,18 @@ bool IsUndecodableByte(std::uint32_t point) { return point >= 0xDC80 && point <=
 
 bool HasNoUtf8Form(std::uint32_t point) { return (point >= 0xD800 && point <= 0xDFFF) || point > 0x10FFFF; }
 
-std::wstring Widened(const std::string& escape) { return std::wstring(escape.begin(), escape.end()); }
+bool IsPlain(char byte) { return byte >= 0x20 && byte < 0x7F; }
 
-/// The escape of one element, or an empty text when it stands for itself.
-std::wstring EscapeOf(std::uint32_t point) {
-    if (point == '\n') return L"\\n";
-    if (point == '\r') return L"\\r";
-    if (point == '\t') return L"\\t";
-    if (point < 0x20 || point == 0x7F) return Widened(fmt::format("\\x{:02x}", point));
-    if (point >= 0x80 && point < 0xA0) return Widened(fmt::format("\\u{:04x}", point));
-    if (IsUndecodableByte(point)) return Widened(fmt::format("\\x{:02x}", point - 0xDC00));
-    return {};
+bool NeedsEscape(std::uint32_t point) {
+    return point < 0x20 || (point >= 0x7F && point < 0xA0) || IsUndecodableByte(point);
+}
+
+std::string EscapeOf(std::uint32_t point) {
+    if (point == '\n') return "\\n";
+    if (point == '\r') return "\\r";
+    if (point == '\t') return "\\t";
+    if (point >= 0x80 && point < 0xA0) return fmt::format("\\u{:04x}", point);
+    return fmt::format("\\x{:02x}", point & 0xFF);
 }
 
 }  // namespace
@@ -44,13 +46,15 @@ std::string IsoTime(std::chrono::system_clock::time_point time) {
 }
 
 std::string EscapeForLine(const std::string& text) {
+    if (std::all_of(text.begin(), text.end(), IsPlain)) return text;
     std::wstring line;
     for (const wchar_t element : Platform::WidenText(text)) {
-        const std::wstring escape = EscapeOf(static_cast<std::uint32_t>(element));
-        if (escape.empty()) {
-            line += element;
+        const auto point = static_cast<std::uint32_t>(element);
+        if (NeedsEscape(point)) {
+            const std::string escape = EscapeOf(point);
+            line.append(escape.begin(), escape.end());
         } else {
-            line += escape;
+            line += element;
         }
     }
     return Platform::NarrowText(line);

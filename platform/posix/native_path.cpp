@@ -14,8 +14,6 @@ constexpr wchar_t kBackslashInName = 0xF05C;
 /// The three bytes of a real U+F05C, each as an undecodable byte.
 constexpr wchar_t kRealMappedCharacter[] = {0xDCEF, 0xDC81, 0xDC9C, 0};
 
-bool IsSeparator(wchar_t element) { return element == L'\\' || element == L'/'; }
-
 std::wstring AbsoluteFolderOfEnvironment(const char* variable, const char* below) {
     const char* value = std::getenv(variable);
     // The XDG rules have relative paths ignored.
@@ -60,29 +58,6 @@ std::wstring EnginePath(const std::string& nativePath) {
         if (element == L'/') element = L'\\';
     }
     return out;
-}
-
-bool IsSafeName(const std::wstring& name) {
-    if (name.empty() || name == L"." || name == L"..") return false;
-    for (const wchar_t element : name) {
-        if (IsSeparator(element) || element == L'\0') return false;
-    }
-    return true;
-}
-
-bool IsSafeRelativePath(const std::wstring& relativePath) {
-    std::wstring path = relativePath;
-    if (!path.empty() && IsSeparator(path.back())) path.pop_back();
-    std::wstring name;
-    for (const wchar_t element : path) {
-        if (!IsSeparator(element)) {
-            name += element;
-            continue;
-        }
-        if (!IsSafeName(name)) return false;
-        name.clear();
-    }
-    return IsSafeName(name);
 }
 
 std::wstring LocalAppDataFolder() {

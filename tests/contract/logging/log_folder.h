@@ -17,6 +17,14 @@ inline std::vector<std::string> LinesOf(const std::filesystem::path& path) {
     return lines;
 }
 
+/// The text with each digit as 'd': the shape of a time.
+inline std::string ShapeOf(std::string text) {
+    for (char& character : text) {
+        if (character >= '0' && character <= '9') character = 'd';
+    }
+    return text;
+}
+
 /// The columns of one line of the text log.
 struct LogLine {
     explicit LogLine(const std::string& line) {
