@@ -17,7 +17,7 @@ constexpr int kMostLookups = 64;
 
 int OpenAt2(int base, const char* relative, int flags, mode_t mode) {
     open_how how{};
-    how.flags = static_cast<unsigned>(flags | O_CLOEXEC | O_NOFOLLOW);
+    how.flags = static_cast<unsigned>(flags | O_CLOEXEC | ((flags & O_DIRECTORY) != 0 ? 0 : O_NOFOLLOW));
     how.mode = (flags & O_CREAT) != 0 ? mode : 0;
     how.resolve = RESOLVE_BENEATH | RESOLVE_NO_MAGICLINKS;
     return static_cast<int>(syscall(SYS_openat2, base, relative, &how, sizeof how));

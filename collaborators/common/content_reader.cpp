@@ -36,19 +36,20 @@ std::int64_t FillBlock(int file, std::int64_t offset, Block& block) {
     return static_cast<std::int64_t>(filled);
 }
 
-bool IsLongFile(int file) {
+std::int64_t SizeOf(int file) {
     struct stat status {};
-    return fstat(file, &status) == 0 && status.st_size > static_cast<off_t>(kBlockBytes);
+    return fstat(file, &status) == 0 ? status.st_size : 0;
 }
 
 }  // namespace
 
 std::optional<ContentDigests> ReadContent(int file, bool withMd5) {
     posix_fadvise(file, 0, 0, POSIX_FADV_SEQUENTIAL);
+    const std::int64_t size = SizeOf(file);
     ContentDigests result;
     RunningDigest sha256(EVP_sha256());
     std::array<Block, DigestBeside::kBlocks> blocks;
-    DigestBeside md5(EVP_md5(), withMd5 && IsLongFile(file));
+    DigestBeside md5(EVP_md5(), withMd5 && size > static_cast<std::int64_t>(kBlockBytes));
     for (std::size_t turn = 0;; turn = (turn + 1) % blocks.size()) {
         Block& block = blocks[turn];
         md5.AwaitFree();
@@ -63,7 +64,8 @@ std::optional<ContentDigests> ReadContent(int file, bool withMd5) {
         }
         sha256.Add(block.data(), length);
         result.bytes += got;
-        if (length < block.size()) {
+        // A file that grows as fast as it is read would never end.
+        if (length < block.size() || result.bytes > size) {
             break;
         }
     }

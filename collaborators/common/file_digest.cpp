@@ -1,12 +1,12 @@
 #include <fcntl.h>
 #include <openssl/crypto.h>
-#include <openssl/hmac.h>
 
 #include <cerrno>
 
 #include "collaborators/common/content_reader.h"
 #include "collaborators/common/digest_memory.h"
 #include "collaborators/common/hex_text.h"
+#include "collaborators/common/keyed_digest.h"
 #include "collaborators/common/log_text.h"
 #include "collaborators/common/native_parts.h"
 #include "collaborators/common/unique_fd.h"
@@ -117,11 +117,6 @@ std::optional<Sha256Bytes> Sha256Of(const std::wstring& path, const char* operat
     }
     const Reading reading = ReadFile(path, false, operation);
     return reading.isSteady ? std::optional(reading.digests->sha256) : std::nullopt;
-}
-
-bool KeyedDigest(const void* key, std::size_t keyLength, const void* data, std::size_t length, Sha256Bytes& result) {
-    return HMAC(EVP_sha256(), key, static_cast<int>(keyLength), static_cast<const unsigned char*>(data), length,
-                result.data(), nullptr) != nullptr;
 }
 
 }  // namespace

@@ -57,17 +57,13 @@ bool IsRegularFile(int file) {
 }
 
 bool WriteAll(int file, std::int64_t position, const char* data, std::size_t length) {
-    int waits = 0;
     for (std::size_t done = 0; done < length;) {
         const ssize_t written = pwrite(file, data + done, length - done, position + static_cast<std::int64_t>(done));
         if (written > 0) {
             done += static_cast<std::size_t>(written);
-        } else if (written == 0 || IsDiskFull(errno)) {
-            if (waits++ == kDiskFullWaits) {
-                errno = ENOSPC;
-                return false;
-            }
-            Platform::Sleep(kDiskFullWaitMilliseconds);
+        } else if (written == 0) {
+            errno = ENOSPC;
+            return false;
         } else if (errno != EINTR) {
             return false;
         }
@@ -80,12 +76,9 @@ bool SyncParent(const Place& place) {
     return folder && SyncFolder(folder.Get());
 }
 
-/// All of it; `errno` tells why not.
-bool WriteToDisk(std::int64_t position, const char* data, std::size_t length, const std::wstring& path) {
-    if (!IsSaneBlock(position, data, length)) {
-        errno = EINVAL;
-        return false;
-    }
+/// One attempt, from finding the place to the disk; `errno` tells why not. The name of the file is on the disk before
+/// its first bytes are answered for, also when an earlier attempt made the file and got no further.
+bool WriteOnce(std::int64_t position, const char* data, std::size_t length, const std::wstring& path) {
     const auto place = Place::Find(path, true);
     if (!place) {
         return false;
@@ -100,7 +93,22 @@ bool WriteToDisk(std::int64_t position, const char* data, std::size_t length, co
         file = OpenForWriting(*place, isNew);
     }
     return file && IsRegularFile(file.Get()) && WriteAll(file.Get(), position, data, length) &&
-           fdatasync(file.Get()) == 0 && (!isNew || SyncParent(*place));
+           fdatasync(file.Get()) == 0 && ((!isNew && position > 0) || SyncParent(*place));
+}
+
+/// Repeats while the disk is full, for a little while. The bytes go to the same place each time.
+bool WriteToDisk(std::int64_t position, const char* data, std::size_t length, const std::wstring& path) {
+    if (!IsSaneBlock(position, data, length)) {
+        errno = EINVAL;
+        return false;
+    }
+    for (int waits = 0; !WriteOnce(position, data, length, path); ++waits) {
+        if (!IsDiskFull(errno) || waits == kDiskFullWaits) {
+            return false;
+        }
+        Platform::Sleep(kDiskFullWaitMilliseconds);
+    }
+    return true;
 }
 
 std::string Advice(int error) {

@@ -3,10 +3,10 @@
 #include <glib.h>
 #include <ini.h>
 
+#include <algorithm>
 #include <cstring>
 #include <exception>
 #include <fstream>
-#include <iterator>
 #include <optional>
 #include <string_view>
 
@@ -130,11 +130,12 @@ private:
 };
 
 std::string ReadContent(const std::wstring& path) {
-    std::ifstream file(Platform::NativePath(path), std::ios::binary);
-    std::string content;
-    content.resize(kMostBytes);
+    std::ifstream file(Platform::NativePath(path), std::ios::binary | std::ios::ate);
+    const std::streamoff end = file.tellg();
+    std::string content(static_cast<std::size_t>(std::clamp<std::streamoff>(end, 0, kMostBytes)), '\0');
+    file.seekg(0);
     file.read(content.data(), static_cast<std::streamsize>(content.size()));
-    content.resize(static_cast<std::size_t>(std::max<std::streamsize>(file.gcount(), 0)));
+    content.resize(static_cast<std::size_t>(file.gcount()));
     if (content.starts_with("\xEF\xBB\xBF")) {
         content.erase(0, 3);
     }

@@ -104,10 +104,14 @@ private:
 bool AwaitEnd(pid_t process, siginfo_t& end, bool& ranOut) {
     const UniqueFd watch(static_cast<int>(syscall(SYS_pidfd_open, process, 0)));
     pollfd event{watch.Get(), POLLIN, 0};
-    int ready = -1;
-    do {
+    // Without a watch the limit on its processor time alone ends a helper that does not come to an end.
+    int ready = watch ? -1 : 1;
+    while (ready < 0) {
         ready = poll(&event, 1, kMostMilliseconds);
-    } while (ready < 0 && errno == EINTR);
+        if (ready < 0 && errno != EINTR) {
+            break;
+        }
+    }
     ranOut = ready == 0;
     if (ranOut) {
         syscall(SYS_pidfd_send_signal, watch.Get(), SIGKILL, nullptr, 0);

@@ -2,11 +2,12 @@
 
 #include <unistd.h>
 
+#include <cerrno>
 #include <utility>
 
 namespace Drive::Common {
 
-/// A file descriptor that is closed with its owner. Moving keeps `errno`, so that a failed call can still be told.
+/// A file descriptor that is closed with its owner. Closing keeps `errno`, so that a failed call can still be told.
 class UniqueFd {
 public:
     UniqueFd() = default;
@@ -18,7 +19,9 @@ public:
     }
     ~UniqueFd() {
         if (descriptor >= 0) {
+            const int error = errno;
             close(descriptor);
+            errno = error;
         }
     }
 

@@ -1,0 +1,95 @@
+#include "interfaces/common/ini_file_helper.h"
+#include "tests/contract/common/test_folders.h"
+
+namespace Drive::Common {
+
+namespace {
+
+class IniFile : public Trial::WithFolders {
+protected:
+    std::string Read(const std::string& content, const wchar_t* key = L"MacAddressEncrypt") const {
+        Trial::Put(base / "outside/SyncSetting.ini", content);
+        return IniFileHelper(Path().c_str()).ReadIniValueByKeyTypeString(key);
+    }
+    std::wstring Path() const { return Wide(base / "outside/SyncSetting.ini"); }
+};
+
+TEST_F(IniFile, GivesTheValueFromAnySection) {
+    EXPECT_EQ(Read("MacAddressEncrypt=abc\n"), "abc");
+    EXPECT_EQ(Read("[one]\nother=1\n[two]\nMacAddressEncrypt=abc==\n"), "abc==");
+    EXPECT_EQ(Read("[a]\r\nMacAddressEncrypt = abc \r\n"), "abc");
+    EXPECT_EQ(Read("\xEF\xBB\xBFMacAddressEncrypt=abc"), "abc");
+}
+
+TEST_F(IniFile, ComparesKeysWithoutCaseAndWhole) {
+    EXPECT_EQ(Read("macaddressENCRYPT=abc\n"), "abc");
+    EXPECT_EQ(Read("MacAddressEncryptX=1\nXMacAddressEncrypt=2\n"), "");
+}
+
+TEST_F(IniFile, TakesTheFirstOfSeveral) {
+    EXPECT_EQ(Read("[a]\nMacAddressEncrypt=first\nMacAddressEncrypt=second\n[b]\nMacAddressEncrypt=third\n"), "first");
+    EXPECT_EQ(Read("MacAddressEncrypt=\nMacAddressEncrypt=second\n"), "");
+}
+
+TEST_F(IniFile, PassesOverCommentsAndBrokenLines) {
+    EXPECT_EQ(
+        Read("; MacAddressEncrypt=no\n# MacAddressEncrypt=no\nnonsense\n[open\nMacAddressEncrypt=abc ; comment\n"),
+        "abc");
+}
+
+TEST_F(IniFile, IndentedLinesAreLinesOfTheirOwn) {
+    EXPECT_EQ(Read("other=1\n   MacAddressEncrypt=abc\n"), "abc");
+    EXPECT_EQ(Read("MacAddressEncrypt=abc\n   more=1\n"), "abc");
+}
+
+TEST_F(IniFile, LongValuesAreWhole) {
+    for (const std::size_t length : {149, 150, 151, 180, 199, 200, 344, 5000}) {
+        std::string value;
+        for (std::size_t index = 0; index < length; ++index) {
+            value.push_back("abcdefghijklmnopqrstuvwxyz0123456789+/"[index * 7 % 38]);
+        }
+        EXPECT_EQ(Read("before=1\nMacAddressEncrypt=" + value + "==\nafter=2\n"), value + "==") << length;
+        EXPECT_EQ(Read("Other=" + value + "\nMacAddressEncrypt=x\n"), "x") << length;
+        EXPECT_EQ(Read("MacAddressEncrypt=" + value + " ; a comment\n"), value) << length;
+        EXPECT_EQ(Read("; " + value + "\nMacAddressEncrypt=x\n"), "x") << length;
+    }
+    std::string sentence;
+    for (int word = 0; word < 100; ++word) {
+        sentence += "word ; "[word % 7] == ';' ? "w" : "word ";
+    }
+    sentence += "end";
+    EXPECT_EQ(Read("MacAddressEncrypt=" + sentence + "\n"), sentence);
+}
+
+TEST_F(IniFile, AbsentFileOrKeyIsEmpty) {
+    EXPECT_EQ(Read("other=1\n"), "");
+    EXPECT_EQ(Read(""), "");
+    fs::remove(base / "outside/SyncSetting.ini");
+    EXPECT_EQ(IniFileHelper(Path().c_str()).ReadIniValueByKeyTypeString(L"MacAddressEncrypt"), "");
+    EXPECT_EQ(IniFileHelper(Wide(base / "outside").c_str()).ReadIniValueByKeyTypeString(L"MacAddressEncrypt"), "");
+    EXPECT_EQ(IniFileHelper(L"").ReadIniValueByKeyTypeString(L"MacAddressEncrypt"), "");
+    EXPECT_EQ(IniFileHelper(nullptr).ReadIniValueByKeyTypeString(L"MacAddressEncrypt"), "");
+}
+
+TEST_F(IniFile, NeverThrowsForOddArguments) {
+    Trial::Put(base / "outside/SyncSetting.ini", std::string(3000, '\0') + "\nMacAddressEncrypt=abc\n");
+    IniFileHelper file(Path().c_str());
+    EXPECT_EQ(file.ReadIniValueByKeyTypeString(L"MacAddressEncrypt"), "abc");
+    EXPECT_EQ(file.ReadIniValueByKeyTypeString(nullptr), "");
+    EXPECT_EQ(file.ReadIniValueByKeyTypeString(L""), "");
+    const wchar_t beyond[] = {static_cast<wchar_t>(0x110000), 0};
+    EXPECT_EQ(file.ReadIniValueByKeyTypeString(beyond), "");
+    EXPECT_EQ(IniFileHelper(beyond).ReadIniValueByKeyTypeString(L"MacAddressEncrypt"), "");
+}
+
+TEST_F(IniFile, IsReadAnewAtEachCall) {
+    Trial::Put(base / "outside/SyncSetting.ini", "MacAddressEncrypt=one\n");
+    IniFileHelper file(Path().c_str());
+    EXPECT_EQ(file.ReadIniValueByKeyTypeString(L"MacAddressEncrypt"), "one");
+    Trial::Put(base / "outside/SyncSetting.ini", "MacAddressEncrypt=two\n");
+    EXPECT_EQ(file.ReadIniValueByKeyTypeString(L"MacAddressEncrypt"), "two");
+}
+
+}  // namespace
+
+}  // namespace Drive::Common

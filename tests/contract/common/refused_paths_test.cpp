@@ -1,0 +1,138 @@
+#include <atomic>
+#include <thread>
+
+#include "interfaces/common/file_helper.h"
+#include "tests/contract/common/test_folders.h"
+
+namespace Drive::Common {
+
+namespace {
+
+/// Whatever a path tries, the folder outside stays as it was.
+class RefusedPaths : public Trial::WithFolders {
+protected:
+    void SetUp() override {
+        WithFolders::SetUp();
+        fs::create_directory(base / "outside/folder");
+        Trial::Put(base / "outside/victim", "untouched");
+        fs::create_directory(base / "root/inside");
+    }
+
+    void Attack(const std::wstring& path) const {
+        EXPECT_FALSE(FileHepler::WriteLocalFileV(0, "evil", 4, path)) << Platform::NativePath(path);
+        EXPECT_FALSE(FileHepler::CreateLocalDirectory(path + L"\\made")) << Platform::NativePath(path);
+        FileHepler::RemoveFile(path);
+        FileHepler::DeleteLocalFile(path);
+        ExpectUntouched();
+    }
+
+    void ExpectUntouched() const {
+        EXPECT_EQ(Trial::Get(base / "outside/victim"), "untouched");
+        EXPECT_TRUE(fs::is_empty(base / "outside/folder"));
+        EXPECT_EQ(std::distance(fs::directory_iterator(base / "outside"), fs::directory_iterator()), 2);
+    }
+};
+
+TEST_F(RefusedPaths, ThatLieOutside) {
+    Attack(Wide(base / "outside/victim"));
+    Attack(Wide(base / "outside/folder/new"));
+    Attack(L"\\new-in-the-root-of-the-disk");
+    Attack(L"relative");
+}
+
+TEST_F(RefusedPaths, ThatOnlyBeginLikeTheRoot) {
+    const std::wstring root = Wide(base / "root");
+    Attack(root + L"x\\f");
+    Attack(root + L"\uF05Cf");
+    EXPECT_FALSE(fs::exists(base / "rootx"));
+}
+
+TEST_F(RefusedPaths, ThatClimbWithDots) {
+    for (const wchar_t* climb : {L"..\\outside\\victim", L"inside\\..\\..\\outside\\victim", L"../outside/victim",
+                                 L"inside\\../..\\outside/folder/new", L"..\\root\\inside\\f", L".\\inside\\f",
+                                 L"inside\\.\\f", L"inside\\..\\f", L"..", L"absent\\..\\..\\outside\\victim"}) {
+        Attack(InRoot(climb));
+    }
+    EXPECT_TRUE(fs::is_empty(base / "root/inside"));
+}
+
+TEST_F(RefusedPaths, ThatLeadOutThroughALinkedFolder) {
+    fs::create_directory_symlink(base / "outside", base / "root/absolute");
+    fs::create_directory_symlink("../outside", base / "root/relative");
+    fs::create_directory_symlink("../../outside", base / "root/inside/deeper");
+    fs::create_directory_symlink("/", base / "root/disk");
+    fs::create_directory_symlink("/proc/self/root", base / "root/magic");
+    const std::wstring outside = Wide(base / "outside").substr(1);
+    Attack(InRoot(L"absolute\\victim"));
+    Attack(InRoot(L"absolute\\folder\\new"));
+    Attack(InRoot(L"relative\\victim"));
+    Attack(InRoot(L"inside\\deeper\\victim"));
+    Attack(InRoot(L"disk\\" + outside + L"\\victim"));
+    Attack(InRoot(L"magic\\" + outside + L"\\victim"));
+    fs::create_directory_symlink(base / "outside", base / "small/link");
+    Attack(g_thumbnailFolder + L"link\\victim");
+}
+
+TEST_F(RefusedPaths, ThatLeadOutThroughALinkInThePlaceOfTheFile) {
+    fs::create_symlink(base / "outside/victim", base / "root/file");
+    fs::create_symlink(base / "outside/new", base / "root/dangling");
+    EXPECT_FALSE(FileHepler::WriteLocalFileV(0, "evil", 4, InRoot(L"file")));
+    EXPECT_FALSE(FileHepler::WriteLocalFileV(0, "evil", 4, InRoot(L"dangling")));
+    EXPECT_FALSE(FileHepler::CreateLocalDirectory(InRoot(L"dangling")));
+    EXPECT_FALSE(FileHepler::CreateLocalDirectory(InRoot(L"dangling\\made")));
+    ExpectUntouched();
+}
+
+TEST_F(RefusedPaths, ThatAreALinkToAnotherFileOfTheRoot) {
+    Trial::Put(base / "root/other", "untouched");
+    fs::create_symlink("other", base / "root/file");
+    EXPECT_FALSE(FileHepler::WriteLocalFileV(0, "evil", 4, InRoot(L"file")));
+    EXPECT_EQ(Trial::Get(base / "root/other"), "untouched");
+}
+
+TEST_F(RefusedPaths, AreNotThoseThroughALinkThatStaysBelow) {
+    fs::create_directory_symlink("inside", base / "root/link");
+    EXPECT_TRUE(FileHepler::WriteLocalFileV(0, "x", 1, InRoot(L"link\\f")));
+    EXPECT_EQ(Trial::Get(base / "root/inside/f"), "x");
+}
+
+TEST_F(RefusedPaths, AreNotThoseOfARootThatIsReachedThroughALink) {
+    fs::create_directory_symlink(base / "root", base / "alias");
+    g_clientSyncRootFolder = Wide(base / "alias") + L"\\";
+    EXPECT_TRUE(FileHepler::WriteLocalFileV(0, "x", 1, InRoot(L"inside\\f")));
+    EXPECT_EQ(Trial::Get(base / "root/inside/f"), "x");
+}
+
+TEST_F(RefusedPaths, FromOneFolderIntoAnother) {
+    EXPECT_FALSE(FileHepler::WriteLocalFileV(0, "x", 1, InRoot(L"..\\small\\f")));
+    fs::create_directory_symlink(base / "small", base / "root/link");
+    EXPECT_FALSE(FileHepler::WriteLocalFileV(0, "x", 1, InRoot(L"link\\f")));
+    EXPECT_FALSE(fs::exists(base / "small/f"));
+}
+
+TEST_F(RefusedPaths, HoldAlsoWhileAFolderIsExchangedForALink) {
+    fs::create_directory(base / "root/flip");
+    std::atomic<bool> ending{false};
+    std::thread attacker([&] {
+        const fs::path flip = base / "root/flip";
+        const fs::path kept = base / "root/kept";
+        while (!ending) {
+            std::error_code error;
+            fs::rename(flip, kept, error);
+            fs::create_directory_symlink(base / "outside/folder", flip, error);
+            fs::remove(flip, error);
+            fs::rename(kept, flip, error);
+        }
+    });
+    for (int round = 0; round < 300; ++round) {
+        FileHepler::WriteLocalFileV(0, "evil", 4, InRoot(L"flip\\f" + std::to_wstring(round % 10)));
+        FileHepler::CreateLocalDirectory(InRoot(L"flip\\made\\deep"));
+    }
+    ending = true;
+    attacker.join();
+    ExpectUntouched();
+}
+
+}  // namespace
+
+}  // namespace Drive::Common
