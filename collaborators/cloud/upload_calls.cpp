@@ -15,6 +15,7 @@ namespace {
 constexpr const char* kStartCall = "ObjectsUploadStart";
 constexpr const char* kAddressCall = "GetUploadKelpAddress";
 constexpr const char* kObjectCall = "ObjectsUploadComplete";
+constexpr std::int64_t kLargestSlice = std::int64_t{512} << 20;
 
 void Log(const char* call, const std::string& text) { SyncPanelLog::WriteErrorLog("CloudClient", call, text); }
 
@@ -38,19 +39,23 @@ ControlRequest StartRequest(const Common::FileItem& file, const std::wstring& sh
     return request;
 }
 
-/// An upload of a type that nobody knows would go straight to the completion, without content.
-bool IsKnownType(const std::wstring& type) { return type == L"client" || type == L"exist" || type == L"server"; }
+/// False for a plan that must not be begun: one of a type that nobody knows would go straight to the completion,
+/// without content, and an object of a slice is held in memory as a whole.
+bool CanBeFollowed(const Json::Value& plan) {
+    if (!plan.isObject()) return false;
+    JsonFields fields(plan, kStartCall);
+    const std::wstring type = fields.Text(Wire::kUploadType);
+    if (type != L"client") return type == L"exist" || type == L"server";
+    return fields.Number(Wire::kSliceSize, 1, kLargestSlice) > 0 && fields.Sound();
+}
 
 std::string Start(const Common::FileItem& file, const std::wstring& sha256, const std::wstring& recordCursor,
                   std::wstring& errorCode) {
     const ControlAnswer answer = CallCloud(StartRequest(file, sha256, recordCursor));
     errorCode = answer.errorCode;
     if (!answer.ok) return {};
-    if (answer.body.isObject()) {
-        JsonFields fields(answer.body, kStartCall);
-        if (IsKnownType(fields.Text(Wire::kUploadType)) && fields.Sound()) return answer.text;
-    }
-    Log(kStartCall, "the cloud's answer tells no upload type that is known. fileid=" + Printable(file.GetFileId()));
+    if (CanBeFollowed(answer.body)) return answer.text;
+    Log(kStartCall, "the cloud's answer is no upload plan that can be followed. fileid=" + Printable(file.GetFileId()));
     return {};
 }
 
@@ -66,7 +71,9 @@ bool AskForAddress(const Common::FileItem& file, const Common::KelpAddressReques
     FillResult(answer, result);
     if (!answer.ok) return false;
     ObjectAddress address;
-    if (!ReadObjectAddress(answer.body, kAddressCall, address) || address.method.empty()) {
+    const bool usable = ReadObjectAddress(answer.body, kAddressCall, address);
+    if (!usable || address.method.empty()) {
+        if (usable) Log(kAddressCall, "the cloud's answer tells no verb");
         result[L"description"] = L"the cloud's answer holds no address that can be used";
         return false;
     }
