@@ -6,6 +6,7 @@
 #include <thread>
 
 #include "download/download_task_manager.h"
+#include "host/fetch/fetch_sinks.h"
 #include "interfaces/cloud/drive_account.h"
 #include "interfaces/common/client_messages.h"
 #include "service/transfer_task_service.h"
@@ -43,12 +44,18 @@ void Report(EngineEvent::Kind kind, const std::wstring& path) noexcept {
 
 // The answer matters for event 4 alone: true would take the row back to 0, as if no download had been wanted.
 bool OnDownloadEvent(DOWNLOADCALLBACK_CONTEXT& event) {
-    if (event.event == 3) {
+    if (event.event == TransferService::DownloadEventFetchBegins) {
+        return FetchSinks::Begin(event.localFilePath);
+    }
+    if (event.event == TransferService::DownloadEventData && event.ok) {
+        return FetchSinks::Take(event.localFilePath, event.offset, event.data, event.length);
+    }
+    if (event.event == TransferService::DownloadEventFinished) {
         Report(EngineEvent::Kind::Arrived, event.localFilePath);
-    } else if (event.event == 2 && !event.ok) {
+    } else if (event.event == TransferService::DownloadEventData) {
         Report(EngineEvent::Kind::Ended, event.localFilePath);
     }
-    return event.event == 3;
+    return event.event == TransferService::DownloadEventFinished;
 }
 
 void OnServiceMessage(int message, const std::wstring&, bool) {

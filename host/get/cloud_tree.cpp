@@ -10,7 +10,8 @@
 namespace Drive::Host {
 namespace {
 
-constexpr std::size_t kLongestName = 255;  // bytes, on every common Linux file system
+constexpr std::size_t kShownOfRefused = 200;  // bytes
+constexpr std::size_t kLongestName = 255;     // bytes, on every common Linux file system
 
 std::string Readable(const std::wstring& name) {
     std::string text;
@@ -88,11 +89,13 @@ private:
             return "its folder lies inside itself";
         }
         const CloudEntry& folder = entries[placed[parent->second]];
-        entry.parentFolder = folder.parentFolder + folder.file.fileName + L"\\";
-        entry.path = folder.path + "/";
         if (!folder.refusal.empty()) {
+            // What is below is told with it. A path that went on growing would let a deep list eat the memory.
+            entry.path = folder.path.substr(0, kShownOfRefused) + "/";
             return "its folder cannot stand on this disk";
         }
+        entry.parentFolder = folder.parentFolder + folder.file.fileName + L"\\";
+        entry.path = folder.path + "/";
         return folder.file.isFolder ? "" : "its folder is a file";
     }
 

@@ -1,9 +1,14 @@
 #include "host/get/download_run.h"
 
+#include <unistd.h>
+
+#include "host/fetch/fetch_queue.h"
+#include "host/fetch/fetch_sinks.h"
 #include "host/get/back_off.h"
 #include "host/get/file_rows.h"
 #include "host/module/stop_signal.h"
 #include "interfaces/common/file_helper.h"
+#include "interfaces/common/placeholder.h"
 #include "interfaces/database/sqlite_db.h"
 #include "interfaces/database/sync_rows.h"
 #include "interfaces/platform/clock.h"
@@ -16,6 +21,7 @@ constexpr int kTickMilliseconds = 100;
 constexpr std::int64_t kSweepEvery = 2 * 60 * 1000;
 constexpr std::int64_t kStuckAfter = 45 * 1000;
 constexpr std::size_t kRowsInBatch = 1000;
+constexpr std::int64_t kFetchBegins = 60 * 1000;
 constexpr int kSweepRows = 1000000;
 constexpr int kTaskPriority = 1;
 
@@ -27,10 +33,19 @@ DownloadRun::DownloadRun(Session& session, Placement& placement, const DownloadL
 void DownloadRun::Add(const CloudEntry& entry, bool fresh, const std::optional<ProvedFile>& replaces) {
     jobs.push_back({entry, replaces, fresh});
     Job& job = jobs.back();
-    byPath[session.EnginePath(entry.parentFolder + entry.file.fileName)] = &job;
+    byPath[FullPath(job)] = &job;
     byFileId[entry.file.id] = &job;
     bytesAll += entry.file.size;
     ++open;
+}
+
+void DownloadRun::AddOnDemand(const CloudEntry& entry, const std::optional<ProvedFile>& replaces) {
+    Add(entry, true, replaces);
+    jobs.back().onDemand = true;
+}
+
+std::wstring DownloadRun::FullPath(const Job& job) const {
+    return session.EnginePath(job.entry.parentFolder + job.entry.file.fileName);
 }
 
 bool DownloadRun::QueueAll(std::string& error) {
@@ -41,7 +56,7 @@ bool DownloadRun::QueueAll(std::string& error) {
         return good;
     };
     for (const Job& job : jobs) {
-        if (!job.fresh) {
+        if (!job.fresh || job.onDemand) {
             continue;
         }
         if (!session.staging.RemoveFile(job.entry.path, error)) {
@@ -63,6 +78,14 @@ void DownloadRun::Settle(Job& job, Result result, const std::string& message) {
 }
 
 void DownloadRun::Arrived(Job& job) {
+    if (job.onDemand) {
+        const bool safe = FetchSinks::Sync(FullPath(job)) && Common::ClearPlaceholder(FullPath(job));
+        FetchSinks::Close(FullPath(job));
+        job.onDemand = false;
+        if (!safe) {
+            return Failed(job, "it could not be brought to the disk");
+        }
+    }
     const Common::FileItem row = SQLiteDB::SQLiteDB::GetInstance().GetDriveDataItemWithKey(job.entry.file.id);
     std::wstring actual = row.GetLocalFileSha256();
     if (actual.empty()) {
@@ -94,6 +117,10 @@ void DownloadRun::Arrived(Job& job) {
 
 void DownloadRun::Failed(Job& job, const std::string& why) {
     ++job.failures;
+    if (job.onDemand) {
+        FetchSinks::Close(FullPath(job));
+        job.onDemand = false;
+    }
     MarkFailed(job.entry.file.id);
     if (job.failures >= limits.attempts) {
         Settle(job, Result::Failed,
@@ -162,8 +189,51 @@ void DownloadRun::FreeStuck(std::int64_t now) {
     }
 }
 
+bool DownloadRun::AskFor(Job& job) {
+    std::string error;
+    const std::wstring path = FullPath(job);
+    Common::FileItem row = RowOf(job.entry, 21, L"");
+    row.SetFileClientPath(path);
+    const int descriptor =
+        session.staging.MakeEmptyFile(job.entry.path, error) ? session.staging.OpenFile(job.entry.path) : -1;
+    if (descriptor < 0 || !SQLiteDB::SyncRows::PutFile(row)) {
+        if (descriptor >= 0) {
+            close(descriptor);
+        }
+        return false;
+    }
+    Common::MarkPlaceholder(path);  // a file system without such marks does without: nobody sees the staging tree
+    FetchSinks::Open(path, descriptor);
+    FetchQueue::Ask(row);
+    return true;
+}
+
+void DownloadRun::AskForFetches() {
+    for (Job& job : jobs) {
+        if (!job.onDemand || job.settled) {
+            continue;
+        }
+        job.asked = Platform::MonotonicMilliseconds();
+        if (!AskFor(job)) {
+            Failed(job, "its place in the staging tree could not be made");
+        }
+    }
+}
+
+// The engine passes over a fetch in silence when it does not like it.
+void DownloadRun::DropSilentFetches(std::int64_t now) {
+    for (Job& job : jobs) {
+        if (job.onDemand && !job.settled && job.asked != 0 && now - job.asked >= kFetchBegins &&
+            FetchSinks::Arrived(FullPath(job)) < 0) {
+            FetchQueue::GiveUp(job.entry.file.id);
+            Failed(job, "the fetch was dropped");
+        }
+    }
+}
+
 RunEnd DownloadRun::Run(const std::function<void()>& tick) {
     lastTick = lastSweep = Platform::MonotonicMilliseconds();
+    AskForFetches();
     while (open > 0) {
         for (const EngineEvent& event : EngineRun::Wait(kTickMilliseconds)) {
             Handle(event);
@@ -178,6 +248,7 @@ RunEnd DownloadRun::Run(const std::function<void()>& tick) {
             Sweep(now);
         }
         FreeStuck(now);
+        DropSilentFetches(now);
         tick();
         if (StopRequested()) {
             return RunEnd::Stopped;

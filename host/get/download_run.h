@@ -36,6 +36,9 @@ public:
     /// Adds a file. `fresh` queues it from the beginning; otherwise its task stands already, with its record.
     void Add(const CloudEntry& entry, bool fresh, const std::optional<ProvedFile>& replaces);
 
+    /// Adds a file that is fetched ahead of everything else. What goes wrong with that is tried again the ordinary way.
+    void AddOnDemand(const CloudEntry& entry, const std::optional<ProvedFile>& replaces);
+
     bool Empty() const { return jobs.empty(); }
 
     /// Writes the rows of all fresh files. Before the engine starts. False with `error` set.
@@ -61,6 +64,8 @@ private:
         bool settled = false;
         int failures = 0;
         std::int64_t nextTry = 0;  ///< of the monotonic clock; 0 while the engine has it
+        bool onDemand = false;
+        std::int64_t asked = 0;  ///< when the fetch was asked for; 0 before
     };
 
     void Handle(const EngineEvent& event);
@@ -70,6 +75,10 @@ private:
     void RetryDue(std::int64_t now);
     void Sweep(std::int64_t now);
     void FreeStuck(std::int64_t now);
+    void AskForFetches();
+    bool AskFor(Job& job);
+    void DropSilentFetches(std::int64_t now);
+    std::wstring FullPath(const Job& job) const;
     void Settle(Job& job, Result result, const std::string& message);
 
     Session& session;

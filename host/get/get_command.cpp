@@ -96,6 +96,38 @@ void GetCommand::ForgetGone(const std::vector<CloudEntry>& entries) {
     }
 }
 
+// Keeps what was asked for, and the folders on the way to it. False when a name is not in the cloud.
+bool GetCommand::Choose(std::vector<CloudEntry>& entries) {
+    if (options.only.empty()) {
+        return true;
+    }
+    std::vector<CloudEntry> chosen;
+    std::unordered_set<std::string> found;
+    for (const CloudEntry& entry : entries) {
+        bool wanted = false;
+        for (const std::string& path : options.only) {
+            const bool itself = entry.path == path;
+            const bool below = entry.path.rfind(path + "/", 0) == 0;
+            const bool above = entry.file.isFolder && path.rfind(entry.path + "/", 0) == 0;
+            wanted = wanted || itself || below || above;
+            if (itself) {
+                found.insert(path);
+            }
+        }
+        if (wanted) {
+            chosen.push_back(entry);
+        }
+    }
+    for (const std::string& path : options.only) {
+        if (found.count(path) == 0) {
+            reporter.Note("the cloud has no " + Printable(path));
+        }
+    }
+    const bool all = found.size() == std::unordered_set(options.only.begin(), options.only.end()).size();
+    entries = std::move(chosen);
+    return all;
+}
+
 EntryFacts GetCommand::FactsOf(const CloudEntry& entry) const {
     EntryFacts facts;
     if (!entry.refusal.empty()) {
@@ -198,6 +230,7 @@ int GetCommand::Run() {
     }
     PrepareRows();
     ForgetGone(entries);
+    const int missing = Choose(entries) ? kExitOk : kExitSome;
     reporter.Stage("looking at " + std::to_string(entries.size()) + " entries");
     for (const CloudEntry& entry : entries) {
         if (entry.file.isFolder && entry.refusal.empty()) {
@@ -215,7 +248,8 @@ int GetCommand::Run() {
         downloads.SettleRest("not begun");
         return Finish(kExitStopped);
     }
-    return Finish(downloads.Empty() ? kExitOk : Download());
+    const int code = downloads.Empty() ? kExitOk : Download();
+    return Finish(code == kExitOk ? missing : code);
 }
 
 }  // namespace Drive::Host

@@ -24,8 +24,10 @@ struct GetOptions {
     std::optional<std::int64_t> limitRate;  ///< bytes a second
     int attempts = 6;
     int stopSeconds = 30;
-    bool verify = false;     ///< read every file that is here again
-    bool overwrite = false;  ///< move what was changed here aside instead of keeping it in place
+    bool verify = false;            ///< read every file that is here again
+    bool overwrite = false;         ///< move what was changed here aside instead of keeping it in place
+    std::vector<std::string> only;  ///< these entries, with all below them; empty for everything
+    bool onDemand = false;          ///< ahead of everything else
     ReportOptions report;
 };
 
@@ -39,6 +41,7 @@ public:
 private:
     int List(std::vector<CloudEntry>& entries);
     void PrepareRows();
+    bool Choose(std::vector<CloudEntry>& entries);
     void ForgetGone(const std::vector<CloudEntry>& entries);
     EntryFacts FactsOf(const CloudEntry& entry) const;
     void Act(const CloudEntry& entry);

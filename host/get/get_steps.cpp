@@ -173,7 +173,12 @@ void GetCommand::Queue(const CloudEntry& entry, const EntryFacts& facts, const D
     if (fresh && facts.task.exists) {
         DropDownload(entry.file.id);
     }
-    downloads.Add(entry, fresh, decision.replaces ? facts.proved : std::nullopt);
+    const std::optional<ProvedFile> replaces = decision.replaces ? facts.proved : std::nullopt;
+    if (options.onDemand && fresh) {
+        downloads.AddOnDemand(entry, replaces);
+    } else {
+        downloads.Add(entry, fresh, replaces);
+    }
 }
 
 }  // namespace Drive::Host

@@ -116,10 +116,27 @@ void AddGet(CLI::App& app, CommandLine& line) {
         ->transform(CLI::AsSizeValue(false));
     command->add_option("--downloads", line.counted, "downloads at once")->check(CLI::Range(1, 64));
     command->add_option("--attempts", get.attempts, "tries of one file")->check(CLI::Range(1, 1000));
+    command->add_option("PATH", get.only, "only these, below the root, with all that is in them");
     command->add_flag("--verify", get.verify, "read every file that is here already and check it");
     command->add_flag("--overwrite", get.overwrite, "move what was changed here aside instead of keeping it in place");
     AddReport(*command, get.report);
     command->callback([&line] { line.chosen = [&line] { return RunGet(line); }; });
+}
+
+void AddFetch(CLI::App& app, CommandLine& line) {
+    CLI::App* command = app.add_subcommand("fetch", "bring the named files or folders at once, ahead of all others");
+    GetOptions& get = line.get;
+    command->add_option("PATH", get.only, "path below the root")->required();
+    command->add_option("--timeout", get.timeoutSeconds, "give up after so many seconds")->check(CLI::PositiveNumber);
+    command->add_option("--attempts", get.attempts, "tries of one file")->check(CLI::Range(1, 1000));
+    command->add_flag("--overwrite", get.overwrite, "move what was changed here aside instead of keeping it in place");
+    AddReport(*command, get.report);
+    command->callback([&line] {
+        line.chosen = [&line] {
+            line.get.onDemand = true;
+            return RunGet(line);
+        };
+    });
 }
 
 void AddStatus(CLI::App& app, CommandLine& line) {
@@ -141,6 +158,7 @@ int RunCommandLine(int argc, char** argv) {
     AddInit(app, line);
     AddGet(app, line);
     AddPut(app, line);
+    AddFetch(app, line);
     AddStatus(app, line);
     try {
         app.parse(argc, argv);

@@ -15,7 +15,7 @@
 namespace Drive::Host {
 namespace {
 
-constexpr std::size_t kAnyLength = std::numeric_limits<std::size_t>::max();
+constexpr std::size_t kLongestPath = 4096;  // bytes; no longer one can be opened here
 
 DownloadLimits LimitsOf(const PutOptions& options, std::int64_t started) {
     DownloadLimits limits;
@@ -56,7 +56,7 @@ int PutCommand::List() {
         reporter.Note("cannot list the cloud: " + listed.message);
         return kExitCloud;
     }
-    for (CloudEntry& entry : PlaceEntries(std::move(files), session.rootFileId, kAnyLength)) {
+    for (CloudEntry& entry : PlaceEntries(std::move(files), session.rootFileId, kLongestPath)) {
         if (entry.refusal.empty()) {
             if (entry.file.isFolder) {
                 folderIds[entry.path] = entry.file.id;

@@ -48,9 +48,10 @@ TEST(Tally, CountsEveryEntryOnceAndTellsTroublesApart) {
         tally.Add({"p", static_cast<Result>(index), 10, ""});
     }
     EXPECT_EQ(tally.entries, static_cast<int>(Result::Pending) + 1);
-    EXPECT_EQ(tally.troubles, 3);
+    EXPECT_EQ(tally.troubles, 4);
     EXPECT_EQ(tally.pending, 1);
     EXPECT_EQ(tally.bytesDownloaded, 10);
+    EXPECT_EQ(tally.bytesUploaded, 10);
     EXPECT_EQ(tally.Of(Result::Refused), 1);
 }
 
