@@ -63,6 +63,7 @@ HttpAnswer Send(const ControlRequest& control) {
     http.hasBody = control.method != "GET" && control.method != "DELETE";
     http.body = reinterpret_cast<const unsigned char*>(body.data());
     http.bodySize = body.size();
+    http.mayGoTwice = control.idempotent;
     const std::int64_t deadline = Platform::MonotonicMilliseconds() + limits->controlMilliseconds;
     Repeats repeats(control.idempotent, limits->repeats, deadline);
     do {

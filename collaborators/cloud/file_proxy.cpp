@@ -112,6 +112,7 @@ bool Upload(const std::wstring& url, const std::wstring& fileId, InterfaceName o
     http.hasBody = true;
     http.body = reinterpret_cast<const unsigned char*>(body.data());
     http.bodySize = body.size();
+    http.mayGoTwice = kind->idempotent;
     http.answerLimit = kMostAnswerBytes;
     const bool last = IsLastSlice(http.headers, body.size());
     const ControlAnswer answer = Send(http, kind->idempotent);

@@ -27,6 +27,7 @@ constexpr int kPollMilliseconds = 200;
 constexpr long kLargeBuffer = 512 * 1024;
 constexpr long kSmallBuffer = 16 * 1024;
 constexpr long kUploadBuffer = 1024 * 1024;
+constexpr std::int64_t kMostSeconds = 1'000'000'000;
 constexpr const char* kStopMessage = "the transfer was ended because the program stops";
 
 struct FreeList {
@@ -132,6 +133,8 @@ std::size_t Exchange::OnRead(char* data, std::size_t size, std::size_t count, vo
 
 int Exchange::OnSeek(void* self, curl_off_t offset, int origin) {
     auto* exchange = static_cast<Exchange*>(self);
+    // Part of the body was on its way already, so the other side may have acted on it.
+    if (!exchange->request.mayGoTwice) return CURL_SEEKFUNC_FAIL;
     if (origin != SEEK_SET || offset < 0 || static_cast<std::size_t>(offset) > exchange->request.bodySize) {
         return CURL_SEEKFUNC_CANTSEEK;
     }
@@ -268,7 +271,11 @@ void Exchange::Conclude(CURL* easy, CURLcode code) {
     HttpAnswer& answer = reader.Answer();
     curl_off_t retryAfter = 0;
     curl_easy_getinfo(easy, CURLINFO_RETRY_AFTER, &retryAfter);
-    if (FindHeader(answer.headers, "Retry-After") != nullptr) answer.retryAfterSeconds = retryAfter;
+    if (const std::string* told = FindHeader(answer.headers, "Retry-After")) {
+        // libcurl reads dates, but takes a number beyond its range for none.
+        const bool digits = !told->empty() && told->find_first_not_of("0123456789") == std::string::npos;
+        answer.retryAfterSeconds = digits && told->size() > 9 ? kMostSeconds : retryAfter;
+    }
     if (code == CURLE_OK) {
         reader.Finish();
     } else if (code == CURLE_ABORTED_BY_CALLBACK) {

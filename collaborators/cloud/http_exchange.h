@@ -18,6 +18,7 @@ struct HttpRequest {
     bool hasBody = false;
     const unsigned char* body = nullptr;  ///< the caller's, good for the call
     std::size_t bodySize = 0;
+    bool mayGoTwice = true;  ///< false: not even a kept connection that turns out dead makes libcurl send it again
     std::int64_t totalMilliseconds = 0;  ///< 0: no total limit
     std::size_t answerLimit = 0;         ///< most bytes of an answer that is kept as text
     bool largeAnswer = false;            ///< content: worth large buffers

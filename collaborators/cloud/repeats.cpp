@@ -34,7 +34,7 @@ std::int64_t Repeats::NextPause(const HttpAnswer& answer) const {
     const std::int64_t grown = std::min(kLongestPause, kFirstPause << std::min(done, 10));
     const std::int64_t pause = Jittered(grown);
     if (answer.retryAfterSeconds < 0) return pause;
-    if (answer.retryAfterSeconds * 1000 > kMostPatience || answer.retryAfterSeconds > kMostPatience) return -1;
+    if (answer.retryAfterSeconds > kMostPatience / 1000) return -1;
     return std::max(pause, answer.retryAfterSeconds * 1000);
 }
 

@@ -16,8 +16,7 @@ constexpr std::size_t kMostAnswerBytes = 1u << 20;
 void Log(const std::string& text) { SyncPanelLog::WriteErrorLog("CloudClient", kCall, text); }
 
 HttpAnswer Send(const HttpRequest& request) {
-    const bool idempotent = request.method == "PUT";
-    Repeats repeats(idempotent, CurrentLimits()->repeats, 0);
+    Repeats repeats(request.mayGoTwice, CurrentLimits()->repeats, 0);
     for (;;) {
         HttpAnswer answer = Perform(request);
         if (!repeats.Again(answer)) return answer;
@@ -33,6 +32,7 @@ bool Upload(const std::wstring& url, const WMap& headers, const std::wstring& ve
     request.hasBody = true;
     request.body = body.data();
     request.bodySize = body.size();
+    request.mayGoTwice = request.method == "PUT";
     request.answerLimit = kMostAnswerBytes;
     if (request.url.empty()) {
         Log("the address of the object is no http or https address");
