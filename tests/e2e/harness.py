@@ -110,6 +110,16 @@ class Cloud:
     def content_requests(self):
         return [entry for entry in self.requests() if entry["path"].endswith("/content")]
 
+    def most_content_requests_at_once(self):
+        moments = []
+        for entry in self.content_requests():
+            moments += [(entry["begin"], 1), (entry["end"], -1)]
+        running = most = 0
+        for _, change in sorted(moments):
+            running += change
+            most = max(most, running)
+        return most
+
 
 class Host:
     """The state and the tree of one zelkor-drive."""

@@ -47,7 +47,7 @@ class OutsideHost(Case):
         self.assertEqual(40, seen["files"])
         self.assertGreaterEqual(seen["refused"], 1)
         self.assertGreaterEqual(seen["messages"], 1)
-        self.assertEqual(17, max(entry["contentInFlight"] for entry in cloud.content_requests()))
+        self.assertEqual(17, cloud.most_content_requests_at_once())
         for number in range(40):
             self.assertEqual((source / f"file {number}").read_bytes(),
                              (folder / "root" / f"file {number}").read_bytes())
