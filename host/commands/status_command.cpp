@@ -4,8 +4,11 @@
 
 #include <cstdio>
 #include <exception>
+#include <memory>
 #include <vector>
 
+#include "host/control/control_socket.h"
+#include "host/control/run_desk.h"
 #include "host/module/exit_codes.h"
 #include "host/records/host_records.h"
 #include "host/report/reporter.h"
@@ -16,11 +19,14 @@
 namespace Drive::Host {
 namespace {
 
+constexpr int kPatience = 3000;  // milliseconds
+
 struct Status {
     Settings settings;
     std::vector<std::pair<int, std::int64_t>> files;  // by fileStatus
     std::vector<std::pair<int, std::int64_t>> tasks;  // by direction
     std::vector<Trouble> troubles;
+    Json::Value running;  // null when no command runs here
 };
 
 const char* StatusWord(int fileStatus) {
@@ -55,6 +61,10 @@ int Collect(const std::string& stateFolder, Status& status, std::string& why) {
     if (!opened.ok()) {
         why = opened.message;
         return kExitState;
+    }
+    if (const auto answer = AskControl(stateFolder, ProgressRequest(), kPatience)) {
+        const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
+        reader->parse(answer->data(), answer->data() + answer->size(), &status.running, nullptr);
     }
     status.files = SQLiteDB::SyncRows::CountByStatus();
     status.tasks = SQLiteDB::SyncRows::CountTasksByDirection();
@@ -91,6 +101,7 @@ void PutJson(const Status& status, int code) {
         one["at"] = Json::Int64(trouble.at);
         value["troubles"].append(one);
     }
+    value["running"] = status.running;
     value["exitCode"] = code;
     Json::StreamWriterBuilder builder;
     builder["indentation"] = "";
@@ -101,6 +112,13 @@ void PutJson(const Status& status, int code) {
 void PutPlain(const Status& status) {
     std::printf("%s at %s, files in %s\n", status.settings.user.c_str(), status.settings.cloudUrl.c_str(),
                 Printable(status.settings.root).c_str());
+    if (status.running.isObject()) {
+        std::printf("'%s' is running: %lld of %lld files, %s of %s\n", status.running["command"].asString().c_str(),
+                    static_cast<long long>(status.running["filesDone"].asInt64()),
+                    static_cast<long long>(status.running["filesAll"].asInt64()),
+                    HumanBytes(status.running["bytesDone"].asInt64()).c_str(),
+                    HumanBytes(status.running["bytesAll"].asInt64()).c_str());
+    }
     for (const auto& [fileStatus, count] : status.files) {
         std::printf("%8lld %s\n", static_cast<long long>(count), StatusWord(fileStatus));
     }

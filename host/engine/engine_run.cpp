@@ -99,6 +99,10 @@ int EngineRun::RunningDownloads() {
     return TransferService::DownLoadTaskManger::getInstance().getDownloadingTaskCount();
 }
 
+void EngineRun::CancelDownload(const std::wstring& path) {
+    TransferService::DownLoadTaskManger::getInstance().CancleDownload(path);
+}
+
 bool EngineRun::Stop(int milliseconds) {
     std::thread([] {
         TransferService::TransferTaskService::getInstance().stopTransferTaskService();

@@ -33,6 +33,9 @@ public:
     /// Downloads that are running now.
     static int RunningDownloads();
 
+    /// Asks the download of that path to end; it does at its next block, and reports Ended.
+    static void CancelDownload(const std::wstring& path);
+
     /// Stops the service on a thread of its own. When it has not ended after half the time, calls to the cloud are
     /// broken off. False when it has not ended after `milliseconds`; the process can then only end.
     static bool Stop(int milliseconds);

@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include "host/control/run_desk.h"
 #include "host/fetch/fetch_queue.h"
 #include "host/fetch/fetch_sinks.h"
 #include "host/get/back_off.h"
@@ -122,6 +123,9 @@ void DownloadRun::Failed(Job& job, const std::string& why) {
         job.onDemand = false;
     }
     MarkFailed(job.entry.file.id);
+    if (job.cancelled) {
+        return Settle(job, Result::Cancelled, "");
+    }
     if (job.failures >= limits.attempts) {
         Settle(job, Result::Failed,
                why + "; tried " + std::to_string(job.failures) + " times, see logs/transfer.log" +
@@ -258,6 +262,27 @@ RunEnd DownloadRun::Run(const std::function<void()>& tick) {
         }
     }
     return RunEnd::AllSettled;
+}
+
+// A running download learns of it at its next block; one that waits is dropped at once.
+std::string DownloadRun::Cancel(const std::string& path) {
+    for (Job& job : jobs) {
+        if (job.entry.path != path) {
+            continue;
+        }
+        if (job.settled) {
+            return "it is done already";
+        }
+        job.cancelled = true;
+        const int status = SQLiteDB::SQLiteDB::GetInstance().GetDriveDataItemWithKey(job.entry.file.id).GetFileStatus();
+        if (status == 22 && job.nextTry == 0) {
+            EngineRun::CancelDownload(FullPath(job));
+        } else {
+            Failed(job, "");
+        }
+        return kCancelled;
+    }
+    return "no download of that name is under way";
 }
 
 void DownloadRun::SettleRest(const std::string& why) {

@@ -48,6 +48,9 @@ public:
     /// second.
     RunEnd Run(const std::function<void()>& tick);
 
+    /// Ends the download of a path below the root on somebody's wish; the answer is for that somebody.
+    std::string Cancel(const std::string& path);
+
     /// Settles what is left as pending.
     void SettleRest(const std::string& why);
 
@@ -65,6 +68,7 @@ private:
         int failures = 0;
         std::int64_t nextTry = 0;  ///< of the monotonic clock; 0 while the engine has it
         bool onDemand = false;
+        bool cancelled = false;
         std::int64_t asked = 0;  ///< when the fetch was asked for; 0 before
     };
 

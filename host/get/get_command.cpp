@@ -6,6 +6,7 @@
 #include <exception>
 #include <unordered_set>
 
+#include "host/control/run_desk.h"
 #include "host/engine/engine_run.h"
 #include "host/engine/kept_positions.h"
 #include "host/engine/parked_tasks.h"
@@ -187,6 +188,8 @@ void GetCommand::ShowProgress() {
     figures.filesDone = downloads.FilesDone();
     figures.filesAll = downloads.FilesAll();
     reporter.Progress(figures);
+    RunDesk::Get().Tell(options.onDemand ? "fetch" : "get", figures);
+    RunDesk::Get().Serve([this](const std::string& path) { return downloads.Cancel(path); });
 }
 
 int GetCommand::Download() {

@@ -30,6 +30,14 @@ const char* ResultWord(Result result) {
             return "kept-local";
         case Result::Refused:
             return "refused";
+        case Result::Cancelled:
+            return "cancelled";
+        case Result::Missing:
+            return "missing";
+        case Result::Differs:
+            return "differs";
+        case Result::Extra:
+            return "extra";
         case Result::Failed:
             return "failed";
         case Result::Pending:
@@ -39,8 +47,18 @@ const char* ResultWord(Result result) {
 }
 
 bool IsTrouble(Result result) {
-    return result == Result::KeptLocal || result == Result::Refused || result == Result::Failed ||
-           result == Result::Conflict;
+    switch (result) {
+        case Result::Conflict:
+        case Result::KeptLocal:
+        case Result::Refused:
+        case Result::Missing:
+        case Result::Differs:
+        case Result::Extra:
+        case Result::Failed:
+            return true;
+        default:
+            return false;
+    }
 }
 
 void Tally::Add(const Outcome& outcome) {

@@ -4,8 +4,10 @@
 #include <cstdio>
 #include <functional>
 
+#include "host/commands/cancel_command.h"
 #include "host/commands/init_command.h"
 #include "host/commands/status_command.h"
+#include "host/commands/verify_command.h"
 #include "host/get/get_command.h"
 #include "host/launcher/state_option.h"
 #include "host/module/exit_codes.h"
@@ -26,6 +28,7 @@ struct CommandLine {
     InitOptions init;
     GetOptions get;
     PutOptions put;
+    std::string cancelPath;
     int counted = 0;  // counts that the launcher has read already
     std::function<int()> chosen;
 };
@@ -139,6 +142,24 @@ void AddFetch(CLI::App& app, CommandLine& line) {
     });
 }
 
+void AddVerify(CLI::App& app, CommandLine& line) {
+    CLI::App* command = app.add_subcommand("verify", "read every file here and hold it against the cloud's list");
+    AddReport(*command, line.get.report);
+    command->callback([&line] {
+        line.chosen = [&line] {
+            return WithSession(
+                line, EngineRoot::Visible, [](Settings&) {},
+                [&line](Session& session) { return RunVerify(session, line.get.report); });
+        };
+    });
+}
+
+void AddCancel(CLI::App& app, CommandLine& line) {
+    CLI::App* command = app.add_subcommand("cancel", "end the transfer of one file in the command that runs here");
+    command->add_option("PATH", line.cancelPath, "path below the root")->required();
+    command->callback([&line] { line.chosen = [&line] { return RunCancel(line.stateFolder, line.cancelPath); }; });
+}
+
 void AddStatus(CLI::App& app, CommandLine& line) {
     CLI::App* command = app.add_subcommand("status", "what waits, what runs and what is wrong");
     command->add_flag("--json", line.get.report.json, "tell it as a JSON object");
@@ -159,6 +180,8 @@ int RunCommandLine(int argc, char** argv) {
     AddGet(app, line);
     AddPut(app, line);
     AddFetch(app, line);
+    AddVerify(app, line);
+    AddCancel(app, line);
     AddStatus(app, line);
     try {
         app.parse(argc, argv);

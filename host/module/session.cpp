@@ -2,6 +2,8 @@
 
 #include <exception>
 
+#include "host/control/control_socket.h"
+#include "host/control/run_desk.h"
 #include "host/module/exit_codes.h"
 #include "host/settings/login_file.h"
 #include "host/settings/private_file.h"
@@ -109,13 +111,26 @@ int Session::OpenAccount(std::string& error) {
     return kExitOk;
 }
 
+std::string Session::StagingInside() const {
+    const std::string root = settings.root + "/";
+    return settings.staging.rfind(root, 0) == 0 ? settings.staging.substr(root.size()) : "";
+}
+
 int Session::Open(EngineRoot engineRoot, std::string& error) {
     int code = OpenState(error);
     code = code == kExitOk ? OpenTrees(engineRoot, error) : code;
-    return code == kExitOk ? OpenAccount(error) : code;
+    code = code == kExitOk ? OpenAccount(error) : code;
+    if (code == kExitOk) {
+        ServeControl(stateFolder, [](const std::string& request) { return RunDesk::Get().Answer(request); });
+    }
+    opened = code == kExitOk;
+    return code;
 }
 
 void Session::Close() {
+    if (opened) {
+        EndControl(stateFolder);
+    }
     SQLiteDB::CloseDatabase();
     Logging::FlushStatistics(kFlushMilliseconds);
     Logging::FlushTextLog(kFlushMilliseconds);

@@ -29,6 +29,9 @@ public:
     /// A path of the engine below its root, as full wide path.
     std::wstring EnginePath(const std::wstring& relativePath) const;
 
+    /// Where the staging tree lies below the root, when it has to lie there; empty otherwise.
+    std::string StagingInside() const;
+
     const std::string stateFolder;
     Settings settings;
     std::wstring rootFileId;
@@ -39,6 +42,8 @@ public:
 private:
     int OpenTrees(EngineRoot engineRoot, std::string& error);
     int OpenAccount(std::string& error);
+
+    bool opened = false;
 };
 
 /// Tells the cloud library where the cloud is.

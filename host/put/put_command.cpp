@@ -3,6 +3,7 @@
 #include <limits>
 #include <stdexcept>
 
+#include "host/control/run_desk.h"
 #include "host/engine/engine_run.h"
 #include "host/engine/parked_tasks.h"
 #include "host/module/exit_codes.h"
@@ -23,12 +24,6 @@ DownloadLimits LimitsOf(const PutOptions& options, std::int64_t started) {
     limits.deadline =
         options.timeoutSeconds > 0 ? started + static_cast<std::int64_t>(options.timeoutSeconds * 1000) : 0;
     return limits;
-}
-
-// Where the staging tree lies below the root, when it has to lie there.
-std::string StagingInside(const Settings& settings) {
-    const std::string root = settings.root + "/";
-    return settings.staging.rfind(root, 0) == 0 ? settings.staging.substr(root.size()) : "";
 }
 
 }  // namespace
@@ -107,6 +102,8 @@ void PutCommand::ShowProgress() {
     figures.filesDone = uploads.FilesDone();
     figures.filesAll = uploads.FilesAll();
     reporter.Progress(figures);
+    RunDesk::Get().Tell("put", figures);
+    RunDesk::Get().Serve([](const std::string&) { return "uploads cannot be cancelled one by one; stop the command"; });
 }
 
 std::string PutCommand::ProofOf(const UploadRun::Job& job) {
@@ -192,7 +189,7 @@ int PutCommand::Run() {
     }
     ReadState();
     reporter.Stage("looking at " + session.settings.root);
-    for (const LocalEntry& entry : ReadLocalTree(session.visible, StagingInside(session.settings))) {
+    for (const LocalEntry& entry : ReadLocalTree(session.visible, session.StagingInside())) {
         if (StopRequested()) {
             Tell(entry, Result::Pending, "not looked at");
             continue;

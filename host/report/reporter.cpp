@@ -79,8 +79,8 @@ void Reporter::Entry(const Outcome& outcome) {
         PutJson(value);
         return;
     }
-    const bool trouble = IsTrouble(outcome.result) || outcome.result == Result::Pending;
-    if (!trouble && (options.quiet || (WasFine(outcome.result) && !options.verbose))) {
+    const bool dull = WasFine(outcome.result) || outcome.result == Result::Pending;
+    if (!IsTrouble(outcome.result) && (options.quiet || (dull && !options.verbose))) {
         return;
     }
     ClearLine();

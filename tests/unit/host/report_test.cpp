@@ -48,7 +48,7 @@ TEST(Tally, CountsEveryEntryOnceAndTellsTroublesApart) {
         tally.Add({"p", static_cast<Result>(index), 10, ""});
     }
     EXPECT_EQ(tally.entries, static_cast<int>(Result::Pending) + 1);
-    EXPECT_EQ(tally.troubles, 4);
+    EXPECT_EQ(tally.troubles, 7);
     EXPECT_EQ(tally.pending, 1);
     EXPECT_EQ(tally.bytesDownloaded, 10);
     EXPECT_EQ(tally.bytesUploaded, 10);

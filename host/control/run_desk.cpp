@@ -1,0 +1,108 @@
+#include "host/control/run_desk.h"
+
+#include <json/json.h>
+
+#include <chrono>
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <utility>
+
+#include "interfaces/cloud/wire/names.h"
+#include "interfaces/platform/text.h"
+
+namespace Drive::Host {
+namespace {
+
+constexpr auto kPatience = std::chrono::seconds(5);
+
+std::string Line(const Json::Value& value) {
+    Json::StreamWriterBuilder builder;
+    builder["indentation"] = "";
+    builder["emitUTF8"] = true;
+    return Json::writeString(builder, value);
+}
+
+std::string PathOf(const Json::Value& text) {
+    return text.isString() ? Platform::NarrowText(Cloud::Wire::UnescapeName(Platform::WidenText(text.asString()))) : "";
+}
+
+}  // namespace
+
+struct RunDesk::Body {
+    std::mutex mutex;
+    std::condition_variable changed;
+    // All guarded by mutex.
+    std::string command;
+    ProgressFigures figures;
+    std::optional<std::string> wish;
+    std::optional<std::string> answer;
+
+    std::string Cancel(const std::string& path) {
+        std::unique_lock lock(mutex);
+        wish = path;
+        answer.reset();
+        changed.wait_for(lock, kPatience, [this] { return answer.has_value(); });
+        wish.reset();
+        Json::Value value;
+        value["answer"] = answer.value_or("the running command is busy; try again");
+        return Line(value);
+    }
+
+    std::string Progress() {
+        const std::lock_guard lock(mutex);
+        Json::Value value;
+        value["command"] = command;
+        value["bytesDone"] = Json::Int64(figures.bytesDone);
+        value["bytesAll"] = Json::Int64(figures.bytesAll);
+        value["filesDone"] = Json::Int64(figures.filesDone);
+        value["filesAll"] = Json::Int64(figures.filesAll);
+        return Line(value);
+    }
+};
+
+RunDesk::RunDesk() : body(new Body) {}
+
+RunDesk& RunDesk::Get() {
+    static RunDesk* const desk = new RunDesk;
+    return *desk;
+}
+
+std::string RunDesk::Answer(const std::string& request) {
+    Json::Value value;
+    const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
+    if (!reader->parse(request.data(), request.data() + request.size(), &value, nullptr) || !value.isObject()) {
+        return "{\"answer\":\"not understood\"}";
+    }
+    return value.isMember("cancel") ? body->Cancel(PathOf(value["cancel"])) : body->Progress();
+}
+
+void RunDesk::Tell(const std::string& command, const ProgressFigures& figures) {
+    const std::lock_guard lock(body->mutex);
+    body->command = command;
+    body->figures = figures;
+}
+
+void RunDesk::Serve(const std::function<std::string(const std::string&)>& decide) {
+    std::unique_lock lock(body->mutex);
+    if (!body->wish) {
+        return;
+    }
+    const std::string path = *std::exchange(body->wish, std::nullopt);
+    lock.unlock();
+    std::string answer = decide(path);
+    lock.lock();
+    body->answer = std::move(answer);
+    body->changed.notify_all();
+}
+
+std::string CancelRequest(const std::string& path) {
+    Json::Value value;
+    value["cancel"] = JsonPath(path);
+    return Line(value);
+}
+
+std::string ProgressRequest() { return "{\"progress\":true}"; }
+
+}  // namespace Drive::Host

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <functional>
+#include <string>
+
+#include "host/report/reporter.h"
+
+/// What another process may ask of a running command, between the control thread and the command's own thread. The
+/// command looks in several times a second.
+namespace Drive::Host {
+
+class RunDesk {
+public:
+    /// The one desk of the process; never destroyed.
+    static RunDesk& Get();
+
+    /// Answers a request line; on the control thread. Waits a few seconds for the command where it must.
+    std::string Answer(const std::string& request);
+
+    /// For the command: what it is doing.
+    void Tell(const std::string& command, const ProgressFigures& figures);
+
+    /// For the command: takes the pending wish to cancel a path, if any, and answers it with what `decide` says.
+    void Serve(const std::function<std::string(const std::string& path)>& decide);
+
+private:
+    RunDesk();
+    struct Body;
+    Body* const body;
+};
+
+/// The answer to a wish that was granted.
+inline constexpr const char* kCancelled = "cancelled";
+
+/// The request lines.
+std::string CancelRequest(const std::string& path);
+std::string ProgressRequest();
+
+}  // namespace Drive::Host
