@@ -43,9 +43,9 @@ bool LineChannel::Open(const RotatingFile::Place& wanted) {
     std::lock_guard<std::mutex> fileLock(fileMutex);
     try {
         RotatingFile::Place newPlace = wanted;
+        if (file) WriteQueued();
         auto opened = std::make_unique<RotatingFile>(wanted);
         StartWriter();
-        if (file) WriteQueued();
         file = std::move(opened);
         place = std::move(newPlace);
     } catch (const std::exception&) {

@@ -151,10 +151,10 @@ std::int64_t SizeOf(HANDLE handle) {
 bool SyncToDisk(HANDLE handle) {
     const auto file = FindOpenFile(handle);
     if (!file || RepeatInterrupted([&] { return ::fsync(file->descriptor); }) != 0) return false;
-    // Content without a name would be lost as well.
-    if (!file->entryOnDisk && !SyncFolder(file->parentFolder)) return false;
-    file->entryOnDisk = true;
-    return true;
+    // Content without a name would be lost as well. A folder that was moved meanwhile, or that may not be opened,
+    // leaves the slow road: the whole file system.
+    if (!file->entryOnDisk) file->entryOnDisk = SyncFolder(file->parentFolder) || ::syncfs(file->descriptor) == 0;
+    return file->entryOnDisk;
 }
 
 std::size_t OpenHandleCount() { return CountOpenFiles(); }

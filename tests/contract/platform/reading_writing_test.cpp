@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <limits>
 #include <string>
 
@@ -134,6 +135,15 @@ TEST_F(ReadingWriting, WhatWasWrittenCanBeSynced) {
     EXPECT_TRUE(WriteAt(handle, 0, "x", 1));
     EXPECT_TRUE(SyncToDisk(handle));
     EXPECT_TRUE(WriteAt(handle, 1, "y", 1));
+    EXPECT_TRUE(SyncToDisk(handle));
+}
+
+TEST_F(ReadingWriting, WhatWasWrittenCanBeSyncedAlthoughItsFolderMoved) {
+    std::filesystem::create_directory(folder.Native("before"));
+    handle =
+        CreateFileW((folder.Engine("before") + L"\\file").c_str(), kGenericWrite, 7, nullptr, kOpenAlways, 0, nullptr);
+    std::filesystem::rename(folder.Native("before"), folder.Native("after"));
+    EXPECT_TRUE(WriteAt(handle, 0, "x", 1));
     EXPECT_TRUE(SyncToDisk(handle));
 }
 
