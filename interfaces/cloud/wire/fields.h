@@ -27,7 +27,8 @@ inline constexpr const char* kVersion = "version";           // text beside a pu
 inline constexpr const char* kKeyKind = "keyKind";           // number, 1
 inline constexpr const char* kTemporaryKey = "temporaryKey";
 inline constexpr const char* kKeys = "keys";
-inline constexpr const char* kKeyType = "keyType";  // number in a key list and a completion, text "1" or "3" in a download
+inline constexpr const char* kKeyType =
+    "keyType";  // number in a key list and a completion, text "1" or "3" in a download
 inline constexpr const char* kEncryptedKey = "encryptedKey";
 inline constexpr const char* kKeyUuid = "keyUuid";
 
@@ -73,6 +74,8 @@ inline constexpr const char* kUrl = "url";
 inline constexpr const char* kMethod = "method";
 inline constexpr const char* kHeaders = "headers";
 inline constexpr const char* kResponse = "response";  // the store's answer text
+inline constexpr const char* kExpires = "expires";    // query of a signed address, seconds since the epoch
+inline constexpr const char* kSignature = "signature";  // query of a signed address
 
 // Completion and download.
 inline constexpr const char* kObjectInfoList = "objectInfoList";
@@ -90,7 +93,7 @@ inline constexpr const char* kDownloadUrl = "downloadUrl";
 
 // Headers of our own.
 inline constexpr const char* kVersionHeader = "version";
-inline constexpr const char* kObjectDigestHeader = "X-Object-Sha256";  // the store's answer to GET and PUT
+inline constexpr const char* kObjectDigestHeader = "X-Object-Sha256";      // the store's answer to GET and PUT
 inline constexpr const char* kUploadContentType = "X-Upload-Content-Typ";  // twenty characters, deliberate
 inline constexpr const char* kUploadContentLength = "X-Upload-Content-Length";
 
