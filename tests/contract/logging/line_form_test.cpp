@@ -39,7 +39,7 @@ public:
 }  // namespace
 
 TEST_F(LineForm, TimeIsIsoWithMillisecondsAndZone) {
-    const Zone zone("XXX-02:30");
+    const Zone zone("ZON-02:30");
     const std::time_t before = std::time(nullptr);
     Written("text");
     const std::string time = log.TextLines().at(0).time;
@@ -53,7 +53,7 @@ TEST_F(LineForm, TimeIsIsoWithMillisecondsAndZone) {
 }
 
 TEST_F(LineForm, AZoneWestOfGreenwichIsNegative) {
-    const Zone zone("XXX+03:30");
+    const Zone zone("ZON+03:30");
     Written("text");
     const std::string time = log.TextLines().at(0).time;
     EXPECT_EQ(time.substr(time.size() - 6), "-03:30");
