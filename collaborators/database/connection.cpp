@@ -20,6 +20,7 @@ KeptStatement::~KeptStatement() {
 Connection::Connection(const std::string& path, bool readOnly)
     : database(path, readOnly ? SQLite::OPEN_READONLY : SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE,
                kBusyMilliseconds) {
+    sqlite3_db_config(Handle(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
     // Installed once and steered by a member: a change of the authoriser itself would expire all kept statements.
     sqlite3_set_authorizer(Handle(), &Connection::Authorise, this);
     database.exec("PRAGMA temp_store = MEMORY");
@@ -35,6 +36,8 @@ KeptStatement Connection::Statement(const std::string& text) {
     if (kept.size() >= kMostStatements) return KeptStatement(std::move(made));
     return KeptStatement(*kept.emplace(text, std::move(made)).first->second);
 }
+
+void Connection::FoldInOnClose() { sqlite3_db_config(Handle(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 0, nullptr); }
 
 void Connection::Execute(const std::string& text) { database.exec(text); }
 

@@ -36,7 +36,8 @@ enum class Permission {
 
 class Connection {
 public:
-    /// `readOnly`: nothing can be written through it. Otherwise the file is made when absent.
+    /// `readOnly`: nothing can be written through it. Otherwise the file is made when absent. Closing leaves the file
+    /// and its log as they are until FoldInOnClose.
     Connection(const std::string& path, bool readOnly);
     ~Connection();
     Connection(const Connection&) = delete;
@@ -44,6 +45,9 @@ public:
 
     /// The statement with that text, prepared once. At most one holder of the same text at a time.
     KeptStatement Statement(const std::string& text);
+
+    /// Closing folds the write-ahead log in from now on: the file is known to be sound and ours.
+    void FoldInOnClose();
 
     /// Runs a text without results.
     void Execute(const std::string& text);

@@ -68,6 +68,7 @@ OpenedFile OpenChecked(const std::filesystem::path& path, bool existed) {
     if (version > SchemaVersion()) return RefuseNewer(opened.path, version);
     if (existed && !IsSound(*opened.writer)) throw SQLite::Exception("the check failed", SQLITE_CORRUPT);
     if (IsForeign(*opened.writer, version)) return RefuseForeign(opened.path);
+    opened.writer->FoldInOnClose();
     SetUp(*opened.writer);
     Migrate(*opened.writer, Migrations());
     opened.result.outcome = existed && version > 0 ? OpenOutcome::Opened : OpenOutcome::Created;

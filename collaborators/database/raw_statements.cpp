@@ -5,7 +5,7 @@
 #include <memory>
 #include <stdexcept>
 
-#include "interfaces/platform/text.h"
+#include "collaborators/database/text_values.h"
 
 namespace Drive::SQLiteDB {
 
@@ -35,13 +35,13 @@ void RefuseNul(const std::string& text) {
 std::wstring ColumnText(sqlite3_stmt* statement, int column) {
     const void* bytes = sqlite3_column_blob(statement, column);
     const int length = sqlite3_column_bytes(statement, column);
-    return length > 0 ? Platform::WidenText(std::string(static_cast<const char*>(bytes), length)) : std::wstring();
+    return length > 0 ? DecodeText(std::string(static_cast<const char*>(bytes), length)) : std::wstring();
 }
 
 WMap RowOf(sqlite3_stmt* statement) {
     WMap row;
     for (int column = 0; column < sqlite3_column_count(statement); ++column) {
-        row.emplace(Platform::WidenText(sqlite3_column_name(statement, column)), ColumnText(statement, column));
+        row.emplace(DecodeText(sqlite3_column_name(statement, column)), ColumnText(statement, column));
     }
     return row;
 }

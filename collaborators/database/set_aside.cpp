@@ -37,9 +37,11 @@ std::filesystem::path SetAside(const std::filesystem::path& database) {
     const std::filesystem::path name = FreeName(database);
     // The database goes first: a log that is left alone is dropped, a log beside a new file would be replayed into it.
     if (std::filesystem::exists(database)) std::filesystem::rename(database, name);
-    if (std::filesystem::exists(Beside(database, "-wal"))) {
-        std::filesystem::rename(Beside(database, "-wal"), Beside(name, "-wal"));
+    const std::filesystem::path log = Beside(database, "-wal");
+    if (std::filesystem::exists(log) && std::filesystem::file_size(log) > 0) {
+        std::filesystem::rename(log, Beside(name, "-wal"));
     }
+    std::filesystem::remove(log);
     std::filesystem::remove(Beside(database, "-shm"));
     return name;
 }

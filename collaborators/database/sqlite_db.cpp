@@ -38,11 +38,11 @@ void SQLiteDB::ClearInvalidateTask() {
     // Asked before each upload fetch and nearly always without work: no transaction then.
     bool any = false;
     Core::Get().Read("look for tasks without a file", [&any](Connection& connection) {
-        any = connection.Statement("SELECT 1 FROM T_task WHERE direction = 2 AND readyState IS NULL")->executeStep();
+        any = connection.Statement("SELECT 1" + std::string(kTasksWithoutFile))->executeStep();
     });
     if (!any) return;
     Core::Get().Write("remove tasks without a file", [](Connection& connection) {
-        connection.Statement("DELETE FROM T_task WHERE direction = 2 AND readyState IS NULL")->exec();
+        connection.Statement("DELETE" + std::string(kTasksWithoutFile))->exec();
     });
 }
 
@@ -138,7 +138,7 @@ bool SQLiteDB::UpdateSyncConfItem(const std::wstring& key, const std::int64_t& v
 
 void SQLiteDB::ExcuteQuerySQL(std::list<WMap>& rows, const std::wstring& statement) {
     Core::Get().Read("run a query",
-                     [&](Connection& connection) { QueryRows(connection, Platform::NarrowText(statement), rows); });
+                     [&](Connection& connection) { QueryRows(connection, EncodeText(statement), rows); });
 }
 
 bool SQLiteDB::ExecuteMulitNoQuerySQL(const std::vector<std::string>& statements) {
@@ -157,7 +157,7 @@ std::wstring SQLiteDB::GetDownLoadTaskSqlcmd(const std::wstring& localFileName, 
 bool SQLiteDB::InsertTaskByOnFetch(std::list<std::wstring> statements) {
     return Core::Get().Write("insert download tasks", [&](Connection& connection) {
         std::vector<std::string> narrow;
-        for (const std::wstring& statement : statements) narrow.push_back(Platform::NarrowText(statement));
+        for (const std::wstring& statement : statements) narrow.push_back(EncodeText(statement));
         // Only the rows that it changes lose their lease: the other downloads that wait must not be handed out twice.
         RunBatch(connection, narrow);
     });

@@ -24,6 +24,11 @@ void HandOutTasks(Connection& connection, TaskLeases& leases, const std::string&
 
 extern const char* const kThumbnailStatement;
 
+/// What follows SELECT or DELETE to mean the uploads whose file row is absent or a folder. The index is named: without
+/// statistics the planner would rather walk the direction.
+inline constexpr const char* kTasksWithoutFile =
+    " FROM T_task INDEXED BY T_task_invalid WHERE direction = 2 AND readyState IS NULL";
+
 void HandOutThumbnails(Connection& connection, TaskLeases& leases, int limit, std::list<WMap>& rows);
 
 }  // namespace Drive::SQLiteDB

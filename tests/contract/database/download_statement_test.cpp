@@ -1,0 +1,105 @@
+#include "tests/contract/database/open_database.h"
+
+namespace Drive::Testing {
+namespace {
+
+using DownloadStatements = OpenDatabaseTest;
+
+bool Insert(const std::wstring& name, const std::wstring& parent, const std::wstring& id, std::int64_t key = 11) {
+    return Db().InsertTaskByOnFetch({Db().GetDownLoadTaskSqlcmd(name, parent, id, true, key)});
+}
+
+TEST_F(DownloadStatements, AreBuiltButNotRun) {
+    EXPECT_FALSE(Db().GetDownLoadTaskSqlcmd(L"a.txt", L"docs\\", L"a", true, 11).empty());
+    EXPECT_EQ(Ask(L"SELECT count(*) FROM T_task"), L"0");
+}
+
+TEST_F(DownloadStatements, InsertTheDownloadWithItsKey) {
+    ASSERT_TRUE(SQLiteDB::SyncRows::PutFile(File(L"a", 21)));
+    ASSERT_TRUE(Insert(L"a.txt", L"docs\\", L"a", 11));
+
+    const Common::TaskItem task = Db().GetTaskItem(L"a", 1);
+    EXPECT_EQ(task.GetTransferKey(), 11);
+    EXPECT_EQ(task.GetTaskstatus(), 0);
+    EXPECT_EQ(task.GetPriority(), 1);
+    EXPECT_EQ(task.GetModule(), 1);
+    EXPECT_EQ(task.GetFragmentInfo(), L"");
+    EXPECT_EQ(Ids(FetchDownloads()), (IdList{L"a"}));
+}
+
+TEST_F(DownloadStatements, FindAnEmptyIdByFolderAndName) {
+    ASSERT_TRUE(SQLiteDB::SyncRows::PutFile(File(L"a", 21)));
+    Common::FileItem elsewhere = File(L"b", 21);
+    elsewhere.SetLocalFileName(L"a.txt");
+    elsewhere.SetLocalParentFolder(L"other\\");
+    ASSERT_TRUE(SQLiteDB::SyncRows::PutFile(elsewhere));
+
+    ASSERT_TRUE(Insert(L"a.txt", L"other\\", L""));
+    EXPECT_EQ(Db().GetTaskItem(L"b", 1).GetFileId(), L"b");
+    EXPECT_TRUE(Db().GetTaskItem(L"a", 1).GetFileId().empty());
+}
+
+TEST_F(DownloadStatements, GiveNoTaskToAPlaceThatIsUnknownAFolderOrNotYetInTheCloud) {
+    ASSERT_TRUE(SQLiteDB::SyncRows::PutFile(File(L"Local1", 0)));
+    Common::FileItem folderRow = File(L"f", 1);
+    folderRow.SetIsFolder(true);
+    ASSERT_TRUE(SQLiteDB::SyncRows::PutFile(folderRow));
+
+    for (const wchar_t* name : {L"Local1.txt", L"f.txt", L"nobody"}) EXPECT_TRUE(Insert(name, L"docs\\", L""));
+    EXPECT_EQ(Ask(L"SELECT count(*) FROM T_task"), L"0");
+}
+
+TEST_F(DownloadStatements, QuoteTheirTexts) {
+    const std::wstring name = L"it's '); DELETE FROM T_cloudDriveData; --.txt";
+    Common::FileItem file = File(L"q", 21);
+    file.SetLocalFileName(name);
+    file.SetLocalParentFolder(L"o'brien\\");
+    ASSERT_TRUE(SQLiteDB::SyncRows::PutFile(file));
+    ASSERT_TRUE(SQLiteDB::SyncRows::PutFile(File(L"id'1", 21)));
+
+    ASSERT_TRUE(Insert(name, L"o'brien\\", L""));
+    ASSERT_TRUE(Insert(L"x", L"y", L"id'1"));
+    EXPECT_EQ(Ids(FetchDownloads()), (IdList{L"q", L"id'1"}));
+}
+
+TEST_F(DownloadStatements, OnAnExistingRowSetTheKeyAndLeaveRecordAndPriority) {
+    PutDownload(L"a", 21, 7);
+    ASSERT_TRUE(Db().UpdateTaskItem(Update(L"a", {{L"fragmentInfo", L"record"}, {L"TaskStatus", L"4"}}), 1));
+    ASSERT_TRUE(Insert(L"", L"", L"a", 2));
+
+    const Common::TaskItem task = Db().GetTaskItem(L"a", 1);
+    EXPECT_EQ(task.GetTransferKey(), 2);
+    EXPECT_EQ(task.GetFragmentInfo(), L"record");
+    EXPECT_EQ(task.GetPriority(), 7);
+    EXPECT_EQ(task.GetTaskstatus(), 0) << "a stop of old does not stop the new fetch";
+    EXPECT_EQ(Ask(L"SELECT count(*) FROM T_task"), L"1");
+}
+
+TEST_F(DownloadStatements, LeaveThePendingCancelOfARunningDownload) {
+    PutDownload(L"a", 22);
+    ASSERT_TRUE(Db().UpdateTaskItem(Update(L"a", {{L"TaskStatus", L"3"}}), 1));
+    ASSERT_TRUE(Insert(L"", L"", L"a"));
+
+    EXPECT_EQ(Db().GetTaskItem(L"a", 1).GetTaskstatus(), 3);
+}
+
+TEST_F(DownloadStatements, LeaveAnUploadOfTheSameFileAlone) {
+    PutUpload(L"a", 11, 4);
+    ASSERT_TRUE(Insert(L"", L"", L"a"));
+
+    EXPECT_EQ(Db().GetTaskItem(L"a", 2).GetPriority(), 4);
+    EXPECT_EQ(Db().GetTaskItem(L"a", 1).GetFileId(), L"a");
+}
+
+TEST_F(DownloadStatements, RunAsOneBatchThatFailsWhole) {
+    ASSERT_TRUE(Db().InsertTaskByOnFetch({Db().GetDownLoadTaskSqlcmd(L"", L"", L"a", false, 11),
+                                          Db().GetDownLoadTaskSqlcmd(L"", L"", L"b", false, 11)}));
+    EXPECT_EQ(Ask(L"SELECT count(*) FROM T_task"), L"2");
+
+    EXPECT_FALSE(Db().InsertTaskByOnFetch({Db().GetDownLoadTaskSqlcmd(L"", L"", L"c", false, 11), L"nonsense"}));
+    EXPECT_EQ(Ask(L"SELECT count(*) FROM T_task"), L"2");
+    EXPECT_TRUE(Db().InsertTaskByOnFetch({}));
+}
+
+}  // namespace
+}  // namespace Drive::Testing

@@ -1,0 +1,115 @@
+#include "tests/contract/database/open_database.h"
+
+namespace Drive::Testing {
+namespace {
+
+using TaskRows = OpenDatabaseTest;
+
+TEST_F(TaskRows, AreSelectedByFileAndDirectionTogether) {
+    PutDownload(L"x", 0, 1);
+    PutUpload(L"x", 0, 2);
+
+    EXPECT_EQ(Db().GetTaskItem(L"x", 1).GetPriority(), 1);
+    EXPECT_EQ(Db().GetTaskItem(L"x", 2).GetPriority(), 2);
+    ASSERT_TRUE(Db().UpdateTaskItem(Update(L"x", {{L"TaskStatus", L"4"}}), 1));
+    EXPECT_EQ(Db().GetTaskItem(L"x", 1).GetTaskstatus(), 4);
+    EXPECT_EQ(Db().GetTaskItem(L"x", 2).GetTaskstatus(), 0);
+    ASSERT_TRUE(Db().DeleteTaskItem(L"x", 1));
+    EXPECT_TRUE(Db().GetTaskItem(L"x", 1).GetFileId().empty());
+    EXPECT_EQ(Db().GetTaskItem(L"x", 2).GetFileId(), L"x");
+}
+
+TEST_F(TaskRows, AnAbsentOneIsEmpty) {
+    const Common::TaskItem task = Db().GetTaskItem(L"nobody", 1);
+
+    EXPECT_TRUE(task.GetFileId().empty());
+    EXPECT_EQ(task.GetTaskId(), 0);
+    EXPECT_EQ(task.GetTransferKey(), 0);
+}
+
+TEST_F(TaskRows, AMissingKeyIsReadAsElevenAndAnyOtherAsItStands) {
+    PutDownload(L"x");
+
+    EXPECT_EQ(Db().GetTaskItem(L"x", 1).GetTransferKey(), 11);
+    for (const std::int64_t key : {0LL, 2LL, 11LL, 1LL << 40}) {
+        ASSERT_TRUE(SQLiteDB::SyncRows::PutPriorityTask(L"x", key));
+        EXPECT_EQ(Db().GetTaskItem(L"x", 1).GetTransferKey(), key);
+    }
+}
+
+TEST_F(TaskRows, DeletingAnAbsentOneIsTrue) { EXPECT_TRUE(Db().DeleteTaskItem(L"nobody", 2)); }
+
+TEST_F(TaskRows, DirectionThreeDeletesTheThumbnailTask) {
+    ASSERT_TRUE(SQLiteDB::SyncRows::PutThumbnailTask(L"x"));
+    ASSERT_TRUE(Db().DeleteTaskItem(L"x", 3));
+
+    EXPECT_EQ(Ask(L"SELECT count(*) FROM T_task"), L"0");
+}
+
+TEST_F(TaskRows, UpdatingAnAbsentOneIsTrueAndMakesNone) {
+    EXPECT_TRUE(Db().UpdateTaskItem(Update(L"nobody", {{L"TaskStatus", L"0"}}), 2));
+    EXPECT_EQ(Ask(L"SELECT count(*) FROM T_task"), L"0");
+}
+
+TEST_F(TaskRows, ColumnNamesAreTakenInAnyCase) {
+    PutUpload(L"x");
+
+    ASSERT_TRUE(Db().UpdateTaskItem(Update(L"x", {{L"priority", L"4"}, {L"TASKSTATUS", L"1"}}), 2));
+    EXPECT_EQ(Db().GetTaskItem(L"x", 2).GetPriority(), 4);
+    EXPECT_EQ(Db().GetTaskItem(L"x", 2).GetTaskstatus(), 1);
+    ASSERT_TRUE(Db().UpdateTaskItem(Update(L"x", {{L"Priority", L"7"}}), 2));
+    EXPECT_EQ(Db().GetTaskItem(L"x", 2).GetPriority(), 7);
+}
+
+TEST_F(TaskRows, AnUnknownColumnIsFalseAndNothingIsWritten) {
+    PutUpload(L"x");
+
+    for (const wchar_t* column :
+         {L"noSuch", L"", L"Priority = 9, TaskStatus", L"taskId", L"fileStatus", L"readyState"}) {
+        EXPECT_FALSE(Db().UpdateTaskItem(Update(L"x", {{L"Priority", L"9"}, {column, L"1"}}), 2)) << column;
+    }
+    EXPECT_EQ(Db().GetTaskItem(L"x", 2).GetPriority(), 1);
+}
+
+TEST_F(TaskRows, AValueThatIsNoNumberIsFalseAndNothingIsWritten) {
+    PutUpload(L"x");
+
+    EXPECT_FALSE(Db().UpdateTaskItem(Update(L"x", {{L"Priority", L"9"}, {L"TaskStatus", L"soon"}}), 2));
+    EXPECT_EQ(Db().GetTaskItem(L"x", 2).GetPriority(), 1);
+}
+
+TEST_F(TaskRows, AnEmptyMapWritesNothingAndIsTrue) {
+    PutUpload(L"x");
+
+    EXPECT_TRUE(Db().UpdateTaskItem(Update(L"x", {}), 2));
+    EXPECT_EQ(Db().GetTaskItem(L"x", 2).GetPriority(), 1);
+}
+
+TEST_F(TaskRows, RecordsOfAnyLengthComeBackAsTheyWere) {
+    PutUpload(L"x");
+    const std::wstring record = L"{\"list\":\"" + std::wstring(300000, L'\u00e9') + L"\"}";
+
+    ASSERT_TRUE(Db().UpdateTaskItem(Update(L"x", {SQLiteDB::MakePair(L"fragmentInfo", record)}), 2));
+    EXPECT_EQ(Db().GetTaskItem(L"x", 2).GetFragmentInfo(), record);
+    ASSERT_TRUE(Db().UpdateTaskItem(Update(L"x", {SQLiteDB::MakePair(L"fragmentInfo", std::wstring())}), 2));
+    EXPECT_EQ(Db().GetTaskItem(L"x", 2).GetFragmentInfo(), L"");
+}
+
+TEST_F(TaskRows, KeysOfDeletedOnesDoNotComeBack) {
+    PutDownload(L"x");
+    const std::int64_t first = Db().GetTaskItem(L"x", 1).GetTaskId();
+    ASSERT_TRUE(Db().DeleteTaskItem(L"x", 1));
+    Reopen();
+    PutDownload(L"x");
+
+    EXPECT_GT(Db().GetTaskItem(L"x", 1).GetTaskId(), first);
+}
+
+TEST_F(TaskRows, MakePairWritesNumbersInDecimal) {
+    EXPECT_EQ(SQLiteDB::MakePair(L"size", std::int64_t{-9223372036854775807LL - 1}).second, L"-9223372036854775808");
+    EXPECT_EQ(SQLiteDB::MakePair(L"size", std::int64_t{12}), (std::pair<std::wstring, std::wstring>(L"size", L"12")));
+    EXPECT_EQ(SQLiteDB::MakePair(L"name", std::wstring(L"a")), (std::pair<std::wstring, std::wstring>(L"name", L"a")));
+}
+
+}  // namespace
+}  // namespace Drive::Testing
