@@ -42,7 +42,7 @@ inline std::string Noise(std::size_t length, std::uint32_t seed = 1) {
 class WithFolders : public ::testing::Test {
 protected:
     void SetUp() override {
-        std::string name = (fs::temp_directory_path() / "zelkor-common-XXXXXX").string();
+        std::string name = (fs::temp_directory_path() / ("zelkor-common-" + std::string(6, 'X'))).string();
         ASSERT_NE(mkdtemp(name.data()), nullptr);
         base = name;
         for (const char* folder : {"root", "small", "large", "outside"}) {

@@ -69,6 +69,8 @@ void PreparePictures(const char* program) {
     }
 }
 
+void EndPictures() { vips_shutdown(); }
+
 std::string Picture(int width, int height, const std::string& suffix, bool withAlpha) {
     return Saved(Slope(width, height, withAlpha).get(), suffix);
 }

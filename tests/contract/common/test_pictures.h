@@ -5,8 +5,9 @@
 /// Pictures and a video to try the thumbnails with.
 namespace Drive::Common::Trial {
 
-/// Call once before any other.
+/// Call the first before any other, the second after them.
 void PreparePictures(const char* program);
+void EndPictures();
 
 /// A picture with a slope of colours; `suffix` is ".jpg", ".png", ".webp", ".tif" or ".gif".
 std::string Picture(int width, int height, const std::string& suffix, bool withAlpha = false);

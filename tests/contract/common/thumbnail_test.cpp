@@ -219,5 +219,7 @@ TEST_F(Thumbnails, AreMadeByManyThreadsAtOnce) {
 int main(int count, char** arguments) {
     ::testing::InitGoogleTest(&count, arguments);
     Drive::Common::Trial::PreparePictures(arguments[0]);
-    return RUN_ALL_TESTS();
+    const int result = RUN_ALL_TESTS();
+    Drive::Common::Trial::EndPictures();
+    return result;
 }
