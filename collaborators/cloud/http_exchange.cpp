@@ -24,6 +24,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr int kPollMilliseconds = 200;
+constexpr std::int64_t kPatienceAtStop = 500;
 constexpr long kLargeBuffer = 512 * 1024;
 constexpr long kSmallBuffer = 16 * 1024;
 constexpr long kUploadBuffer = 1024 * 1024;
@@ -199,7 +200,7 @@ bool Exchange::Prepare(CURL* easy) {
     }
     SetSecurity(easy);
     SetBody(easy);
-    const bool large = request.largeAnswer && limits->downloadBytesPerSecond == 0;
+    const bool large = request.download && limits->downloadBytesPerSecond == 0;
     curl_easy_setopt(easy, CURLOPT_BUFFERSIZE, large ? kLargeBuffer : kSmallBuffer);
     curl_easy_setopt(easy, CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
     curl_easy_setopt(easy, CURLOPT_NOSIGNAL, 1L);
@@ -240,6 +241,10 @@ bool Exchange::WithinLimits(CURL* easy) {
     }
     if (const std::string verdict = watch.Verdict(); !verdict.empty()) {
         reader.Fail(HttpFailure::Timeout, verdict);
+        return false;
+    }
+    if (request.download && AreDownloadsStopped() && watch.Silence() > kPatienceAtStop) {
+        reader.Fail(HttpFailure::Timeout, "downloads are stopped, and nothing came that would tell it to the receiver");
         return false;
     }
     return reader.Tick();

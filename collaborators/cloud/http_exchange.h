@@ -21,7 +21,7 @@ struct HttpRequest {
     bool mayGoTwice = true;  ///< false: not even a kept connection that turns out dead makes libcurl send it again
     std::int64_t totalMilliseconds = 0;  ///< 0: no total limit
     std::size_t answerLimit = 0;         ///< most bytes of an answer that is kept as text
-    bool largeAnswer = false;            ///< content: worth large buffers
+    bool download = false;  ///< content: worth large buffers; ends soon when downloads stop and nothing comes
 };
 
 enum class HttpFailure {

@@ -102,7 +102,7 @@ struct ObjectRequest {
 
 bool Fetch(const ObjectRequest& request, const std::wstring& algorithm, const std::vector<unsigned char>& fek,
            const std::vector<unsigned char>& iv, std::vector<unsigned char>& received) {
-    Repeats repeats(true, CurrentLimits()->repeats, 0);
+    Repeats repeats = Repeats::OfDownload(CurrentLimits()->repeats);
     for (;;) {
         ObjectCipher cipher;
         std::string why;
@@ -130,7 +130,7 @@ bool FileTransRequest::DownloadDriveFileRequest(const std::wstring& url, WMap he
         ObjectRequest request;
         request.http.url = ResolveAddress(Narrow(url), CurrentLimits()->baseUrl);
         request.http.headers = NarrowHeaders(headers);
-        request.http.largeAnswer = true;
+        request.http.download = true;
         request.bound = length > 0 ? length : kMostStoredBytes;
         if (!request.http.url.empty()) return Fetch(request, algorithm, fek, iv, received);
         Log("the address of the object is no http or https address");

@@ -126,7 +126,7 @@ bool Prepare(const std::wstring& url, const WMap& headers, Download& download) {
         return false;
     }
     download.http.headers = NarrowHeaders(headers);
-    download.http.largeAnswer = true;
+    download.http.download = true;
     if (const std::string* range = FindHeader(download.http.headers, "Range")) {
         const std::optional<std::int64_t> start = OpenRangeStart(*range);
         if (!start) {
@@ -154,7 +154,7 @@ std::string RefreshLoginHeader(Download& download) {
 }
 
 int Fetch(Download& download, const FileTransRequest::Receiver& receiver) {
-    Repeats repeats(true, CurrentLimits()->repeats, 0);
+    Repeats repeats = Repeats::OfDownload(CurrentLimits()->repeats);
     for (bool renewed = false;;) {
         const std::string token = RefreshLoginHeader(download);
         ContentSink sink(receiver, download.wantedFrom);

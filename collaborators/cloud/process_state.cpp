@@ -5,6 +5,7 @@
 #include <mutex>
 
 #include "collaborators/cloud/text.h"
+#include "interfaces/common/globals.h"
 #include "interfaces/logging/sync_panel_log.h"
 #include "interfaces/platform/clock.h"
 #include "interfaces/platform/native_path.h"
@@ -74,13 +75,16 @@ TransferCounters CountersNow() {
 void SetAborted(bool aborted) { Shared().aborted.store(aborted); }
 bool IsAborted() { return Shared().aborted.load(); }
 
-bool PauseUnlessAborted(std::int64_t milliseconds) {
-    while (milliseconds > 0 && !IsAborted()) {
+bool AreDownloadsStopped() { return std::atomic_ref<bool>(g_StopDownLoadTask).load(std::memory_order_relaxed); }
+
+bool PauseUnlessAborted(std::int64_t milliseconds, bool download) {
+    const auto goesOn = [download] { return !IsAborted() && !(download && AreDownloadsStopped()); };
+    while (milliseconds > 0 && goesOn()) {
         const std::int64_t step = std::min(milliseconds, kPauseStep);
         Platform::Sleep(static_cast<Platform::DWORD>(step));
         milliseconds -= step;
     }
-    return !IsAborted();
+    return goesOn();
 }
 
 }  // namespace Drive::Cloud

@@ -33,7 +33,10 @@ TransferCounters CountersNow();
 void SetAborted(bool aborted);
 bool IsAborted();
 
-/// Platform::Sleep in short steps. False when the host stops meanwhile.
-bool PauseUnlessAborted(std::int64_t milliseconds);
+/// The engine wants no more downloads; it waits for those that run.
+bool AreDownloadsStopped();
+
+/// Platform::Sleep in short steps. False when the host stops meanwhile, with `download` also when downloads stop.
+bool PauseUnlessAborted(std::int64_t milliseconds, bool download = false);
 
 }  // namespace Drive::Cloud

@@ -22,6 +22,9 @@ public:
     void Held(std::int64_t milliseconds);  ///< our own side took this long
     void EnterPhase(Phase phase);
 
+    /// How long nothing came, milliseconds.
+    std::int64_t Silence() const { return Since(lastHeard); }
+
     /// Empty while all is well, otherwise what is wrong.
     std::string Verdict() const;
 

@@ -30,6 +30,12 @@ bool MayPass(const HttpAnswer& answer) {
 
 Repeats::Repeats(bool idempotent, int most, std::int64_t deadline) : most(idempotent ? most : 0), deadline(deadline) {}
 
+Repeats Repeats::OfDownload(int most) {
+    Repeats repeats(true, most, 0);
+    repeats.download = true;
+    return repeats;
+}
+
 std::int64_t Repeats::NextPause(const HttpAnswer& answer) const {
     const std::int64_t grown = std::min(kLongestPause, kFirstPause << std::min(done, 10));
     const std::int64_t pause = Jittered(grown);
@@ -44,7 +50,7 @@ bool Repeats::Again(const HttpAnswer& answer) {
     if (pause < 0) return false;
     if (deadline > 0 && Platform::MonotonicMilliseconds() + pause >= deadline) return false;
     ++done;
-    return PauseUnlessAborted(pause);
+    return PauseUnlessAborted(pause, download);
 }
 
 }  // namespace Drive::Cloud

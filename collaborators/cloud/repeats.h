@@ -13,6 +13,9 @@ public:
     /// `deadline` is a time of Platform::MonotonicMilliseconds after which no try begins, 0 for none.
     Repeats(bool idempotent, int most, std::int64_t deadline);
 
+    /// For a download: no pause outlasts the engine's stop of downloads.
+    static Repeats OfDownload(int most);
+
     /// Pauses and returns true when the request shall be sent again.
     bool Again(const HttpAnswer& answer);
 
@@ -20,6 +23,7 @@ private:
     std::int64_t NextPause(const HttpAnswer& answer) const;
 
     const int most;
+    bool download = false;
     const std::int64_t deadline;
     int done = 0;
 };

@@ -35,6 +35,7 @@ ControlRequest StartRequest(const Common::FileItem& file, const std::wstring& sh
     body[Wire::kRecordCursor] = JsonText(recordCursor);
     body[Wire::kAttachmentSize] = Json::Value(Json::arrayValue);
     for (const int size : file.GetAttachmentSize()) body[Wire::kAttachmentSize].append(size);
+    if (!file.GetContentVersion().empty()) body[Wire::kContentVersion] = JsonText(file.GetContentVersion());
     if (!file.GetFileMD5().empty()) body[Wire::kMd5] = JsonText(file.GetFileMD5());
     return request;
 }

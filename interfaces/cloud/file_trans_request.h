@@ -11,7 +11,10 @@
 namespace Drive::Cloud {
 
 /// The transfers of content. The object only carries a receiver; the operations are static and may run on any number
-/// of threads at once. Transfers have connect and low-speed limits and no total limit.
+/// of threads at once. Transfers have connect and low-speed limits and no total limit; only "http" and "https" are
+/// spoken, certificates are checked, redirects are not followed, and an address that begins with "/" is below the
+/// cloud's own. A GET that fails before its first byte, and a PUT, are sent again after failures that may pass. While
+/// g_StopDownLoadTask is set a download that is silent ends within a second.
 class ZELKOR_API FileTransRequest {
 public:
     /// Takes a piece of the body. The bytes are the caller's and good for the call only. False ends the transfer.
@@ -28,8 +31,7 @@ public:
     /// One request with exactly this URL, verb, header set and body. `responseHeaders` and `responseText` take the
     /// store's answer. True: the store accepted the object.
     static bool UploadRequest(const std::wstring& url, WMap headers, const std::wstring& verb,
-                              const std::vector<unsigned char>& body, WMap& responseHeaders,
-                              std::string& responseText);
+                              const std::vector<unsigned char>& body, WMap& responseHeaders, std::string& responseText);
 
     /// GETs one object and decrypts it. `length` is an upper bound of the stored object, bytes. `received` is emptied
     /// first and stays empty on any failure: HTTP, length, digest against the one that the store sends, padding, an
@@ -43,7 +45,9 @@ public:
     /// are delivered; any other status is returned as it came. 200 or 206 is returned only when the whole body was
     /// delivered and every call answered true. A receiver's false gives 0; a short body or a transport failure -1. A
     /// 200 to a "Range" of "bytes=N-" has its first N bytes skipped inside. An empty body of 200 or 206 delivers one
-    /// empty piece.
+    /// empty piece. An "Authorization" of "Bearer ..." is sent with the live token, and not at all in clear to a host
+    /// that is neither the cloud's nor this machine. No other form of "Range" is understood; a 206 that is not the rest
+    /// of the content gives -1, with what came delivered when it began at N.
     static int DownloadCloudFileRequest(const std::wstring& url, WMap headers, FileTransRequest* request);
 
     /// A fresh boundary for a multipart body; occurs in no content by any chance worth counting.

@@ -28,12 +28,12 @@ inline constexpr const char* kDownloadSuffix = "/download";    // GET   how the 
 inline constexpr const char* kContentSuffix = "/content";      // GET   plain bytes, Range
 inline constexpr const char* kThumbnailSuffix = "/thumbnail";  // GET   JPEG bytes
 
-inline constexpr const char* kUploadStart = "/v1/uploads/start";              // POST
-inline constexpr const char* kUploadAddress = "/v1/uploads/address";          // POST
-inline constexpr const char* kUploadObject = "/v1/uploads/object-complete";   // POST
-inline constexpr const char* kUploadCreate = "/v1/uploads/create-complete";   // POST
-inline constexpr const char* kUploadUpdate = "/v1/uploads/update-complete";   // POST
-inline constexpr const char* kDownloadAddress = "/v1/downloads/address";      // POST
+inline constexpr const char* kUploadStart = "/v1/uploads/start";             // POST
+inline constexpr const char* kUploadAddress = "/v1/uploads/address";         // POST
+inline constexpr const char* kUploadObject = "/v1/uploads/object-complete";  // POST
+inline constexpr const char* kUploadCreate = "/v1/uploads/create-complete";  // POST
+inline constexpr const char* kUploadUpdate = "/v1/uploads/update-complete";  // POST
+inline constexpr const char* kDownloadAddress = "/v1/downloads/address";     // POST
 
 /// The object store: PUT and GET {bucket}/{object}?expires=&signature= with the headers that the address call gave.
 inline constexpr const char* kStorePrefix = "/store/";
@@ -42,6 +42,6 @@ inline constexpr const char* kStorePrefix = "/store/";
 inline constexpr const char* kProxyPrefix = "/proxy/";
 inline constexpr const char* kProxyUploadType = "uploadType";  // "multipart" or "resume"; absent on a slice
 inline constexpr const char* kProxyMultipart = "multipart";    // 50003 is a POST, 50024 a PATCH
-inline constexpr const char* kProxyResume = "resume";          // 50026 is a POST, 50027 a PATCH; 50028 PUTs to resumeUrl
+inline constexpr const char* kProxyResume = "resume";  // 50026 is a POST, 50027 a PATCH; 50028 PUTs to resumeUrl
 
 }  // namespace Drive::Cloud::Wire
