@@ -43,6 +43,13 @@ GetCommand::GetCommand(Session& session, const GetOptions& options)
           [this](const CloudEntry& entry, const Outcome& outcome) { Tell(entry, outcome.result, outcome.message); }),
       started(Platform::MonotonicMilliseconds()) {}
 
+// The cursor stands for a run after which nothing was left to do.
+bool GetCommand::NothingNew() {
+    std::wstring since = Platform::WidenText(session.records.Value("settledCursor"));
+    std::vector<Cloud::CloudFile> changes;
+    return options.ifChanged && !since.empty() && Cloud::DriveAccount::Changes(since, changes).ok && changes.empty();
+}
+
 int GetCommand::List(std::vector<CloudEntry>& entries) {
     reporter.Stage("listing the cloud");
     std::vector<Cloud::CloudFile> files;
@@ -55,7 +62,7 @@ int GetCommand::List(std::vector<CloudEntry>& entries) {
         reporter.Note("cannot list the cloud: " + listed.message);
         return kExitCloud;
     }
-    session.records.SetValue("changeCursor", Platform::NarrowText(cursor));
+    this->cursor = Platform::NarrowText(cursor);
     const std::size_t longest = std::max(session.settings.root.size(), session.settings.staging.size());
     entries = PlaceEntries(std::move(files), session.rootFileId, PATH_MAX - 2 - longest);
     return kExitOk;
@@ -218,6 +225,9 @@ int GetCommand::Download() {
 
 int GetCommand::Finish(int code) {
     const int final = code != kExitOk ? code : tally.troubles > 0 ? kExitSome : kExitOk;
+    if (options.only.empty()) {
+        session.records.SetValue("settledCursor", final == kExitOk ? cursor : "");
+    }
     RunTimes times;
     times.all = static_cast<double>(Platform::MonotonicMilliseconds() - started) / 1000;
     times.waiting = downloads.SecondsWaiting();
@@ -228,6 +238,9 @@ int GetCommand::Finish(int code) {
 int GetCommand::Run() {
     OnStopRequested([] { Cloud::DriveAccount::Abort(); });
     std::vector<CloudEntry> entries;
+    if (NothingNew()) {
+        return kExitOk;
+    }
     if (const int code = List(entries); code != kExitOk) {
         return code;
     }
@@ -252,6 +265,11 @@ int GetCommand::Run() {
         return Finish(kExitStopped);
     }
     const int code = downloads.Empty() ? kExitOk : Download();
+    for (auto entry = entries.rbegin(); code == kExitOk && entry != entries.rend(); ++entry) {
+        if (entry->file.isFolder && entry->refusal.empty()) {
+            session.staging.RemoveFolderIfEmpty(entry->path);
+        }
+    }
     return Finish(code == kExitOk ? missing : code);
 }
 

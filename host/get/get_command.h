@@ -27,6 +27,7 @@ struct GetOptions {
     bool verify = false;            ///< read every file that is here again
     bool overwrite = false;         ///< move what was changed here aside instead of keeping it in place
     std::vector<std::string> only;  ///< these entries, with all below them; empty for everything
+    bool ifChanged = false;         ///< do nothing when the cloud tells no change since the last run that went well
     bool onDemand = false;          ///< ahead of everything else
     ReportOptions report;
 };
@@ -39,6 +40,7 @@ public:
     int Run();
 
 private:
+    bool NothingNew();
     int List(std::vector<CloudEntry>& entries);
     void PrepareRows();
     bool Choose(std::vector<CloudEntry>& entries);
@@ -73,6 +75,7 @@ private:
     std::unordered_map<std::string, Trouble> troubles;
     std::uint64_t receivedBefore = 0;
     Tally tally;
+    std::string cursor;  // of the changes after this run's list
 };
 
 }  // namespace Drive::Host

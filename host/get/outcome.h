@@ -21,10 +21,10 @@ enum class Result {
     Conflict,    ///< both sides differ and neither is known to follow the other; not all well
     KeptLocal,   ///< something else stands there; not all well
     Refused,     ///< cannot stand on this disk; not all well
-    Cancelled,  ///< on somebody's wish; the next call brings it
-    Missing,    ///< "verify": in the cloud and not here; not all well
-    Differs,    ///< "verify": not the same on both sides; not all well
-    Extra,      ///< "verify": here and not in the cloud; not all well
+    Cancelled,   ///< on somebody's wish; the next call brings it
+    Missing,     ///< "verify": in the cloud and not here; not all well
+    Differs,     ///< "verify": not the same on both sides; not all well
+    Extra,       ///< "verify": here and not in the cloud; not all well
     Failed,      ///< not all well
     Pending      ///< not finished when the command ended; the next call goes on
 };

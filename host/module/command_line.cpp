@@ -5,8 +5,10 @@
 #include <functional>
 
 #include "host/commands/cancel_command.h"
+#include "host/commands/doctor_command.h"
 #include "host/commands/init_command.h"
 #include "host/commands/status_command.h"
+#include "host/commands/sync_command.h"
 #include "host/commands/verify_command.h"
 #include "host/get/get_command.h"
 #include "host/launcher/state_option.h"
@@ -29,6 +31,7 @@ struct CommandLine {
     GetOptions get;
     PutOptions put;
     std::string cancelPath;
+    WatchOptions watch;
     int counted = 0;  // counts that the launcher has read already
     std::function<int()> chosen;
 };
@@ -120,6 +123,8 @@ void AddGet(CLI::App& app, CommandLine& line) {
     command->add_option("--downloads", line.counted, "downloads at once")->check(CLI::Range(1, 64));
     command->add_option("--attempts", get.attempts, "tries of one file")->check(CLI::Range(1, 1000));
     command->add_option("PATH", get.only, "only these, below the root, with all that is in them");
+    command->add_flag("--if-changed", get.ifChanged,
+                      "do nothing when the cloud tells no change since the last run that went well");
     command->add_flag("--verify", get.verify, "read every file that is here already and check it");
     command->add_flag("--overwrite", get.overwrite, "move what was changed here aside instead of keeping it in place");
     AddReport(*command, get.report);
@@ -160,6 +165,67 @@ void AddCancel(CLI::App& app, CommandLine& line) {
     command->callback([&line] { line.chosen = [&line] { return RunCancel(line.stateFolder, line.cancelPath); }; });
 }
 
+void AddDoctor(CLI::App& app, CommandLine& line) {
+    CLI::App* command = app.add_subcommand("doctor", "look for what is wrong and tell what to do");
+    command->add_flag("--json", line.get.report.json, "tell it as a JSON object");
+    command->callback([&line] { line.chosen = [&line] { return RunDoctor(line.stateFolder, line.get.report.json); }; });
+}
+
+std::vector<std::string> ReportWords(const ReportOptions& report) {
+    std::vector<std::string> words;
+    for (const auto& [set, word] : {std::pair(report.json, "--json"), std::pair(report.verbose, "--verbose"),
+                                    std::pair(report.quiet, "--quiet")}) {
+        if (set) {
+            words.push_back(word);
+        }
+    }
+    return words;
+}
+
+void AddSync(CLI::App& app, CommandLine& line) {
+    CLI::App* command = app.add_subcommand("sync", "put, then get: what is new on either side comes to the other");
+    command->add_option("--timeout", line.get.timeoutSeconds, "give each way so many seconds")
+        ->check(CLI::PositiveNumber);
+    command->add_flag("--overwrite", line.get.overwrite, "where both sides differ, what is here wins");
+    AddReport(*command, line.get.report);
+    command->callback([&line] {
+        line.chosen = [&line] {
+            std::vector<std::string> words = ReportWords(line.get.report);
+            if (line.get.timeoutSeconds > 0) {
+                words.push_back("--timeout=" + std::to_string(line.get.timeoutSeconds));
+            }
+            if (line.get.overwrite) {
+                words.push_back("--overwrite");
+            }
+            return RunSync(line.stateFolder, words);
+        };
+    });
+}
+
+void AddWatch(CLI::App& app, CommandLine& line) {
+    CLI::App* command = app.add_subcommand("watch", "keep both sides in step until a signal comes");
+    command->add_option("--every", line.watch.everySeconds, "seconds between two questions to the cloud")
+        ->check(CLI::Range(1, 86400));
+    command->add_option("--full", line.watch.fullSeconds, "seconds between two looks at everything")
+        ->check(CLI::Range(1, 86400 * 7));
+    AddReport(*command, line.get.report);
+    command->callback([&line] {
+        line.chosen = [&line] {
+            Settings settings;
+            std::string why;
+            bool absent = false;
+            if (!ReadSettings(line.stateFolder, settings, why, absent)) {
+                std::fprintf(stderr, "zelkor-drive: %s\n", why.c_str());
+                return kExitUsage;
+            }
+            line.watch.stateFolder = line.stateFolder;
+            line.watch.root = settings.root;
+            line.watch.words = ReportWords(line.get.report);
+            return RunWatch(line.watch);
+        };
+    });
+}
+
 void AddStatus(CLI::App& app, CommandLine& line) {
     CLI::App* command = app.add_subcommand("status", "what waits, what runs and what is wrong");
     command->add_flag("--json", line.get.report.json, "tell it as a JSON object");
@@ -182,6 +248,9 @@ int RunCommandLine(int argc, char** argv) {
     AddFetch(app, line);
     AddVerify(app, line);
     AddCancel(app, line);
+    AddSync(app, line);
+    AddWatch(app, line);
+    AddDoctor(app, line);
     AddStatus(app, line);
     try {
         app.parse(argc, argv);
