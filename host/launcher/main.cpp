@@ -5,7 +5,10 @@
 #include <signal.h>
 #include <unistd.h>
 
+#include <climits>
 #include <cstdio>
+#include <initializer_list>
+#include <string>
 
 #include "host/launcher/apply_settings.h"
 #include "host/launcher/state_option.h"
@@ -29,8 +32,25 @@ void BlockStopSignals() {
     pthread_sigmask(SIG_BLOCK, &signals, nullptr);
 }
 
+// Looked for beside the program, as it was built or installed, before the loader's own folders: a sanitizer's loader
+// does not know the folders that this program was linked with.
+void* LoadHostModule() {
+    const std::string module = "libzelkor_drive_host.so";
+    char program[PATH_MAX];
+    const ssize_t length = readlink("/proc/self/exe", program, sizeof program);
+    if (length > 0) {
+        const std::string path(program, static_cast<std::size_t>(length));
+        const std::string folder = path.substr(0, path.rfind('/') + 1);
+        for (const char* libraries : {"../lib/", "../" ZELKOR_LIBRARY_FOLDER "/"}) {
+            const std::string candidate = folder + libraries + module;
+            if (access(candidate.c_str(), R_OK) == 0) return dlopen(candidate.c_str(), RTLD_NOW | RTLD_LOCAL);
+        }
+    }
+    return dlopen(module.c_str(), RTLD_NOW | RTLD_LOCAL);
+}
+
 int RunHostModule(int argc, char** argv) {
-    void* library = dlopen("libzelkor_drive_host.so", RTLD_NOW | RTLD_LOCAL);
+    void* library = LoadHostModule();
     if (library == nullptr) {
         std::fprintf(stderr, "zelkor-drive: cannot load its host module: %s\n", dlerror());
         return Drive::Host::kExitLocal;
