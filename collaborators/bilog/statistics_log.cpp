@@ -17,7 +17,7 @@ namespace Drive::Logging {
 namespace {
 
 constexpr char kFileName[] = "statistics.jsonl";
-constexpr std::chrono::milliseconds kFlushAtExit{1000};
+constexpr std::chrono::milliseconds kFlushAtExit{5000};
 
 std::string LineOf(const StatisticRecord& record, std::chrono::system_clock::time_point time) {
     Json::Value object(Json::objectValue);

@@ -14,7 +14,7 @@ namespace Drive::Logging {
 namespace {
 
 constexpr char kFileName[] = "transfer.log";
-constexpr std::chrono::milliseconds kFlushAtExit{1000};
+constexpr std::chrono::milliseconds kFlushAtExit{5000};
 
 std::string Column(const std::string& text) { return text.empty() ? "-" : EscapeForLine(text); }
 

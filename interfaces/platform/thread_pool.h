@@ -11,8 +11,8 @@ using WorkItem = DWORD (*)(void*);
 
 /// Runs `routine` with `argument` on some thread of a pool that grows without a bound of its own. `flags` is always 0.
 /// False when no thread could be had; the routine is then never called and the caller keeps the argument. An
-/// exception out of the routine ends neither the thread nor the process; it goes to ReportWorkerError (worker_errors.h),
-/// and so to the error log.
+/// exception out of the routine ends neither the thread nor the process; it goes to ReportWorkerError
+/// (worker_errors.h), and so to the error log.
 ZELKOR_API BOOL QueueUserWorkItem(WorkItem routine, void* argument, ULONG flags);
 
 /// A free-running piece of work of the task layer.

@@ -33,14 +33,14 @@ void LogMany(int count) {
 
 int EndAtOnceAfterFlush() {
     Configure();
-    LogMany(5000);
+    LogMany(2000);
     const bool flushed = Logging::FlushTextLog(20000) && Logging::FlushStatistics(20000);
     std::_Exit(flushed ? 0 : 1);
 }
 
 int EndByReturning() {
     Configure();
-    LogMany(5000);
+    LogMany(2000);
     return 0;
 }
 

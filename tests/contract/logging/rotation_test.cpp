@@ -45,6 +45,7 @@ TEST(LogRotation, MayKeepNoFileBesideTheCurrentOne) {
     ASSERT_TRUE(ConfigureTextLog(Small(log, 0)));
     for (int index = 0; index < 500; ++index) SyncPanelLog::WriteTraceLog("line " + std::to_string(index));
     const auto lines = log.TextLines();
+    ASSERT_FALSE(lines.empty());
     EXPECT_EQ(lines.back().text, "line 499");
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(log.folder.Native("log")), {}), 1);
     EXPECT_LE(std::filesystem::file_size(log.folder.Native("log/transfer.log")), kSize);

@@ -94,6 +94,18 @@ TEST(LogSettings, ASecondCallMovesToTheOtherFolder) {
     EXPECT_EQ(log.TextLines("second")[0].text, "to the second");
 }
 
+TEST(LogSettings, WhatWasLoggedBeforeASecondCallGoesToTheEarlierFile) {
+    const Testing::LogFolder log;
+    for (int round = 0; round < 5; ++round) {
+        const std::string first = "first" + std::to_string(round), second = "second" + std::to_string(round);
+        ASSERT_TRUE(ConfigureTextLog(log.Settings(first)));
+        for (int index = 0; index < 3000; ++index) SyncPanelLog::WriteTraceLog("text");
+        ASSERT_TRUE(ConfigureTextLog(log.Settings(second)));
+        EXPECT_EQ(log.TextLines(first).size(), 3000u);
+        EXPECT_TRUE(log.TextLines(second).empty());
+    }
+}
+
 TEST(LogSettings, AFolderThatCannotBeWrittenLeavesTheEarlierSettings) {
     const Testing::LogFolder log;
     LogSettings good = log.Settings();

@@ -1,7 +1,9 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <atomic>
 #include <filesystem>
+#include <thread>
 
 #include "interfaces/platform/file_calls.h"
 #include "tests/contract/platform/file_limits.h"
@@ -69,6 +71,26 @@ TEST_F(CopyFiles, AFolderIsNoSource) {
     std::filesystem::create_directory(folder.Native("sub"));
     EXPECT_FALSE(Copy("sub", "to"));
     EXPECT_EQ(folder.CountEntries(), 1u);
+}
+
+TEST_F(CopyFiles, ADeviceIsNoSource) {
+    EXPECT_FALSE(CopyFileW(L"\\dev\\null", folder.Engine("to").c_str(), 0));
+    EXPECT_EQ(folder.CountEntries(), 0u);
+}
+
+TEST_F(CopyFiles, OfManyWhoRefuseAnExistingTargetExactlyOneGetsTheName) {
+    folder.Put("from", std::string(200'000, 'n'));
+    for (int round = 0; round < 20; ++round) {
+        const std::string target = "to" + std::to_string(round);
+        std::atomic<int> successes{0};
+        std::vector<std::thread> copiers;
+        for (int index = 0; index < 4; ++index) {
+            copiers.emplace_back([&] { successes += Copy("from", target, true) ? 1 : 0; });
+        }
+        for (std::thread& copier : copiers) copier.join();
+        ASSERT_EQ(successes, 1) << round;
+    }
+    EXPECT_EQ(folder.CountEntries(), 21u);
 }
 
 TEST_F(CopyFiles, AFolderIsNoTarget) {
