@@ -51,7 +51,7 @@ TEST(MultipartBody, IsByteForByteWhatTheProxyReads) {
     EXPECT_EQ(BuildMultipartBody("\r\n ", "B", "{\"a\":1}\n", std::string("x\0y", 3)),
               std::string("--B\r\n Content-Type: application/json; charset=UTF-8\r\n {\"a\":1}\n\r\n --B\r\n "
                           "Content-Type: application/octet-stream; charset=UTF-8\r\n x\0y\r\n --B--",
-                          139));
+                          138));
 }
 
 TEST(ResumeOpening, SpellsTheFirstHeaderWithTwentyCharacters) {
