@@ -53,6 +53,7 @@ bool UpLoadTaskManger::uploadByClient(UploadAttempt& attempt) {
     attempt.file.SetName(attempt.file.GetLocalFileName());
 
     Common::ObjectInfoList objects;
+    attempt.hasAttachment = FileHepler::HasAttachment(attempt.file);
     const HANDLE handle = OpenForSlices(attempt.file.GetFileClientPath());
     if (handle == Platform::kInvalidHandle) {
         WriteTaskError("Terminate upload task:Create file handle fail. fileid=" + attempt.fileId);
@@ -112,7 +113,7 @@ bool UpLoadTaskManger::sendFragment(UploadAttempt& attempt, HANDLE handle, std::
                                     std::size_t index, std::int64_t& position, std::int64_t length,
                                     Common::ObjectInfoList& objects) {
     UPLOAD_OBJECT_CONTEXT context = ContextOf(attempt, fragments[index]);
-    context.isAttachment = FileHepler::HasAttachment(attempt.file) && index + 1 == fragments.size();
+    context.isAttachment = attempt.hasAttachment && index + 1 == fragments.size();
     if (context.isAttachment) ListAttachments(attempt.file, objects);
 
     const UPLOAD_REAULT_CONTEXT result = uploadSliceFile(attempt.file, context, handle, position, length);

@@ -29,6 +29,7 @@ struct UploadAttempt {
     Common::FileItem file;
     std::string fileId;  ///< narrow, for log lines
     Common::UploadStartInfo startInfo;
+    bool hasAttachment = false;                          ///< noted before the file is opened
     WMap responseMap;                                    ///< the cloud's answer to the last finishing call
     std::vector<Common::ObjectInfoList> objectInfoList;  ///< what the finishing call tells of the stored objects
     TaskResult result = TaskResultFailure;               ///< set by the step that ends the attempt

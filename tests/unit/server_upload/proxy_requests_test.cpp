@@ -110,8 +110,8 @@ TEST(PositionRecord, HoldsSixKeysAndNoVersion) {
     const std::string text = TypeConvert::WStringToString(WritePositionRecord(info, 10485760, L"https://r"));
     Json::Value value;
     ASSERT_TRUE(Json::Reader().parse(text, value)) << text;
-    EXPECT_EQ(value.getMemberNames(), (std::vector<std::string>{"itemcount", "position", "resumeUrl", "sliceSize",
-                                                                "uploadType", "uploadUrl"}));
+    EXPECT_EQ(value.getMemberNames(),
+              (std::vector<std::string>{"itemcount", "position", "resumeUrl", "sliceSize", "uploadType", "uploadUrl"}));
     EXPECT_EQ(value["uploadType"].asString(), "server");
     EXPECT_EQ(value["sliceSize"].asInt(), 5242880);
     EXPECT_EQ(value["itemcount"].asUInt(), 2u);
@@ -125,8 +125,7 @@ TEST(PositionRecord, ReadBackAsAPlanHasNoVersionSoThatTheNextAnswerIsNew) {
     info.SetUploadType(L"server");
     info.SetVersion(9);
     Common::UploadStartInfo back;
-    ASSERT_TRUE(
-        ReadStartRecord(TypeConvert::WStringToString(WritePositionRecord(info, 10485760, L"https://r")), back));
+    ASSERT_TRUE(ReadStartRecord(TypeConvert::WStringToString(WritePositionRecord(info, 10485760, L"https://r")), back));
     EXPECT_EQ(back.GetVersion(), 0);
     EXPECT_EQ(back.GetPosition(), 10485760u);
     EXPECT_EQ(back.GetResumeUrl(), L"https://r");

@@ -57,8 +57,9 @@ TEST_F(UploadGate, APlaceholderWhoseRowHasMovedOnIsLeftAlone) {
 TEST_F(UploadGate, AFileThatIsGoneIsForgotten) {
     Give(L"Local-1", L"a.bin", "content");
     std::remove(world.NativeFile(L"a.bin").c_str());
-    EXPECT_EQ(ReportsOf(L"Local-1"), (Texts{TaskError("Terminate upload task:File is not exists. fileid=Local-1"),
-                                            TaskStatistic("Terminate upload task:File is not exists. fileid=Local-1")}));
+    EXPECT_EQ(ReportsOf(L"Local-1"),
+              (Texts{TaskError("Terminate upload task:File is not exists. fileid=Local-1"),
+                     TaskStatistic("Terminate upload task:File is not exists. fileid=Local-1")}));
 }
 
 TEST_F(UploadGate, ANameOfTheLongestLengthPassesAndOneCharacterMoreDoesNot) {
@@ -170,8 +171,9 @@ TEST_F(UploadGate, AFullSpaceNotifiesOnceInTheLifeOfTheProcess) {
     EXPECT_EQ(Journal::Count(Kind::Callback, "task(1, 2)"), 1);
     Run(L"Local-1");
     EXPECT_EQ(Journal::Count(Kind::Callback, "task(1, 2)"), 1);
-    EXPECT_EQ(Journal::Count(Kind::Error, "UpLoadTaskManger|uploadTask|Terminate upload task:User Space Is Full. "
-                                          "fileid=Local-1;UserSpace=3"),
+    EXPECT_EQ(Journal::Count(Kind::Error,
+                             "UpLoadTaskManger|uploadTask|Terminate upload task:User Space Is Full. "
+                             "fileid=Local-1;UserSpace=3"),
               2);
     EXPECT_TRUE(world.HasTask(L"Local-1", 2));
     EXPECT_EQ(Priority(L"Local-1"), 7);
@@ -219,10 +221,10 @@ TEST_F(UploadGate, AFileHeldBackIsLetThroughOnceTheSpaceAllowsIt) {
     world.Put(file);
     Journal::Clear();
     Run(L"Local-1");
-    EXPECT_TRUE(InOrder(Lines(), {"cloud GetUserSpace()", "db UpdateDriveData(Local-1, {status: 1})",
-                                  TaskError("user space restore. fileid=Local-1"),
-                                  TaskStatistic("user space restore. fileid=Local-1"),
-                                  "common IsImageFile(application/octet-stream)"}))
+    EXPECT_TRUE(InOrder(
+        Lines(), {"cloud GetUserSpace()", "db UpdateDriveData(Local-1, {status: 1})",
+                  TaskError("user space restore. fileid=Local-1"), TaskStatistic("user space restore. fileid=Local-1"),
+                  "common IsImageFile(application/octet-stream)"}))
         << Journal::Dump();
 }
 
@@ -263,10 +265,8 @@ TEST_F(UploadParent, ARealParentIdTouchesNoRow) {
 TEST_F(UploadParent, AFileInTheRootTakesTheRootIdInTheRowButNotInThisAttempt) {
     GiveWithLocalParent(L"a.bin");
     std::wstring sent;
-    cloud.objectsUploadStart.Before(
-        [&](Common::FileItem& file, const std::wstring&, const std::wstring&, std::wstring&) {
-            sent = file.GetLocalParentId();
-        });
+    cloud.objectsUploadStart.Before([&](Common::FileItem& file, const std::wstring&, const std::wstring&,
+                                        std::wstring&) { sent = file.GetLocalParentId(); });
     Run(L"Local-1");
     EXPECT_TRUE(Journal::Has(Kind::Database, "UpdateDriveData(Local-1, {localParentId: root-id, parentId: root-id})"));
     EXPECT_EQ(sent, L"Local-folder");
@@ -276,10 +276,8 @@ TEST_F(UploadParent, AFolderInTheRootIsLookedUpByItsNameAndAnEmptyPath) {
     GiveFolder(L"folder-1", L"Folder");
     GiveWithLocalParent(L"Folder\\a.bin");
     std::wstring sent;
-    cloud.objectsUploadStart.Before(
-        [&](Common::FileItem& file, const std::wstring&, const std::wstring&, std::wstring&) {
-            sent = file.GetLocalParentId() + L"/" + file.GetParentId();
-        });
+    cloud.objectsUploadStart.Before([&](Common::FileItem& file, const std::wstring&, const std::wstring&,
+                                        std::wstring&) { sent = file.GetLocalParentId() + L"/" + file.GetParentId(); });
     Run(L"Local-1");
     EXPECT_TRUE(Journal::Has(Kind::Database, "GetDriveDataItem({localFileName: Folder, localParentFolder: })"))
         << Journal::Dump();

@@ -32,11 +32,11 @@ UploadStartInfo FilledPlan() {
 }
 
 TEST(PlanParser, ReadsEveryFieldOfAnAnswer) {
-    const UploadStartInfo info = Read(
-        R"({"uploadType":"client","version":7,"bucketId":"b","position":12,"recordCursor":"c","uploadUrl":"u",)"
-        R"("resumeUrl":"r","sliceSize":4194304,"items":[)"
-        R"({"objectId":"o1","length":4194320,"synckey":"k1","time":"t1","status":true},)"
-        R"({"objectId":"o2","length":32,"synckey":"k2","time":"t2"}]})");
+    const UploadStartInfo info =
+        Read(R"({"uploadType":"client","version":7,"bucketId":"b","position":12,"recordCursor":"c","uploadUrl":"u",)"
+             R"("resumeUrl":"r","sliceSize":4194304,"items":[)"
+             R"({"objectId":"o1","length":4194320,"synckey":"k1","time":"t1","status":true},)"
+             R"({"objectId":"o2","length":32,"synckey":"k2","time":"t2"}]})");
     EXPECT_EQ(info.GetUploadType(), L"client");
     EXPECT_EQ(info.GetVersion(), 7);
     EXPECT_EQ(info.GetBucketId(), L"b");

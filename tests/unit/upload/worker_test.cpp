@@ -93,6 +93,8 @@ TEST_F(UploadWorker, ASuccessfulUploadMakesEveryCallInOrder) {
     };
     Texts shortened;
     for (const std::string& line : lines) {
+        // Inside GetEfek.
+        if (line.find("AES_GCM") + 1 || line.find("SecureRandom") + 1 || line.find("Base64") + 1) continue;
         const bool cut = line.rfind("cloud UploadRequest", 0) == 0 || line.rfind("common GetEfek", 0) == 0;
         shortened.push_back(cut ? line.substr(0, line.find('(')) : line);
     }
@@ -150,11 +152,11 @@ TEST_F(UploadWorker, AFailureKeepsTheTaskLessUrgentAndMarksTheFile) {
     g_isOffLine = true;
     Give(L"Local-1", L"a.bin", "content", 4);
     Run(L"Local-1");
-    EXPECT_TRUE(InOrder(
-        Lines(), {"trace UpLoadTaskManger.UploadThreadFunc:file upload task end failure fileid=Local-1",
-                  "db UpdateDriveData(Local-1, {fileStatus: 13})",
-                  "db UpdateTaskItem(Local-1, {Priority: 7, TaskStatus: 0}, 2)", "callback task(2, 1)",
-                  "trace UpLoadTaskManger.UploadThreadFunc: End uploadTaskCount=:0", "common RefreshFile(ROOT\\a.bin)"}))
+    EXPECT_TRUE(InOrder(Lines(), {"trace UpLoadTaskManger.UploadThreadFunc:file upload task end failure fileid=Local-1",
+                                  "db UpdateDriveData(Local-1, {fileStatus: 13})",
+                                  "db UpdateTaskItem(Local-1, {Priority: 7, TaskStatus: 0}, 2)", "callback task(2, 1)",
+                                  "trace UpLoadTaskManger.UploadThreadFunc: End uploadTaskCount=:0",
+                                  "common RefreshFile(ROOT\\a.bin)"}))
         << Journal::Dump();
     EXPECT_EQ(world.Row(L"Local-1").GetFileStatus(), 13);
     EXPECT_EQ(world.Task(L"Local-1", 2).GetPriority(), 7);
@@ -183,8 +185,7 @@ TEST_F(UploadWorker, AFileThatIsGoneLosesTaskAndRow) {
     EXPECT_TRUE(InOrder(
         Lines(), {"db DeleteDriveDataItem(Local-1)", "db DeleteTaskItem(Local-1, 2)",
                   "trace UpLoadTaskManger.UploadThreadFunc:file upload task end fail del for retry task fileid=Local-1",
-                  "db UpdateDriveData(Local-1, {fileStatus: 13})",
-                  "db UpdateTaskItem(Local-1, {TaskStatus: 0}, 2)"}))
+                  "db UpdateDriveData(Local-1, {fileStatus: 13})", "db UpdateTaskItem(Local-1, {TaskStatus: 0}, 2)"}))
         << Journal::Dump();
     EXPECT_FALSE(world.HasTask(L"Local-1", 2));
     EXPECT_TRUE(world.Row(L"Local-1").GetFileId().empty());
@@ -193,11 +194,11 @@ TEST_F(UploadWorker, AFileThatIsGoneLosesTaskAndRow) {
 TEST_F(UploadWorker, AnEmptyFileIsHeldBack) {
     Give(L"Local-1", L"a.bin", "");
     Run(L"Local-1");
-    EXPECT_TRUE(
-        InOrder(Lines(), {"db DeleteTaskItem(Local-1, 2)",
-                          "trace UpLoadTaskManger.UploadThreadFunc:file upload task end fail del task fileid=Local-1",
-                          "db UpdateDriveData(Local-1, {fileStatus: 13, status: 5})",
-                          "db UpdateTaskItem(Local-1, {TaskStatus: 0}, 2)"}))
+    EXPECT_TRUE(InOrder(
+        Lines(),
+        {"db DeleteTaskItem(Local-1, 2)",
+         "trace UpLoadTaskManger.UploadThreadFunc:file upload task end fail del task fileid=Local-1",
+         "db UpdateDriveData(Local-1, {fileStatus: 13, status: 5})", "db UpdateTaskItem(Local-1, {TaskStatus: 0}, 2)"}))
         << Journal::Dump();
     EXPECT_EQ(world.Row(L"Local-1").GetStatus(), 5);
     EXPECT_FALSE(world.HasTask(L"Local-1", 2));
@@ -207,10 +208,9 @@ TEST_F(UploadWorker, AStopKeepsTheTaskAtItsPriority) {
     g_cloudServerIsMigrating = true;
     Give(L"Local-1", L"a.bin", "content", 4);
     Run(L"Local-1");
-    EXPECT_TRUE(
-        InOrder(Lines(), {"trace UpLoadTaskManger.UploadThreadFunc:file upload task end fail stop task fileid=Local-1",
-                          "db UpdateDriveData(Local-1, {fileStatus: 13})",
-                          "db UpdateTaskItem(Local-1, {TaskStatus: 0}, 2)"}))
+    EXPECT_TRUE(InOrder(
+        Lines(), {"trace UpLoadTaskManger.UploadThreadFunc:file upload task end fail stop task fileid=Local-1",
+                  "db UpdateDriveData(Local-1, {fileStatus: 13})", "db UpdateTaskItem(Local-1, {TaskStatus: 0}, 2)"}))
         << Journal::Dump();
     EXPECT_EQ(world.Task(L"Local-1", 2).GetPriority(), 4);
     EXPECT_EQ(world.Row(L"Local-1").GetFileStatus(), 13);
@@ -343,8 +343,7 @@ TEST_F(UploadStop, EveryLaterUploadEndsAsStoppedWithoutALine) {
 TEST_F(UploadStop, AnUploadAmongItsObjectsStopsBeforeTheNextOne) {
     Give(L"Local-1", L"a.bin", Content(40));
     cloud.objectsUploadComplete.Before([](const Common::FileItem&, const Common::FragmentInfo&,
-                                          const Common::GetKelpAddressModel&, const std::string&,
-                                          const std::wstring&) {
+                                          const Common::GetKelpAddressModel&, const std::string&, const std::wstring&) {
         static bool stopping = false;
         if (stopping) return;
         stopping = true;
@@ -352,11 +351,11 @@ TEST_F(UploadStop, AnUploadAmongItsObjectsStopsBeforeTheNextOne) {
         VirtualTime::Pause(1);
     });
     Run(L"Local-1");
-    EXPECT_TRUE(InOrder(Lines(), {"file CloseHandle(open)",
-                                  "trace UpLoadTaskManger.uploadTask:file upload stop  fileid=Local-1",
-                                  "debug StopUploadTask Close FileStream =ROOT\\a.bin",
-                                  "trace UpLoadTaskManger.UploadThreadFunc:file upload task end fail stop task "
-                                  "fileid=Local-1"}))
+    EXPECT_TRUE(InOrder(Lines(),
+                        {"file CloseHandle(open)", "trace UpLoadTaskManger.uploadTask:file upload stop  fileid=Local-1",
+                         "debug StopUploadTask Close FileStream =ROOT\\a.bin",
+                         "trace UpLoadTaskManger.UploadThreadFunc:file upload task end fail stop task "
+                         "fileid=Local-1"}))
         << Journal::Dump();
     EXPECT_EQ(cloud.uploadRequest.Calls(), 1);
     EXPECT_EQ(Reports(), (Texts{"stat 15002|UpLoadTaskManger::uploadTask |file client upload. fileid=Local-1",
