@@ -2,8 +2,8 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
-#include <atomic>
 
+#include <atomic>
 #include <thread>
 
 #include "interfaces/logging/bi_logs_manager.h"
