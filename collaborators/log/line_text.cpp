@@ -33,6 +33,20 @@ std::string EscapeOf(std::uint32_t point) {
     return fmt::format("\\x{:02x}", point & 0xFF);
 }
 
+std::string EscapeOddStretch(const std::string& text) {
+    std::wstring line;
+    for (const wchar_t element : Platform::WidenText(text)) {
+        const auto point = static_cast<std::uint32_t>(element);
+        if (NeedsEscape(point)) {
+            const std::string escape = EscapeOf(point);
+            line.append(escape.begin(), escape.end());
+        } else {
+            line += element;
+        }
+    }
+    return Platform::NarrowText(line);
+}
+
 }  // namespace
 
 std::string IsoTime(std::chrono::system_clock::time_point time) {
@@ -46,18 +60,16 @@ std::string IsoTime(std::chrono::system_clock::time_point time) {
 }
 
 std::string EscapeForLine(const std::string& text) {
-    if (std::all_of(text.begin(), text.end(), IsPlain)) return text;
-    std::wstring line;
-    for (const wchar_t element : Platform::WidenText(text)) {
-        const auto point = static_cast<std::uint32_t>(element);
-        if (NeedsEscape(point)) {
-            const std::string escape = EscapeOf(point);
-            line.append(escape.begin(), escape.end());
-        } else {
-            line += element;
-        }
+    std::string line;
+    line.reserve(text.size());
+    // A character of several bytes has no plain byte in it, so the odd stretches can be taken one by one.
+    for (auto at = text.begin(); at != text.end();) {
+        const auto odd = std::find_if_not(at, text.end(), IsPlain);
+        line.append(at, odd);
+        at = std::find_if(odd, text.end(), IsPlain);
+        line += EscapeOddStretch(std::string(odd, at));
     }
-    return Platform::NarrowText(line);
+    return line;
 }
 
 std::string PrintableUtf8(const std::wstring& text) {

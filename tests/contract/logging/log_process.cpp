@@ -44,6 +44,19 @@ int EndByReturning() {
     return 0;
 }
 
+int EndByReturningWithMuchText() {
+    Configure();
+    for (int index = 0; index < 500; ++index) SyncPanelLog::WriteTraceLog("\xC3\xA9" + std::string(20'000, 'x'));
+    return 0;
+}
+
+int EndByReturningWithManyStatistics() {
+    Configure();
+    const std::wstring text(2'000, L'\xE9');
+    for (int index = 0; index < 500; ++index) Bilog::BiLogsManager::GetInstance().OperateLog(15002, L"m", text);
+    return 0;
+}
+
 int EndByReturningWhileOthersLog() {
     Configure();
     for (int index = 0; index < 4; ++index) {
@@ -100,6 +113,8 @@ int main(int count, char** arguments) {
     const std::map<std::string, std::function<int()>> ways{
         {"end-at-once-after-flush", EndAtOnceAfterFlush},
         {"end-by-returning", EndByReturning},
+        {"end-with-much-text", EndByReturningWithMuchText},
+        {"end-with-many-statistics", EndByReturningWithManyStatistics},
         {"end-while-others-log", EndByReturningWhileOthersLog},
         {"crash-a-second-later", CrashASecondLater},
         {"log-before-configuring", LogBeforeConfiguring},

@@ -1,11 +1,13 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <memory>
 #include <stdexcept>
 #include <thread>
 
 #include "interfaces/logging/bi_logs_manager.h"
 #include "interfaces/logging/sync_panel_log.h"
+#include "interfaces/platform/clock.h"
 #include "tests/contract/logging/log_folder.h"
 
 namespace Drive::Logging {
@@ -100,16 +102,32 @@ TEST(LogSink, IsNeverCalledAgainOnceReplaced) {
             Bilog::BiLogsManager::GetInstance().OperateLog(1, L"m", L"t");
         }
     });
-    for (int round = 0; round < 100; ++round) {
-        auto alive = std::make_unique<std::atomic<int>>(0);
-        SetTextSink([counter = alive.get()](const TextRecord&) { ++*counter; });
-        SetStatisticSink([counter = alive.get()](const StatisticRecord&) { ++*counter; });
-        while (*alive == 0) std::this_thread::yield();
+    struct State {
+        std::atomic<bool> entered{false}, released{false}, calledTooLate{false};
+    };
+    std::vector<std::unique_ptr<State>> states;
+    const auto slowSink = [](State* state) {
+        return [state](const auto&) {
+            state->entered = true;
+            Platform::Sleep(2);
+            if (state->released) state->calledTooLate = true;
+        };
+    };
+    for (int round = 0; round < 40; ++round) {
+        State* const text = states.emplace_back(std::make_unique<State>()).get();
+        SetTextSink(slowSink(text));
+        while (!text->entered) std::this_thread::yield();
         SetTextSink({});
+        text->released = true;
+        State* const statistic = states.emplace_back(std::make_unique<State>()).get();
+        SetStatisticSink(slowSink(statistic));
+        while (!statistic->entered) std::this_thread::yield();
         SetStatisticSink({});
+        statistic->released = true;
     }
     stop = true;
     logger.join();
+    for (const auto& state : states) EXPECT_FALSE(state->calledTooLate);
 }
 
 TEST(LogSink, OfTheStatisticsGetsEachRecordAsItArrived) {
