@@ -92,6 +92,10 @@ std::string EncryptHelper::Base64Decode(const std::string& text, bool strict) {
             return {};
         }
     }
+    // Bits that are left over belong to no byte: two texts that differ in them only would be one.
+    if (strict && result < bytes.size() && bytes[result] != 0) {
+        return {};
+    }
     bytes.resize(result);
     return bytes;
 }

@@ -11,6 +11,7 @@ namespace Drive {
 namespace {
 
 constexpr std::int64_t kEntryLifeMilliseconds = std::int64_t{4} * 60 * 60 * 1000;
+constexpr std::int64_t kSweepMilliseconds = std::int64_t{60} * 1000;
 constexpr std::size_t kMostEntries = 10000;
 
 /// The paths that are being worked on, each with the moment at which its entry lapses.
@@ -19,7 +20,10 @@ public:
     void Insert(const std::wstring& path) {
         const auto now = Platform::MonotonicMilliseconds();
         const std::lock_guard<std::mutex> lock(mutex);
-        DropLapsed(now);
+        if (now >= nextSweep) {
+            DropLapsed(now);
+            nextSweep = now + kSweepMilliseconds;
+        }
         if (entries.size() >= kMostEntries && !entries.contains(path)) {
             DropOldest();
         }
@@ -63,6 +67,7 @@ private:
     std::mutex mutex;
     // Guarded by mutex.
     std::map<std::wstring, std::int64_t> entries;
+    std::int64_t nextSweep = 0;
 };
 
 // Never destroyed: workers may still erase their entries while the process ends.

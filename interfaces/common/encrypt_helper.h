@@ -49,8 +49,9 @@ public:
     /// each ended by a line feed.
     static std::string Base64Encode(const unsigned char* data, std::size_t length, bool singleLine);
 
-    /// The bytes as a narrow string; line breaks are passed over. With `strict` any other foreign character and a wrong
-    /// padding give an empty result, without it decoding ends there and whole bytes are given.
+    /// The bytes as a narrow string; line breaks are passed over. With `strict` any other foreign character, a wrong
+    /// padding and left-over bits that are not zero give an empty result; without it decoding ends there and whole
+    /// bytes are given.
     static std::string Base64Decode(const std::string& text, bool strict);
 
     /// Fills the buffer from the operating system's generator. False on failure; the buffer is then zero.

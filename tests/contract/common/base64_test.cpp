@@ -76,6 +76,13 @@ TEST(Base64, StrictRefusesWhatIsForeignOrPaddedWrongly) {
     }
 }
 
+TEST(Base64, StrictRefusesASecondTextForTheSameBytes) {
+    for (const char* text : {"Zh==", "Zv==", "Zm9vYmF=", "Zm9vYmH="}) {
+        EXPECT_EQ(EncryptHelper::Base64Decode(text, true), "") << text;
+    }
+    EXPECT_EQ(EncryptHelper::Base64Decode("Zh==", false), "f");
+}
+
 TEST(Base64, WithoutStrictDecodingEndsAtTheForeignCharacter) {
     EXPECT_EQ(EncryptHelper::Base64Decode("Zm9v:YmFy", false), "foo");
     EXPECT_EQ(EncryptHelper::Base64Decode("Zm9vYm:", false), "foob");

@@ -66,6 +66,7 @@ TEST(LocalIds, AreThoseThatBeginWithTheMarker) {
     EXPECT_FALSE(FileHepler::IsLocalFile(L"xLocal", L"Local"));
     EXPECT_FALSE(FileHepler::IsLocalFile(L"Loca", L"Local"));
     EXPECT_FALSE(FileHepler::IsLocalFile(L"", L"Local"));
+    EXPECT_FALSE(FileHepler::IsLocalFile(L"", L""));
     EXPECT_TRUE(FileHepler::IsLocalDirectory(L"Local123", L"Local"));
     EXPECT_FALSE(FileHepler::IsLocalDirectory(L"cloud", L"Local"));
 }

@@ -195,6 +195,15 @@ TEST_F(Thumbnails, SayInTheLogWhichFileCouldNotBeDecoded) {
     EXPECT_NE(text.find("broken.png"), std::string::npos);
 }
 
+TEST_F(Thumbnails, OfAVideoThatIsTextAreNotEvenTried) {
+    std::string text;
+    Logging::SetTextSink([&](const Logging::TextRecord& record) { text += record.text; });
+    ASSERT_TRUE(Make("v.mp4", "#EXTM3U\n#EXTINF:1,\nhttp://127.0.0.1:9/a.ts\n", L"video/mp4"));
+    Logging::SetTextSink({});
+    EXPECT_TRUE(IsGeneric());
+    EXPECT_NE(text.find("this is text or empty"), std::string::npos);
+}
+
 TEST_F(Thumbnails, AreMadeByManyThreadsAtOnce) {
     Trial::Put(base / "root/p.png", Trial::Picture(500, 500, ".png"));
     std::vector<std::thread> threads;
