@@ -39,6 +39,11 @@ bool BringBack(const ParkedTask& task) {
 
 }  // namespace
 
+void ParkAll(HostRecords& records) {
+    ParkDirection(1, records);
+    ParkDirection(2, records);
+}
+
 void ShowOnly(int direction, HostRecords& records) {
     ParkDirection(direction == 1 ? 2 : 1, records);
     for (const ParkedTask& task : records.Parked(direction)) {

@@ -11,4 +11,7 @@ namespace Drive::Host {
 /// starts. Throws std::runtime_error when something could not be written; nothing is lost then.
 void ShowOnly(int direction, HostRecords& records);
 
+/// Takes the tasks of both directions away: the engine then does only what it is asked for.
+void ParkAll(HostRecords& records);
+
 }  // namespace Drive::Host

@@ -2,6 +2,8 @@
 
 #include <unistd.h>
 
+#include <utility>
+
 #include "host/control/run_desk.h"
 #include "host/fetch/fetch_queue.h"
 #include "host/fetch/fetch_sinks.h"
@@ -43,6 +45,10 @@ void DownloadRun::Add(const CloudEntry& entry, bool fresh, const std::optional<P
 void DownloadRun::AddOnDemand(const CloudEntry& entry, const std::optional<ProvedFile>& replaces) {
     Add(entry, true, replaces);
     jobs.back().onDemand = true;
+    asking.push_back(&jobs.back());
+    if (running) {
+        AskForFetches();
+    }
 }
 
 std::wstring DownloadRun::FullPath(const Job& job) const {
@@ -132,7 +138,12 @@ void DownloadRun::Failed(Job& job, const std::string& why) {
                    " in the state folder; the next 'get' tries again");
         return;
     }
+    Delay(job);
+}
+
+void DownloadRun::Delay(Job& job) {
     job.nextTry = Platform::MonotonicMilliseconds() + WaitAfter(job.failures);
+    delayed.push_back(&job);
 }
 
 bool DownloadRun::QueueAgain(Job& job) {
@@ -155,9 +166,14 @@ void DownloadRun::Handle(const EngineEvent& event) {
 }
 
 void DownloadRun::RetryDue(std::int64_t now) {
-    for (Job& job : jobs) {
-        if (!job.settled && job.nextTry != 0 && job.nextTry <= now && !QueueAgain(job)) {
-            Failed(job, "it could not be queued again");
+    for (Job* job : std::exchange(delayed, {})) {
+        if (job->settled || job->nextTry == 0) {
+            continue;
+        }
+        if (job->nextTry > now) {
+            delayed.push_back(job);
+        } else if (!QueueAgain(*job)) {
+            Failed(*job, "it could not be queued again");
         }
     }
 }
@@ -213,55 +229,73 @@ bool DownloadRun::AskFor(Job& job) {
 }
 
 void DownloadRun::AskForFetches() {
-    for (Job& job : jobs) {
-        if (!job.onDemand || job.settled) {
+    for (Job* job : asking) {
+        if (job->asked != 0) {
             continue;
         }
-        job.asked = Platform::MonotonicMilliseconds();
-        if (!AskFor(job)) {
-            Failed(job, "its place in the staging tree could not be made");
+        job->asked = Platform::MonotonicMilliseconds();
+        if (!AskFor(*job)) {
+            Failed(*job, "its place in the staging tree could not be made");
         }
     }
 }
 
 // The engine passes over a fetch in silence when it does not like it.
 void DownloadRun::DropSilentFetches(std::int64_t now) {
-    for (Job& job : jobs) {
-        if (job.onDemand && !job.settled && job.asked != 0 && now - job.asked >= kFetchBegins &&
-            FetchSinks::Arrived(FullPath(job)) < 0) {
-            FetchQueue::GiveUp(job.entry.file.id);
-            Failed(job, "the fetch was dropped");
+    for (Job* job : std::exchange(asking, {})) {
+        if (!job->onDemand || job->settled || FetchSinks::Arrived(FullPath(*job)) >= 0) {
+            continue;
+        }
+        if (now - job->asked < kFetchBegins) {
+            asking.push_back(job);
+        } else {
+            FetchQueue::GiveUp(job->entry.file.id);
+            Failed(*job, "the fetch was dropped");
         }
     }
 }
 
+void DownloadRun::Turn() {
+    for (const EngineEvent& event : EngineRun::Wait(kTickMilliseconds)) {
+        Handle(event);
+    }
+    const std::int64_t now = Platform::MonotonicMilliseconds();
+    const bool idle = EngineRun::RunningDownloads() == 0;
+    waitingMilliseconds += idle && open > 0 ? now - lastTick : 0;
+    idleSince = !idle ? 0 : idleSince == 0 ? now : idleSince;
+    lastTick = now;
+    RetryDue(now);
+    if (now - lastSweep >= kSweepEvery) {
+        Sweep(now);
+    }
+    FreeStuck(now);
+    DropSilentFetches(now);
+}
+
 RunEnd DownloadRun::Run(const std::function<void()>& tick) {
     lastTick = lastSweep = Platform::MonotonicMilliseconds();
+    running = true;
     AskForFetches();
     while (open > 0) {
-        for (const EngineEvent& event : EngineRun::Wait(kTickMilliseconds)) {
-            Handle(event);
-        }
-        const std::int64_t now = Platform::MonotonicMilliseconds();
-        const bool idle = EngineRun::RunningDownloads() == 0;
-        waitingMilliseconds += idle ? now - lastTick : 0;
-        idleSince = !idle ? 0 : idleSince == 0 ? now : idleSince;
-        lastTick = now;
-        RetryDue(now);
-        if (now - lastSweep >= kSweepEvery) {
-            Sweep(now);
-        }
-        FreeStuck(now);
-        DropSilentFetches(now);
+        Turn();
         tick();
         if (StopRequested()) {
             return RunEnd::Stopped;
         }
-        if (limits.deadline != 0 && now >= limits.deadline) {
+        if (limits.deadline != 0 && Platform::MonotonicMilliseconds() >= limits.deadline) {
             return RunEnd::Timeout;
         }
     }
     return RunEnd::AllSettled;
+}
+
+void DownloadRun::Serve(const std::function<void()>& tick, const std::function<bool()>& ended) {
+    lastTick = lastSweep = Platform::MonotonicMilliseconds();
+    running = true;
+    while (!StopRequested() && !ended()) {
+        Turn();
+        tick();
+    }
 }
 
 // A running download learns of it at its next block; one that waits is dropped at once.

@@ -44,6 +44,9 @@ public:
     /// Writes the rows of all fresh files. Before the engine starts. False with `error` set.
     bool QueueAll(std::string& error);
 
+    /// Runs until `ended` says so or a signal comes; files may be added by `tick`, on demand.
+    void Serve(const std::function<void()>& tick, const std::function<bool()>& ended);
+
     /// Runs until every file is settled, the deadline passes or a signal comes. `tick` is called several times a
     /// second.
     RunEnd Run(const std::function<void()>& tick);
@@ -72,6 +75,7 @@ private:
         std::int64_t asked = 0;  ///< when the fetch was asked for; 0 before
     };
 
+    void Turn();
     void Handle(const EngineEvent& event);
     void Arrived(Job& job);
     void Failed(Job& job, const std::string& why);
@@ -79,6 +83,7 @@ private:
     void RetryDue(std::int64_t now);
     void Sweep(std::int64_t now);
     void FreeStuck(std::int64_t now);
+    void Delay(Job& job);
     void AskForFetches();
     bool AskFor(Job& job);
     void DropSilentFetches(std::int64_t now);
@@ -93,6 +98,9 @@ private:
     std::deque<Job> jobs;                           // addresses stay good
     std::unordered_map<std::wstring, Job*> byPath;  // full path as the engine writes it
     std::unordered_map<std::wstring, Job*> byFileId;
+    std::vector<Job*> delayed;  // those with nextTry set
+    std::vector<Job*> asking;   // fetches that have not been seen to begin
+    bool running = false;       // the engine is
     std::int64_t bytesAll = 0;
     std::int64_t open = 0;
     std::int64_t waitingMilliseconds = 0;

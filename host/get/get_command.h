@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -14,6 +15,7 @@
 #include "host/get/outcome.h"
 #include "host/get/placement.h"
 #include "host/module/session.h"
+#include "host/mount/entry_source.h"
 #include "host/report/reporter.h"
 
 /// "get": makes the visible tree hold what the cloud holds. One thread; one run.
@@ -39,8 +41,16 @@ public:
     /// An exit code; what there is to say is said.
     int Run();
 
+    /// Lists the cloud, calls `begin`, and then brings what `wishes` wants until `ended` says so or a signal comes. An
+    /// exit code.
+    int Serve(EntrySource& wishes, const std::function<bool(std::string&)>& begin, const std::function<bool()>& ended);
+
 private:
     bool NothingNew();
+    void Refresh(const CloudEntry& entry);
+    bool ListFor(EntrySource& wishes);
+    void FollowChanges(EntrySource& wishes);
+    void ServeWishes(EntrySource& wishes);
     int List(std::vector<CloudEntry>& entries);
     void PrepareRows();
     bool Choose(std::vector<CloudEntry>& entries);
@@ -75,7 +85,11 @@ private:
     std::unordered_map<std::string, Trouble> troubles;
     std::uint64_t receivedBefore = 0;
     Tally tally;
-    std::string cursor;  // of the changes after this run's list
+    EntrySource* source = nullptr;                       // who is told of settled entries; only while serving
+    std::unordered_map<std::string, CloudEntry> served;  // by path; only while serving
+    std::unordered_set<std::string> underWay;            // paths; only while serving
+    std::int64_t lastAsked = 0;                          // when the cloud was asked for changes
+    std::string cursor;                                  // of the changes after this run's list
 };
 
 }  // namespace Drive::Host

@@ -31,6 +31,9 @@ void GetCommand::Perform(const CloudEntry& entry, const EntryFacts& facts, const
         case Step::MakeFolder:
             return MakeFolder(entry, facts, Result::FolderMade);
         case Step::Unchanged:
+            if (facts.task.exists) {
+                DropDownload(entry.file.id);
+            }
             return options.verify ? CheckVisible(entry, facts, Result::Unchanged) : Tell(entry, Result::Unchanged, "");
         case Step::Adopt:
             return CheckVisible(entry, facts, Result::Adopted);

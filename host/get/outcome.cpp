@@ -46,6 +46,8 @@ const char* ResultWord(Result result) {
     return "unknown";
 }
 
+bool WasThere(Result result) { return result == Result::Unchanged || result == Result::FolderThere; }
+
 bool IsTrouble(Result result) {
     switch (result) {
         case Result::Conflict:

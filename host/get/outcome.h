@@ -39,6 +39,9 @@ struct Outcome {
 /// The word of a result in reports, such as "downloaded".
 const char* ResultWord(Result result);
 
+/// True when there was nothing to do.
+bool WasThere(Result result);
+
 /// True for results that make the command end with "some files did not".
 bool IsTrouble(Result result);
 

@@ -7,6 +7,7 @@
 #include "host/commands/cancel_command.h"
 #include "host/commands/doctor_command.h"
 #include "host/commands/init_command.h"
+#include "host/commands/mount_command.h"
 #include "host/commands/status_command.h"
 #include "host/commands/sync_command.h"
 #include "host/commands/verify_command.h"
@@ -31,6 +32,7 @@ struct CommandLine {
     GetOptions get;
     PutOptions put;
     std::string cancelPath;
+    std::string mountPoint;
     WatchOptions watch;
     int counted = 0;  // counts that the launcher has read already
     std::function<int()> chosen;
@@ -165,6 +167,22 @@ void AddCancel(CLI::App& app, CommandLine& line) {
     command->callback([&line] { line.chosen = [&line] { return RunCancel(line.stateFolder, line.cancelPath); }; });
 }
 
+void AddMount(CLI::App& app, CommandLine& line) {
+    CLI::App* command =
+        app.add_subcommand("mount", "show the cloud as a read-only file system; content comes on opening");
+    command->add_option("DIR", line.mountPoint, "an empty folder")->required();
+    command->add_option("--downloads", line.counted, "downloads at once")->check(CLI::Range(1, 64));
+    AddReport(*command, line.get.report);
+    command->callback([&line] {
+        line.chosen = [&line] {
+            line.get.onDemand = true;
+            return WithSession(
+                line, EngineRoot::Staging, [](Settings&) {},
+                [&line](Session& session) { return RunMount(session, line.get, line.mountPoint); });
+        };
+    });
+}
+
 void AddDoctor(CLI::App& app, CommandLine& line) {
     CLI::App* command = app.add_subcommand("doctor", "look for what is wrong and tell what to do");
     command->add_flag("--json", line.get.report.json, "tell it as a JSON object");
@@ -250,6 +268,7 @@ int RunCommandLine(int argc, char** argv) {
     AddCancel(app, line);
     AddSync(app, line);
     AddWatch(app, line);
+    AddMount(app, line);
     AddDoctor(app, line);
     AddStatus(app, line);
     try {

@@ -1,6 +1,7 @@
 #include "host/put/upload_run.h"
 
 #include <list>
+#include <utility>
 
 #include "host/get/back_off.h"
 #include "host/module/stop_signal.h"
@@ -112,6 +113,7 @@ void UploadRun::Failed(Job& job, const std::string& why) {
                           " times, see logs/transfer.log in the state folder; the next 'put' tries again");
     }
     job.nextTry = Platform::MonotonicMilliseconds() + WaitAfter(job.failures);
+    delayed.push_back(&job);
 }
 
 bool UploadRun::QueueAgain(Job& job) {
@@ -140,9 +142,14 @@ void UploadRun::Handle(const EngineEvent& event) {
 }
 
 void UploadRun::RetryDue(std::int64_t now) {
-    for (Job& job : jobs) {
-        if (!job.settled && !job.sent && job.nextTry != 0 && job.nextTry <= now && !QueueAgain(job)) {
-            Failed(job, "it could not be queued again");
+    for (Job* job : std::exchange(delayed, {})) {
+        if (job->settled || job->sent || job->nextTry == 0) {
+            continue;
+        }
+        if (job->nextTry > now) {
+            delayed.push_back(job);
+        } else if (!QueueAgain(*job)) {
+            Failed(*job, "it could not be queued again");
         }
     }
 }

@@ -71,6 +71,7 @@ private:
     const Listener settled;
     std::deque<Job> jobs;                           // addresses stay good
     std::unordered_map<std::wstring, Job*> byPath;  // full path as the engine writes it
+    std::vector<Job*> delayed;                      // those with nextTry set
     std::int64_t bytesAll = 0;
     std::int64_t open = 0;  // jobs that are neither settled nor sent
     std::int64_t waitingMilliseconds = 0;

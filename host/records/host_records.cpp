@@ -82,6 +82,19 @@ std::unordered_map<std::string, ProvedFile> HostRecords::AllProved() {
     });
 }
 
+std::optional<ProvedFile> HostRecords::Proved(const std::string& fileId) {
+    return body->Guarded([&](SQLite::Database& open) {
+        SQLite::Statement row(open, "SELECT path, size, changed, sha256, contentVersion FROM proved WHERE fileId = ?");
+        row.bind(1, fileId);
+        std::optional<ProvedFile> file;
+        if (row.executeStep()) {
+            file = ProvedFile{row.getColumn(0).getString(), row.getColumn(1).getInt64(), row.getColumn(2).getInt64(),
+                              row.getColumn(3).getString(), row.getColumn(4).getString()};
+        }
+        return file;
+    });
+}
+
 void HostRecords::PutProved(const std::string& fileId, const ProvedFile& file) {
     body->Run("INSERT OR REPLACE INTO proved VALUES (?,?,?,?,?,?)", fileId, file.path, file.size, file.changed,
               file.sha256, file.contentVersion);

@@ -56,6 +56,7 @@ public:
     void Open(const std::string& stateFolder, bool readOnly);
 
     std::unordered_map<std::string, ProvedFile> AllProved();
+    std::optional<ProvedFile> Proved(const std::string& fileId);
     void PutProved(const std::string& fileId, const ProvedFile& file);
     void ForgetProved(const std::string& fileId);
 

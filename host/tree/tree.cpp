@@ -87,6 +87,8 @@ int Tree::OpenParent(const std::string& path, std::string& name) const {
 
 int Tree::OpenFolder(const std::string& path) const { return OpenBeneath(path, O_RDONLY | O_DIRECTORY); }
 
+int Tree::OpenForReading(const std::string& path) const { return OpenBeneath(path, O_RDONLY | O_NOFOLLOW); }
+
 int Tree::OpenFile(const std::string& path) const { return OpenBeneath(path, O_WRONLY | O_NOFOLLOW); }
 
 FileFacts Tree::Look(const std::string& path) const {

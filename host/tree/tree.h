@@ -61,6 +61,9 @@ public:
     /// Opens a folder for reading its entries; "." is the root. The caller closes it; -1 with errno set on failure.
     int OpenFolder(const std::string& path) const;
 
+    /// Opens an existing file for reading. The caller closes it; -1 with errno set on failure.
+    int OpenForReading(const std::string& path) const;
+
     /// Opens an existing file for writing. The caller closes it; -1 with errno set on failure.
     int OpenFile(const std::string& path) const;
 
