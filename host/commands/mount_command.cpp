@@ -2,6 +2,7 @@
 
 #include <cstdio>
 
+#include "host/engine/engine_run.h"
 #include "host/module/exit_codes.h"
 #include "host/mount/file_system.h"
 #include "host/mount/mounted_tree.h"
@@ -9,7 +10,7 @@
 namespace Drive::Host {
 
 int RunMount(Session& session, const GetOptions& options, const std::string& mountPoint) {
-    MountedTree tree;
+    MountedTree tree(EngineRun::Wake);
     FileSystem files(tree, session.visible);
     GetCommand command(session, options);
     const int code = command.Serve(

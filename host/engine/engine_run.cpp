@@ -22,6 +22,7 @@ struct Inbox {
     std::mutex mutex;
     std::condition_variable changed;
     std::vector<EngineEvent> events;  // guarded by mutex
+    bool woken = false;               // guarded by mutex
     bool stopped = false;             // guarded by mutex
 };
 
@@ -91,8 +92,17 @@ void EngineRun::Start() {
 std::vector<EngineEvent> EngineRun::Wait(int milliseconds) {
     Inbox& inbox = TheInbox();
     std::unique_lock lock(inbox.mutex);
-    inbox.changed.wait_for(lock, std::chrono::milliseconds(milliseconds), [&] { return !inbox.events.empty(); });
+    inbox.changed.wait_for(lock, std::chrono::milliseconds(milliseconds),
+                           [&] { return inbox.woken || !inbox.events.empty(); });
+    inbox.woken = false;
     return std::exchange(inbox.events, {});
+}
+
+void EngineRun::Wake() {
+    Inbox& inbox = TheInbox();
+    const std::lock_guard lock(inbox.mutex);
+    inbox.woken = true;
+    inbox.changed.notify_all();
 }
 
 int EngineRun::RunningDownloads() {

@@ -30,6 +30,9 @@ public:
     /// Waits for the next event, this long at most, and takes all that came.
     static std::vector<EngineEvent> Wait(int milliseconds);
 
+    /// Ends a Wait early. Any thread.
+    static void Wake();
+
     /// Downloads that are running now.
     static int RunningDownloads();
 

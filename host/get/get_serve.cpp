@@ -78,7 +78,8 @@ void GetCommand::ServeWishes(EntrySource& wishes) {
         Act(found->second);
     }
     FollowChanges(wishes);
-    ShowProgress();
+    RunDesk::Get().Tell("mount", {0, 0, downloads.FilesDone(), downloads.FilesAll()});
+    RunDesk::Get().Serve([this](const std::string& path) { return downloads.Cancel(path); });
 }
 
 int GetCommand::Serve(EntrySource& wishes, const std::function<bool(std::string&)>& begin,

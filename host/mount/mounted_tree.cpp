@@ -36,7 +36,7 @@ struct MountedTree::Body {
     bool ended = false;
 };
 
-MountedTree::MountedTree() : body(std::make_unique<Body>()) {}
+MountedTree::MountedTree(std::function<void()> wake) : wake(std::move(wake)), body(std::make_unique<Body>()) {}
 MountedTree::~MountedTree() = default;
 
 void MountedTree::Listed(const std::vector<CloudEntry>& entries) {
@@ -96,6 +96,7 @@ Brought MountedTree::Bring(const std::string& path, const std::function<bool()>&
     std::unique_lock lock(body->mutex);
     const std::uint64_t before = body->settled[path].count;
     body->wanted.push_back(path);
+    wake();
     while (body->settled[path].count == before) {
         if (body->ended) {
             return Brought::Ended;

@@ -24,7 +24,8 @@ enum class Brought { Here, Failed, Interrupted, Ended };
 
 class MountedTree : public EntrySource {
 public:
-    MountedTree();
+    /// `wake` is called, on a thread of the kernel's, when something is wanted.
+    explicit MountedTree(std::function<void()> wake);
     ~MountedTree() override;
 
     // For the command.
@@ -42,6 +43,7 @@ public:
     Brought Bring(const std::string& path, const std::function<bool()>& interrupted);
 
 private:
+    const std::function<void()> wake;
     struct Body;
     const std::unique_ptr<Body> body;
 };

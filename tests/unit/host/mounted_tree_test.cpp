@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
 #include <future>
 #include <thread>
 
@@ -37,7 +38,8 @@ protected:
         return std::async(std::launch::async, [this, path] { return tree.Bring(path, Never); });
     }
 
-    MountedTree tree;
+    std::atomic<int> woken{0};
+    MountedTree tree{[this] { ++woken; }};
 };
 
 TEST_F(Mounted, ShowsWhatTheCloudLists) {
@@ -62,6 +64,7 @@ TEST_F(Mounted, ShowsNothingThatCannotStandOnThisDisk) {
 TEST_F(Mounted, AnOpeningWaitsUntilTheFileIsHere) {
     std::future<Brought> brought = Bring("top");
     EXPECT_EQ(Asked(), std::vector<std::string>{"top"});
+    EXPECT_EQ(woken, 1);
     tree.Settled("folder/file", true, "");
     EXPECT_EQ(brought.wait_for(std::chrono::milliseconds(50)), std::future_status::timeout);
     tree.Settled("top", true, "");
