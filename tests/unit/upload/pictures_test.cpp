@@ -1,0 +1,281 @@
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+
+#include "interfaces/common/globals.h"
+#include "interfaces/platform/native_path.h"
+#include "tests/unit/upload/upload_bench.h"
+#include "upload/upload_task_manager.h"
+
+namespace Drive::Testing {
+namespace {
+
+using Common::ThumbnailOptions;
+
+std::string PictureError(const std::string& text) { return "error UpLoadTaskManger|createThumbnailFile|" + text; }
+
+class UploadPictures : public UploadBench {
+protected:
+    UploadPictures() {
+        common.createThumbnail.Always(
+            [this](const Common::FileItem&, const ThumbnailOptions& option, const std::wstring& target) {
+                const bool small = option == ThumbnailOptions::Thumbnail;
+                WriteNative(target, Content(small ? smallBytes : largeBytes, small ? 11 : 12));
+                return true;
+            });
+    }
+
+    static void WriteNative(const std::wstring& path, const std::string& bytes) {
+        std::filesystem::create_directories(std::filesystem::path(Platform::NativePath(path)).parent_path());
+        std::ofstream(Platform::NativePath(path), std::ios::binary) << bytes;
+    }
+
+    static std::string ReadNative(const std::wstring& path) {
+        std::ifstream in(Platform::NativePath(path), std::ios::binary);
+        if (!in) return "(absent)";
+        return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+    }
+
+    std::wstring Small() const { return g_thumbnailFolder + L"Photos\\cat.png.jpg"; }
+    std::wstring Large() const { return g_lcdthumbnailFolder + L"Photos\\cat.png.jpg"; }
+
+    Common::FileItem GivePicture(std::size_t bytes = 100) {
+        return Give(L"Local-1", L"Photos\\cat.png", Content(bytes));
+    }
+
+    void ExpectPictureFailure(const std::string& text) {
+        EXPECT_EQ(Reports(),
+                  (Texts{PictureError(text),
+                         "error UpLoadTaskManger|uploadTask|Terminate upload task:Failed to create thumbnail. "
+                         "fileid=Local-1",
+                         "stat 15002|UpLoadTaskManger::uploadTask |Terminate upload task:Failed to create thumbnail. "
+                         "fileid=Local-1"}));
+        EXPECT_EQ(cloud.objectsUploadStart.Calls(), 0);
+        EXPECT_EQ(world.Row(L"Local-1").GetFileStatus(), 13);
+        EXPECT_TRUE(Journal::Has(Kind::Database, "UpdateTaskItem(Local-1, {fragmentInfo: }, 2)"));
+    }
+
+    std::size_t smallBytes = 20;
+    std::size_t largeBytes = 40;
+};
+
+TEST_F(UploadPictures, AreMadeInOrderBeforeTheStart) {
+    GivePicture();
+    Run(L"Local-1");
+    EXPECT_TRUE(
+        InOrder(Lines(),
+                {"common CreateLocalDirectory(SMALL\\Photos\\)", "common CreateLocalDirectory(LARGE\\Photos\\)",
+                 "callback service(2, ROOT\\Photos\\cat.png)", "common IsFileExists(SMALL\\Photos\\cat.png.jpg)",
+                 "common CreateThumbnail(Local-1, 0, SMALL\\Photos\\cat.png.jpg)",
+                 "common IsFileExists(LARGE\\Photos\\cat.png.jpg)",
+                 "common CreateThumbnail(Local-1, 1, LARGE\\Photos\\cat.png.jpg)",
+                 "common ReadLocalFile(SMALL\\Photos\\cat.png.jpg)", "common ReadLocalFile(LARGE\\Photos\\cat.png.jpg)",
+                 "db UpdateDriveData(Local-1, {attachmentSize: 20 40})",
+                 "cloud ObjectsUploadStart(Local-1, " + Sha256(Content(100)) + ", )"}))
+        << Tidy(Journal::Dump());
+    EXPECT_EQ(world.Row(L"cloud-1").GetAttachmentSize(), (std::vector<int>{20, 40}));
+}
+
+TEST_F(UploadPictures, RideOnTheLastObjectSmallFirstEachAStreamOfItsOwn) {
+    cloud.sliceSize = 64;
+    GivePicture();
+    std::vector<Common::ObjectInfoList> sent;
+    cloud.filesCreateComplete.Before([&](const Common::FileItem&, const std::wstring&,
+                                         Common::CreateUpdateRequestModel& model,
+                                         WMap&) { sent = model.GetObjectInfoList(); });
+    common.getFileHmac.AlwaysReturns(std::string(64, '1'));
+    Run(L"Local-1");
+    ASSERT_EQ(sent.size(), 1u);
+    EXPECT_EQ(sent[0].objectIds.size(), 3u);
+    ASSERT_EQ(sent[0].attachmentList.size(), 2u);
+    EXPECT_EQ(sent[0].attachmentList[0].name, L"small");
+    EXPECT_EQ(sent[0].attachmentList[0].length, 20);
+    EXPECT_EQ(sent[0].attachmentList[1].name, L"large");
+    EXPECT_EQ(sent[0].attachmentList[1].length, 40);
+
+    const Common::Bytes key(16, 0x11);
+    const Common::Bytes stored = cloud.objects[L"Local-1-object-2"];
+    ASSERT_EQ(stored.size(), 80u);
+    Common::Bytes small, large;
+    ASSERT_TRUE(Common::EncryptHelper::AES_128_CBC_Decrypt(key, key, Common::Bytes(stored.begin(), stored.begin() + 32),
+                                                           small));
+    ASSERT_TRUE(
+        Common::EncryptHelper::AES_128_CBC_Decrypt(key, key, Common::Bytes(stored.begin() + 32, stored.end()), large));
+    EXPECT_EQ(std::string(small.begin(), small.end()), Content(20, 11));
+    EXPECT_EQ(std::string(large.begin(), large.end()), Content(40, 12));
+    EXPECT_EQ(Journal::Count(Kind::Trace, "UpLoadTaskManger.uploadTask:upload attachment"), 1);
+    EXPECT_EQ(Journal::CountBeginning(Kind::Trace, "UpLoadTaskManger.fileUpload:upload slicefile stratoffset= "), 2);
+}
+
+TEST_F(UploadPictures, AreNotListedWhenTheirObjectWasStoredEarlier) {
+    GivePicture(10);
+    smallBytes = 5;
+    largeBytes = 6;
+    SetRecord(L"Local-1",
+              R"({"uploadType":"client","version":1,"sliceSize":16,)"
+              R"("items":[{"objectId":"p1","length":16,"status":true},{"objectId":"p2","length":32,"status":true}]})");
+    std::vector<Common::ObjectInfoList> sent;
+    cloud.filesCreateComplete.Before([&](const Common::FileItem&, const std::wstring&,
+                                         Common::CreateUpdateRequestModel& model,
+                                         WMap&) { sent = model.GetObjectInfoList(); });
+    Run(L"Local-1");
+    ASSERT_EQ(sent.size(), 1u);
+    EXPECT_EQ(sent[0].objectIds, (std::vector<std::wstring>{L"p1", L"p2"}));
+    EXPECT_TRUE(sent[0].attachmentList.empty());
+    EXPECT_EQ(Journal::Count(Kind::Trace, "UpLoadTaskManger.uploadTask:upload attachment"), 0);
+}
+
+TEST_F(UploadPictures, AVideoHasThemToo) {
+    Give(L"Local-1", L"clip.bin", Content(100));
+    common.isImageFile.AlwaysReturns(false);
+    common.isVideoFile.AlwaysReturns(true);
+    Run(L"Local-1");
+    EXPECT_EQ(common.createThumbnail.Calls(), 2);
+}
+
+TEST_F(UploadPictures, OtherFilesHaveNone) {
+    Give(L"Local-1", L"a.bin", Content(100));
+    Run(L"Local-1");
+    EXPECT_EQ(common.createLocalDirectory.Calls(), 0);
+    EXPECT_EQ(Journal::CountBeginning(Kind::Callback, "service(2"), 0);
+}
+
+TEST_F(UploadPictures, ThatExistAreReusedWithoutALookAtTheirAge) {
+    GivePicture();
+    WriteNative(Small(), Content(7));
+    WriteNative(Large(), Content(9));
+    Run(L"Local-1");
+    EXPECT_EQ(common.createThumbnail.Calls(), 0);
+    EXPECT_EQ(world.Row(L"cloud-1").GetAttachmentSize(), (std::vector<int>{7, 9}));
+}
+
+TEST_F(UploadPictures, ThatAreBiggerThanTheFileAreReplacedByTheFile) {
+    GivePicture(30);
+    Run(L"Local-1");
+    EXPECT_TRUE(InOrder(
+        Lines(),
+        {"common ReadLocalFile(SMALL\\Photos\\cat.png.jpg)", "common ReadLocalFile(LARGE\\Photos\\cat.png.jpg)",
+         "file CopyFileW(ROOT\\Photos\\cat.png, LARGE\\Photos\\cat.png.jpg, 0)",
+         "common ReadLocalFile(LARGE\\Photos\\cat.png.jpg)", "db UpdateDriveData(Local-1, {attachmentSize: 20 30})"}))
+        << Tidy(Journal::Dump());
+    EXPECT_EQ(Journal::CountBeginning(Kind::File, "CopyFileW"), 1);
+    EXPECT_EQ(ReadNative(Large()), Content(30));
+}
+
+TEST_F(UploadPictures, OfExactlyTheFilesSizeAreKept) {
+    GivePicture(40);
+    Run(L"Local-1");
+    EXPECT_EQ(Journal::CountBeginning(Kind::File, "CopyFileW"), 0);
+    EXPECT_EQ(world.Row(L"cloud-1").GetAttachmentSize(), (std::vector<int>{20, 40}));
+}
+
+TEST_F(UploadPictures, OfOtherSizesThanPlannedEmptyTheRecord) {
+    Common::FileItem file = GivePicture();
+    file.SetAttachmentSize({20, 41});
+    world.Put(file);
+    SetRecord(L"Local-1", R"({"version":1,"recordCursor":"stale"})");
+    Run(L"Local-1");
+    EXPECT_TRUE(InOrder(
+        Lines(), {"common ReadLocalFile(LARGE\\Photos\\cat.png.jpg)", "db UpdateTaskItem(Local-1, {fragmentInfo: }, 2)",
+                  "db UpdateDriveData(Local-1, {attachmentSize: 20 40})",
+                  "cloud ObjectsUploadStart(Local-1, " + Sha256(Content(100)) + ", )"}))
+        << Tidy(Journal::Dump());
+}
+
+TEST_F(UploadPictures, OfTheSizesPlannedKeepTheRecord) {
+    Common::FileItem file = GivePicture();
+    file.SetAttachmentSize({20, 40});
+    world.Put(file);
+    SetRecord(L"Local-1", R"({"version":9,"recordCursor":"good"})");
+    Run(L"Local-1");
+    EXPECT_TRUE(Journal::Has(Kind::Cloud, "ObjectsUploadStart(Local-1, " + Sha256(Content(100)) + ", good)"));
+}
+
+TEST_F(UploadPictures, AreNotComparedWithASingleSize) {
+    Common::FileItem file = GivePicture();
+    file.SetAttachmentSize({1});
+    world.Put(file);
+    SetRecord(L"Local-1", R"({"version":9,"recordCursor":"good"})");
+    Run(L"Local-1");
+    EXPECT_TRUE(Journal::Has(Kind::Cloud, "ObjectsUploadStart(Local-1, " + Sha256(Content(100)) + ", good)"));
+}
+
+TEST_F(UploadPictures, OfNoBytesFailTheAttemptAndAreRemoved) {
+    GivePicture();
+    smallBytes = 0;
+    Run(L"Local-1");
+    ExpectPictureFailure("createThumbnailFile Fail: thumbnail file is empty");
+    EXPECT_TRUE(InOrder(
+        Lines(), {"common RemoveFile(SMALL\\Photos\\cat.png.jpg)", "common RemoveFile(LARGE\\Photos\\cat.png.jpg)",
+                  PictureError("createThumbnailFile Fail: thumbnail file is empty")}));
+    EXPECT_EQ(ReadNative(Small()), "(absent)");
+    EXPECT_EQ(ReadNative(Large()), "(absent)");
+    smallBytes = 20;
+    Run(L"Local-1");
+    EXPECT_EQ(world.Row(L"cloud-1").GetFileStatus(), 1);
+}
+
+TEST_F(UploadPictures, WithoutASmallFolderFail) {
+    GivePicture();
+    common.createLocalDirectory.NextReturns(false);
+    Run(L"Local-1");
+    ExpectPictureFailure("upload file create thumbnail directory fail. fileid=Local-1");
+}
+
+TEST_F(UploadPictures, WithoutALargeFolderFail) {
+    GivePicture();
+    common.createLocalDirectory.NextDefault();
+    common.createLocalDirectory.NextReturns(false);
+    Run(L"Local-1");
+    ExpectPictureFailure("upload file create  LCD-image directory fail. fileid=Local-1");
+    EXPECT_EQ(Journal::CountBeginning(Kind::Callback, "service(2"), 0);
+}
+
+TEST_F(UploadPictures, FailWhenTheSmallOneCannotBeMade) {
+    GivePicture();
+    common.createThumbnail.NextReturns(false);
+    Run(L"Local-1");
+    ExpectPictureFailure("upload file create thumbnail file fail. fileid=Local-1");
+}
+
+TEST_F(UploadPictures, FailWhenTheLargeOneCannotBeMadeAndTheSmallOneStays) {
+    GivePicture();
+    common.createThumbnail.Next([this](const Common::FileItem&, const ThumbnailOptions&, const std::wstring& target) {
+        WriteNative(target, Content(20));
+        return true;
+    });
+    common.createThumbnail.NextReturns(false);
+    Run(L"Local-1");
+    ExpectPictureFailure("upload file create LCD-image file fail. fileid=Local-1");
+    EXPECT_EQ(ReadNative(Small()), Content(20));
+}
+
+TEST_F(UploadPictures, CannotBeMadeWithoutTheHostsCallback) {
+    GivePicture();
+    TransferService::UpLoadTaskManger::getInstance().SetUploadServiceCallbackFun(nullptr);
+    Run(L"Local-1");
+    ExpectPictureFailure("fail: bad_function_call");
+}
+
+TEST_F(UploadPictures, AreRemovedWithTheRecordWhenTheFileChangedUnderTheUpload) {
+    GivePicture();
+    common.getFileHash.Always([](const std::wstring&, std::wstring& sha256, std::wstring& md5) {
+        sha256 = L"other";
+        md5 = L"other";
+        return true;
+    });
+    Run(L"Local-1");
+    EXPECT_TRUE(InOrder(Lines(), {"db UpdateTaskItem(Local-1, {fragmentInfo: }, 2)",
+                                  "common DeleteLocalFile(SMALL\\Photos\\cat.png.jpg)",
+                                  "common DeleteLocalFile(LARGE\\Photos\\cat.png.jpg)",
+                                  "error UpLoadTaskManger|fileCreateComplete|Check file hash error  "
+                                  "fileId=Local-1;sha256=other;md5=other"}))
+        << Tidy(Journal::Dump());
+    EXPECT_EQ(ReadNative(Small()), "(absent)");
+    EXPECT_EQ(world.Row(L"Local-1").GetAttachmentSize(), (std::vector<int>{20, 40}));
+}
+
+}  // namespace
+}  // namespace Drive::Testing
