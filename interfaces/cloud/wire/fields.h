@@ -73,8 +73,8 @@ inline constexpr const char* kStatus = "status";
 inline constexpr const char* kUrl = "url";
 inline constexpr const char* kMethod = "method";
 inline constexpr const char* kHeaders = "headers";
-inline constexpr const char* kResponse = "response";  // the store's answer text
-inline constexpr const char* kExpires = "expires";    // query of a signed address, seconds since the epoch
+inline constexpr const char* kResponse = "response";    // the store's answer text
+inline constexpr const char* kExpires = "expires";      // query of a signed address, seconds since the epoch
 inline constexpr const char* kSignature = "signature";  // query of a signed address
 
 // Completion and download.
