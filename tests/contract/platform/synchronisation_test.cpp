@@ -113,7 +113,7 @@ TEST(ConditionVariable, ADeadlineInThePastPassesAtOnce) {
     for (const std::int64_t deadline : {before - 1, std::int64_t{0}, std::numeric_limits<std::int64_t>::min()}) {
         EXPECT_FALSE(condition.wait_until(lock, deadline));
     }
-    EXPECT_LT(MonotonicMilliseconds() - before, 2000);
+    EXPECT_LT(MonotonicMilliseconds() - before, 20000);
 }
 
 TEST(ConditionVariable, WaitUntilIsTrueWhenSignalledInTime) {
