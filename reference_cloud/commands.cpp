@@ -92,6 +92,14 @@ void RevokeTokens(const UserOptions& options) {
     std::cout << "all tokens of " << user.name << " revoked" << std::endl;
 }
 
+void RemoveUser(const UserOptions& options) {
+    const auto cloud = OpenCloud(options.data);
+    const User user = NeedUser(*cloud, options.name);
+    cloud->metadata->Change([&](Rows& rows) { rows.DropUser(user.id); });
+    std::cout << "user " << user.name << " removed; the next start of the server clears the stored files away"
+              << std::endl;
+}
+
 void AddPasswordOptions(CLI::App& command, UserOptions& options, bool needed) {
     auto* group = command.add_option_group("password");
     group->add_option("--password-file", options.passwordFile, "File whose first line is the password");
@@ -132,6 +140,7 @@ void AddUserCommands(CLI::App& app) {
     };
     settings(command("add", "Add a user", true, AddUser), true);
     settings(command("set", "Change a user; a new password ends every sign-in", true, SetUser), false);
+    command("remove", "Remove a user and all files of theirs", true, RemoveUser);
     command("list", "List the users: name, id, space, way of sending", false, ListUsers);
 }
 

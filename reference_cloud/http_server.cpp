@@ -421,7 +421,6 @@ void HttpServer::Impl::Start() {
         {MHD_OPTION_CONNECTION_MEMORY_LIMIT, kConnectionMemory, nullptr},
         {MHD_OPTION_CONNECTION_LIMIT, settings_.connections, nullptr},
         {MHD_OPTION_CONNECTION_TIMEOUT, settings_.idleSeconds, nullptr},
-        {MHD_OPTION_LISTENING_ADDRESS_REUSE, 1, nullptr},
         {MHD_OPTION_NOTIFY_COMPLETED, reinterpret_cast<intptr_t>(&Impl::OnCompleted), this},
         {MHD_OPTION_NOTIFY_CONNECTION, reinterpret_cast<intptr_t>(&Impl::OnConnection), this}};
     if (!settings_.certificate.empty()) {

@@ -19,6 +19,8 @@ public:
     virtual std::optional<User> UserById(const std::string& id) = 0;
     virtual std::optional<User> UserByName(const std::string& name) = 0;
     virtual std::vector<User> Users() = 0;
+    /// The user with everything that is theirs, store files apart: those are cleared away when no row names them.
+    virtual void DropUser(const std::string& id) = 0;
     virtual void AddUsed(const std::string& userId, std::int64_t bytes) = 0;
 
     virtual void PutToken(const Token& token) = 0;

@@ -35,7 +35,11 @@ Server::Server(ServerSettings settings)
     AddUploadRoutes(router_, *cloud_);
     AddStoreRoutes(router_, *cloud_);
     AddProxyRoutes(router_, *cloud_);
+}
+
+void Server::Start() {
     housekeeping_.Start();
+    http_.Start();
 }
 
 void Server::ReloadScenario() {

@@ -27,7 +27,7 @@ public:
     /// when another server works on the folder.
     explicit Server(ServerSettings settings);
 
-    void Start() { http_.Start(); }
+    void Start();
     int Port() const { return http_.Port(); }
     /// Waits up to `seconds` for requests under way.
     void Stop(int seconds) { http_.Drain(seconds); }

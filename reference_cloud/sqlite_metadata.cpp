@@ -4,6 +4,8 @@
 #include <SQLiteCpp/VariadicBind.h>
 #include <sys/stat.h>
 
+#include <condition_variable>
+#include <exception>
 #include <map>
 #include <mutex>
 #include <sstream>
@@ -15,6 +17,8 @@ namespace Drive::ReferenceCloud {
 namespace {
 
 using Statement = SQLite::Statement;
+
+constexpr int kBusyMilliseconds = 30000;
 
 std::string JoinSizes(const std::vector<std::int64_t>& sizes) {
     std::string text;
@@ -110,6 +114,12 @@ public:
         return One<User>("SELECT * FROM users WHERE name = ?", name);
     }
     std::vector<User> Users() override { return Many<User>("SELECT * FROM users ORDER BY name"); }
+    void DropUser(const std::string& id) override {
+        for (const char* table : {"tokens", "files", "changes", "contents", "objects", "uploads"}) {
+            Run("DELETE FROM " + std::string(table) + " WHERE userId = ?", id);
+        }
+        Run("DELETE FROM users WHERE id = ?", id);
+    }
     void AddUsed(const std::string& userId, std::int64_t bytes) override {
         Run("UPDATE users SET used = max(0, used + ?) WHERE id = ?", bytes, userId);
     }
@@ -220,6 +230,11 @@ public:
         return Many<Upload>("SELECT * FROM uploads WHERE touched < ? LIMIT ?", time, limit);
     }
 
+    /// Ends every statement. One that still stands on a row would keep the connection on an old state for ever.
+    void Settle() {
+        for (auto& [text, statement] : statements_) statement->tryReset();
+    }
+
 private:
     template <class... Values>
     Statement& Prepare(const std::string& sql, const Values&... values) {
@@ -296,37 +311,107 @@ private:
     std::map<std::string, std::string> puts_;
 };
 
+/// One connection with its prepared statements; one thread at a time.
+struct Connection {
+    explicit Connection(const std::string& path)
+        : database(path, SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE, kBusyMilliseconds), rows(database) {
+        database.exec("PRAGMA journal_mode = WAL");
+        database.exec("PRAGMA synchronous = FULL");
+        database.exec("PRAGMA cache_size = -32768");
+    }
+    SQLite::Database database;
+    SqliteRows rows;
+};
+
+/// Reads have a connection of their own, so that they do not wait for the disk while a change is synced. Changes that
+/// come while one is being synced are put into one transaction together, each behind a savepoint of its own: what
+/// costs is the sync, not the work.
 class SqliteMetadata : public MetadataStore {
 public:
-    explicit SqliteMetadata(const std::string& path)
-        : database_(path, SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE, 30000), rows_(database_) {
+    explicit SqliteMetadata(const std::string& path) : writer_(path), reader_(path) {
         ::chmod(path.c_str(), 0600);
-        database_.exec("PRAGMA journal_mode = WAL");
-        database_.exec("PRAGMA synchronous = FULL");
-        database_.exec("PRAGMA cache_size = -65536");
-        database_.exec(kSqliteSchema);
+        writer_.database.exec(kSqliteSchema);
     }
 
     void Change(const std::function<void(Rows&)>& work) override {
-        Transact(SQLite::TransactionBehavior::IMMEDIATE, work);
+        Pending own{&work, nullptr, false};
+        std::unique_lock lock(queueMutex_);
+        queue_.push_back(&own);
+        while (!own.done) {
+            if (leading_) {
+                turn_.wait(lock);
+                continue;
+            }
+            leading_ = true;
+            std::vector<Pending*> batch;
+            batch.swap(queue_);
+            lock.unlock();
+            Commit(batch);
+            lock.lock();
+            for (Pending* pending : batch) pending->done = true;
+            leading_ = false;
+            turn_.notify_all();
+        }
+        lock.unlock();
+        if (own.error) std::rethrow_exception(own.error);
     }
 
     void Read(const std::function<void(Rows&)>& work) override {
-        Transact(SQLite::TransactionBehavior::DEFERRED, work);
-    }
-
-private:
-    void Transact(SQLite::TransactionBehavior behavior, const std::function<void(Rows&)>& work) {
-        const std::lock_guard lock(mutex_);
-        SQLite::Transaction transaction(database_, behavior);
-        work(rows_);
+        const std::lock_guard lock(readMutex_);
+        SQLite::Transaction transaction(reader_.database, SQLite::TransactionBehavior::DEFERRED);
+        try {
+            work(reader_.rows);
+        } catch (...) {
+            reader_.rows.Settle();
+            throw;
+        }
+        reader_.rows.Settle();
         transaction.commit();
     }
 
-    std::mutex mutex_;
-    // Guarded by mutex_.
-    SQLite::Database database_;
-    SqliteRows rows_;
+private:
+    struct Pending {
+        const std::function<void(Rows&)>* work;
+        std::exception_ptr error;
+        bool done;  // guarded by queueMutex_
+    };
+
+    /// All of the batch in one transaction; what throws is taken back alone.
+    void Commit(const std::vector<Pending*>& batch) {
+        try {
+            SQLite::Transaction transaction(writer_.database, SQLite::TransactionBehavior::IMMEDIATE);
+            for (Pending* pending : batch) pending->error = Attempt(*pending->work);
+            transaction.commit();
+        } catch (...) {
+            for (Pending* pending : batch) pending->error = std::current_exception();
+        }
+    }
+
+    /// One change behind a savepoint; null when it went through.
+    std::exception_ptr Attempt(const std::function<void(Rows&)>& work) {
+        writer_.database.exec("SAVEPOINT change");
+        std::exception_ptr error;
+        try {
+            work(writer_.rows);
+        } catch (...) {
+            error = std::current_exception();
+        }
+        writer_.rows.Settle();
+        if (error) writer_.database.exec("ROLLBACK TO change");
+        writer_.database.exec("RELEASE change");
+        return error;
+    }
+
+    std::mutex queueMutex_;
+    std::condition_variable turn_;
+    // Guarded by queueMutex_.
+    std::vector<Pending*> queue_;
+    bool leading_ = false;
+    // Used by whoever leads.
+    Connection writer_;
+
+    std::mutex readMutex_;
+    Connection reader_;  // guarded by readMutex_
 };
 
 }  // namespace

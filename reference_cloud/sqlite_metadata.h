@@ -7,7 +7,7 @@
 
 namespace Drive::ReferenceCloud {
 
-/// The rows in one SQLite file: WAL, every transaction synced, one connection and one writer at a time; other
+/// The rows in one SQLite file: WAL, every change synced before it counts as done; other
 /// processes (the user and import commands) may work on the file beside. Throws when the file cannot be opened.
 std::unique_ptr<MetadataStore> OpenSqliteMetadata(const std::string& path);
 

@@ -1,0 +1,99 @@
+#include "reference_cloud/scenario.h"
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+
+#include "tests/unit/reference_cloud/temporary_folder.h"
+
+namespace Drive::ReferenceCloud {
+
+namespace {
+
+class ScenarioTest : public testing::Test {
+protected:
+    std::string Write(const std::string& text) {
+        const auto path = folder_.Path() / "scenario.json";
+        std::ofstream(path) << text;
+        return path.string();
+    }
+    static bool Strikes(Scenario& scenario, const std::string& path = "/v1/files/1/content",
+                        const std::string& method = "GET", const std::string& user = "anna") {
+        return scenario.Strike(method, path, user).has_value();
+    }
+
+    TemporaryFolder folder_;
+};
+
+TEST_F(ScenarioTest, StrikesTheRequestsThatFitAndNoOthers) {
+    Scenario scenario(Write(R"({"rules": [{"method": "GET", "path": "/v1/files/*/content", "user": "anna"}]})"));
+    EXPECT_TRUE(Strikes(scenario));
+    EXPECT_FALSE(Strikes(scenario, "/v1/files/1/content", "PUT"));
+    EXPECT_FALSE(Strikes(scenario, "/v1/files/1/download"));
+    EXPECT_FALSE(Strikes(scenario, "/v1/files/1/content", "GET", "eve"));
+}
+
+TEST_F(ScenarioTest, CountsOnlyWhatFits) {
+    Scenario scenario(Write(R"({"rules": [{"path": "/a", "nth": 2}]})"));
+    EXPECT_FALSE(Strikes(scenario, "/a"));
+    EXPECT_FALSE(Strikes(scenario, "/b"));
+    EXPECT_TRUE(Strikes(scenario, "/a"));
+    EXPECT_FALSE(Strikes(scenario, "/a"));
+}
+
+TEST_F(ScenarioTest, StrikesFromTheNthOnEverySoManyAndSoOften) {
+    Scenario scenario(Write(R"({"rules": [{"from": 2, "every": 3, "times": 2}]})"));
+    std::string pattern;
+    for (int request = 0; request < 10; ++request) pattern += Strikes(scenario) ? 'x' : '.';
+    EXPECT_EQ(pattern, ".x..x.....");
+}
+
+TEST_F(ScenarioTest, TakesTheFirstRuleThatStrikesWhileAllCount) {
+    Scenario scenario(Write(R"({"rules": [{"name": "one", "nth": 1}, {"name": "two", "nth": 2}]})"));
+    EXPECT_EQ(scenario.Strike("GET", "/", "")->rule, "one");
+    EXPECT_EQ(scenario.Strike("GET", "/", "")->rule, "two");
+}
+
+TEST_F(ScenarioTest, ReadsWhatARuleDoes) {
+    Scenario scenario(Write(R"({"migrating": true, "rules": [{"status": 503, "errorCode": "1", "delay": 0.5,
+        "rate": 7, "uploadRate": 8, "cutAfter": 9, "corrupt": 10, "drop": true, "afterWork": true,
+        "headers": {"Retry-After": "3"}}]})"));
+    const auto what = scenario.Strike("GET", "/", "");
+    ASSERT_TRUE(what);
+    EXPECT_EQ(what->status, 503);
+    EXPECT_EQ(what->errorCode, "1");
+    EXPECT_EQ(what->delay, 0.5);
+    EXPECT_EQ(what->rate, 7);
+    EXPECT_EQ(what->uploadRate, 8);
+    EXPECT_EQ(what->cutAfter, 9);
+    EXPECT_EQ(what->corrupt, 10);
+    EXPECT_TRUE(what->drop && what->afterWork);
+    EXPECT_EQ(what->headers.at("Retry-After"), "3");
+    EXPECT_TRUE(scenario.Migrating());
+}
+
+TEST_F(ScenarioTest, StartsAfreshWhenTheFileIsReadAgain) {
+    Scenario scenario(Write(R"({"rules": [{"times": 1}]})"));
+    EXPECT_TRUE(Strikes(scenario));
+    EXPECT_FALSE(Strikes(scenario));
+    EXPECT_FALSE(scenario.Reload(true));
+    EXPECT_TRUE(Strikes(scenario));
+}
+
+TEST_F(ScenarioTest, KeepsItsRulesWhenTheFileBecomesUnreadable) {
+    Scenario scenario(Write(R"({"rules": [{}]})"));
+    Write("{ broken");
+    EXPECT_TRUE(scenario.Reload(true));
+    EXPECT_TRUE(Strikes(scenario));
+}
+
+TEST_F(ScenarioTest, RefusesAFileThatIsNoScenario) {
+    for (const char* text :
+         {"", "[]", "{}", R"({"rules": 1})", R"({"rules": [1]})", R"({"rules": [{"status": "x"}]})"}) {
+        EXPECT_THROW(Scenario(Write(text)), std::runtime_error) << text;
+    }
+}
+
+}  // namespace
+
+}  // namespace Drive::ReferenceCloud

@@ -1,0 +1,335 @@
+#include "tests/unit/reference_cloud/cloud_fixture.h"
+
+namespace Drive::ReferenceCloud {
+
+namespace {
+
+class UploadRoutes : public CloudTest {
+protected:
+    Answer Start(const SampleUpload& upload, const std::string& cursor = "") {
+        Json::Value body = upload.Start(client);
+        body["recordCursor"] = cursor;
+        return client.Post("/v1/uploads/start", body);
+    }
+    Answer Create(const Json::Value& body) { return client.Post("/v1/uploads/create-complete", body); }
+    Answer Update(const Json::Value& body) { return client.Post("/v1/uploads/update-complete", body); }
+
+    void ExpectRefusal(const Answer& answer, int status, const char* code) {
+        EXPECT_EQ(answer.status, status) << answer.body;
+        EXPECT_EQ(answer.json["errorCode"], code);
+        EXPECT_FALSE(answer.json["description"].asString().empty());
+    }
+
+    SampleUpload sample_{RandomText(3000)};
+};
+
+TEST_F(UploadRoutes, TheStartPlansOneObjectASliceAndOneForTheAttachments) {
+    sample_.attachments = {100, 333};
+    const Answer plan = Start(sample_);
+    ASSERT_EQ(plan.status, 200) << plan.body;
+    for (const char* name : {"uploadType", "version", "bucketId", "position", "recordCursor", "uploadUrl", "resumeUrl",
+                             "sliceSize", "items"}) {
+        EXPECT_TRUE(plan.json.isMember(name)) << name;
+    }
+    EXPECT_EQ(plan.json["uploadType"], "client");
+    EXPECT_GT(plan.json["version"].asInt64(), 0);
+    EXPECT_LT(plan.json["version"].asInt64(), std::int64_t{1} << 53);
+    EXPECT_FALSE(plan.json["bucketId"].asString().empty());
+    EXPECT_EQ(plan.json["sliceSize"], 1024);
+    const Json::Value& items = plan.json["items"];
+    ASSERT_EQ(items.size(), 4U);
+    const int lengths[] = {1040, 1040, 960, 112 + 336};
+    for (Json::ArrayIndex index = 0; index < 4; ++index) {
+        EXPECT_EQ(items[index]["length"], lengths[index]);
+        EXPECT_EQ(items[index]["status"], false);
+        EXPECT_TRUE(items[index]["synckey"].isString() && items[index]["time"].isString());
+    }
+}
+
+TEST_F(UploadRoutes, AnOpenUploadIsFoundAgainByItsCursorAndByTheFile) {
+    const Answer plan = Start(sample_);
+    Json::Value half = plan.json;
+    half["items"].resize(1);
+    SendObjects(client, half);
+    for (const std::string& cursor : {plan.json["recordCursor"].asString(), std::string(), std::string("lost")}) {
+        const Answer again = Start(sample_, cursor);
+        EXPECT_EQ(again.json["version"], plan.json["version"]);
+        EXPECT_EQ(again.json["recordCursor"], plan.json["recordCursor"]);
+        EXPECT_EQ(again.json["position"], 1024);
+        EXPECT_EQ(again.json["items"][0]["status"], true);
+        EXPECT_EQ(again.json["items"][1]["status"], false);
+    }
+}
+
+TEST_F(UploadRoutes, AnotherContentIsAnotherPlanAndEndsTheNamedOne) {
+    const Answer plan = Start(sample_);
+    SampleUpload changed(RandomText(3000));
+    const Answer fresh = Start(changed, plan.json["recordCursor"].asString());
+    EXPECT_NE(fresh.json["version"], plan.json["version"]);
+    EXPECT_NE(fresh.json["recordCursor"], plan.json["recordCursor"]);
+    const Json::Value item = plan.json["items"][0];
+    ExpectRefusal(client.Post("/v1/uploads/address", AddressRequest(plan.json, item, StoredBytes(item))), 404,
+                  "21000400");
+    ExpectRefusal(Create(sample_.Completion(client, plan.json)), 409, "21004932");
+}
+
+TEST_F(UploadRoutes, OtherAttachmentsAreAnotherPlan) {
+    sample_.attachments = {10, 20};
+    const Answer plan = Start(sample_);
+    sample_.attachments = {10, 21};
+    EXPECT_NE(Start(sample_, plan.json["recordCursor"].asString()).json["version"], plan.json["version"]);
+}
+
+TEST_F(UploadRoutes, TheStartRefusesWhatCannotEndWell) {
+    sample_.parent = "nothing";
+    ExpectRefusal(Start(sample_), 404, "21000401");
+    sample_.parent.clear();
+    sample_.fileId = "unknown";
+    ExpectRefusal(Start(sample_), 404, "21004041");
+    sample_.fileId = "Local17";
+    EXPECT_EQ(Start(sample_).status, 200);
+
+    UploadEncrypted(client, SampleUpload("other content", "taken"));
+    sample_.name = "taken";
+    ExpectRefusal(Start(sample_), 409, "21004091");
+
+    TestClient small = Shared().NewUser(2999);
+    ExpectRefusal(small.Post("/v1/uploads/start", SampleUpload(sample_.bytes).Start(small)), 507, "21004913");
+}
+
+TEST_F(UploadRoutes, TheStartRefusesBodiesThatAreNotRight) {
+    const Json::Value good = sample_.Start(client);
+    const auto with = [&](const char* name, const Json::Value& value) {
+        Json::Value body = good;
+        body[name] = value;
+        return client.Post("/v1/uploads/start", body);
+    };
+    ExpectRefusal(with("size", -1), 400, "21004001");
+    ExpectRefusal(with("size", Json::nullValue), 400, "21004001");
+    ExpectRefusal(with("size", "3000"), 400, "21004001");
+    ExpectRefusal(with("sha256", "ABC"), 400, "21004001");
+    ExpectRefusal(with("sha256", ""), 400, "21004001");
+    ExpectRefusal(with("fileName", "a/b"), 400, "21004001");
+    ExpectRefusal(with("attachmentSize", 5), 400, "21004001");
+    Json::Value negative(Json::arrayValue);
+    negative.append(-5);
+    ExpectRefusal(with("attachmentSize", negative), 400, "21004001");
+    TestClient roomy = Shared().NewUser(std::int64_t{1} << 50);
+    Json::Value huge = sample_.Start(roomy);
+    huge["size"] = Json::Int64(1) << 40;
+    ExpectRefusal(roomy.Post("/v1/uploads/start", huge), 413, "21004131");
+}
+
+TEST_F(UploadRoutes, TheAddressIsGivenForThePlansObjectOnly) {
+    const Answer plan = Start(sample_);
+    const Json::Value item = plan.json["items"][0];
+    const Json::Value good = AddressRequest(plan.json, item, StoredBytes(item));
+    const Answer address = client.Post("/v1/uploads/address", good);
+    ASSERT_EQ(address.status, 200);
+    EXPECT_EQ(address.json["method"], "PUT");
+    EXPECT_EQ(address.json["bucketId"], plan.json["bucketId"]);
+    EXPECT_EQ(address.json["url"].asString().rfind(Shared().base + "/store/", 0), 0U);
+    const auto with = [&](const char* name, const Json::Value& value) {
+        Json::Value body = good;
+        body[name] = value;
+        return client.Post("/v1/uploads/address", body);
+    };
+    ExpectRefusal(with("recordCursor", "lost"), 404, "21000400");
+    ExpectRefusal(with("objectId", "lost"), 404, "21000400");
+    ExpectRefusal(with("length", 1041), 400, "21004001");
+    ExpectRefusal(with("synckey", "x"), 400, "21004001");
+    ExpectRefusal(with("time", "x"), 400, "21004001");
+    ExpectRefusal(with("sha256", ""), 400, "21004001");
+    ExpectRefusal(with("md5", ""), 400, "21004001");
+    ExpectRefusal(Shared().NewUser().Post("/v1/uploads/address", good), 404, "21000400");
+}
+
+TEST_F(UploadRoutes, AnObjectThatIsNotStoredCannotBeComplete) {
+    const Answer plan = Start(sample_);
+    const Json::Value item = plan.json["items"][0];
+    const Json::Value body = AddressRequest(plan.json, item, StoredBytes(item));
+    ExpectRefusal(client.Post("/v1/uploads/object-complete", body), 409, "21004932");
+    ExpectRefusal(Shared().NewUser().Post("/v1/uploads/object-complete", body), 404, "21000400");
+}
+
+TEST_F(UploadRoutes, CreatingMakesTheFileOnce) {
+    sample_.attachments = {100, 333};
+    const Answer plan = Start(sample_);
+    SendObjects(client, plan.json);
+    const Json::Value body = sample_.Completion(client, plan.json);
+    const Answer done = Create(body);
+    ASSERT_EQ(done.status, 200) << done.body;
+    EXPECT_EQ(done.json["fileName"], sample_.name);
+    EXPECT_EQ(done.json["parentFolder"], client.root);
+    EXPECT_EQ(done.json["size"], 3000);
+    EXPECT_EQ(done.json["sha256"], Sha256(sample_.bytes));
+    EXPECT_EQ(done.json["contentVersion"], "1");
+    EXPECT_EQ(done.json["attachmentSize"][1], 333);
+    EXPECT_EQ(Create(body).body, done.body) << "a lost answer can be asked for again";
+    EXPECT_EQ(client.Get("/v1/files").json["items"].size(), 1U);
+}
+
+TEST_F(UploadRoutes, CompletionChecksEverythingAgainstThePlan) {
+    sample_.attachments = {100, 333};
+    const Answer plan = Start(sample_);
+    Json::Value partial = plan.json;
+    partial["items"].resize(3);
+    SendObjects(client, partial);
+    const Json::Value good = sample_.Completion(client, plan.json);
+    ExpectRefusal(Create(good), 409, "21004932");
+    SendObjects(client, plan.json);
+
+    const auto with = [&](const std::function<void(Json::Value&)>& change) {
+        Json::Value body = good;
+        change(body);
+        return Create(body);
+    };
+    const auto empty = Json::Value(Json::arrayValue);
+    ExpectRefusal(with([&](auto& b) { b["objectInfoList"] = empty; }), 400, "21004001");
+    ExpectRefusal(with([&](auto& b) { b["objectInfoList"][0]["objectIds"] = empty; }), 400, "21004001");
+    ExpectRefusal(with([&](auto& b) { b["objectInfoList"][0]["objectIds"].resize(3); }), 409, "21004932");
+    ExpectRefusal(
+        with([&](auto& b) { b["objectInfoList"][0]["objectIds"][0].swap(b["objectInfoList"][0]["objectIds"][1]); }),
+        409, "21004932");
+    ExpectRefusal(with([&](auto& b) { b["objectInfoList"][0]["attachmentList"][0]["length"] = 101; }), 400, "21004001");
+    ExpectRefusal(with([&](auto& b) { b["objectInfoList"][0]["attachmentList"].resize(1); }), 400, "21004001");
+    ExpectRefusal(with([&](auto& b) { b["encFekList"] = empty; }), 400, "21004001");
+    ExpectRefusal(with([&](auto& b) { b["encFekList"][1]["keyType"] = 3; }), 400, "21004001");
+    ExpectRefusal(with([&](auto& b) { b["encFekList"][1]["efek"] = ""; }), 400, "21004001");
+    ExpectRefusal(with([&](auto& b) { b["encFekList"][1]["iv"] = "xyz"; }), 400, "21004001");
+    ExpectRefusal(with([&](auto& b) { b["sha256"] = Sha256("other"); }), 409, "21004091");
+    ExpectRefusal(with([&](auto& b) { b["size"] = 2999; }), 409, "21004091");
+    ExpectRefusal(with([&](auto& b) { b["parentFolder"] = "nothing"; }), 404, "21000401");
+    ExpectRefusal(with([&](auto& b) { b["recordCursor"] = "lost"; }), 409, "21004932");
+    ExpectRefusal(Update(good), 400, "21004001");
+    ExpectRefusal(Shared().NewUser().Post("/v1/uploads/create-complete", good), 409, "21004932");
+    EXPECT_TRUE(client.Get("/v1/files").json["items"].empty()) << "none of these made a file";
+    EXPECT_EQ(Create(good).status, 200);
+}
+
+TEST_F(UploadRoutes, AResumedUploadMayLeaveTheAttachmentListOut) {
+    sample_.attachments = {100, 333};
+    const Answer plan = Start(sample_);
+    SendObjects(client, plan.json);
+    Json::Value body = sample_.Completion(client, plan.json);
+    body["objectInfoList"][0]["attachmentList"] = Json::Value(Json::arrayValue);
+    const Answer done = Create(body);
+    ASSERT_EQ(done.status, 200) << done.body;
+    const Json::Value info = client.Get("/v1/files/" + done.json["id"].asString() + "/download").json;
+    EXPECT_EQ(info["objectInfoList"][0]["attributes"][1]["name"], "small");
+    EXPECT_EQ(info["objectInfoList"][0]["attributes"][2]["size"], 333);
+}
+
+TEST_F(UploadRoutes, AnEmptyFileNeedsNoObjects) {
+    const SampleUpload nothing("");
+    const Answer plan = Start(nothing);
+    EXPECT_TRUE(plan.json["items"].empty());
+    Json::Value body = nothing.Completion(client, plan.json);
+    body["objectInfoList"] = body["encFekList"] = Json::Value(Json::arrayValue);
+    EXPECT_EQ(Create(body).status, 200);
+}
+
+TEST_F(UploadRoutes, AContentThatTheUserHasIsNotSentAgain) {
+    const Json::Value first = UploadEncrypted(client, sample_);
+    SampleUpload copy(sample_.bytes, "copy.bin");
+    const Answer plan = Start(copy);
+    EXPECT_EQ(plan.json["uploadType"], "exist");
+    EXPECT_NE(plan.json["version"], 0);
+    EXPECT_EQ(plan.json["items"].size(), 3U);
+    EXPECT_EQ(plan.json["items"][0]["status"], true);
+    Json::Value body = copy.Completion(client, plan.json);
+    body["objectInfoList"][0]["bucketId"] = "";
+    body["encFekList"][1]["efek"] = "another wrapping";
+    const Answer done = Create(body);
+    ASSERT_EQ(done.status, 200) << done.body;
+    const Json::Value info = client.Get("/v1/files/" + done.json["id"].asString() + "/download").json;
+    EXPECT_EQ(info["encFekList"][0]["efek"], "wrapped1") << "the keys that open the objects stay";
+    EXPECT_EQ(info["objectInfoList"][0]["objectIds"],
+              client.Get("/v1/files/" + first["id"].asString() + "/download").json["objectInfoList"][0]["objectIds"]);
+}
+
+TEST_F(UploadRoutes, AContentOfAnotherUserDoesNotExist) {
+    UploadEncrypted(client, sample_);
+    TestClient other = Shared().NewUser();
+    const Answer plan = other.Post("/v1/uploads/start", sample_.Start(other));
+    EXPECT_EQ(plan.json["uploadType"], "client");
+}
+
+TEST_F(UploadRoutes, TheSameFileOnceMoreIsToldToBeThere) {
+    UploadEncrypted(client, sample_);
+    const Answer plan = Start(sample_);
+    EXPECT_EQ(plan.json["uploadType"], "exist");
+    ExpectRefusal(Create(sample_.Completion(client, plan.json)), 409, "21015002");
+}
+
+TEST_F(UploadRoutes, ANameTakenMeanwhileByAnotherContentIsAConflict) {
+    const Answer plan = Start(sample_);
+    SendObjects(client, plan.json);
+    UploadEncrypted(client, SampleUpload("first come"));
+    ExpectRefusal(Create(sample_.Completion(client, plan.json)), 409, "21004091");
+}
+
+TEST_F(UploadRoutes, SpaceThatRanOutMeanwhileIsTold) {
+    TestClient small = Shared().NewUser(5000);
+    const Answer plan = small.Post("/v1/uploads/start", sample_.Start(small));
+    SendObjects(small, plan.json);
+    UploadEncrypted(small, SampleUpload(std::string(2500, 'x'), "other"));
+    ExpectRefusal(small.Post("/v1/uploads/create-complete", sample_.Completion(small, plan.json)), 507, "21004913");
+}
+
+TEST_F(UploadRoutes, AnUpdateMakesANewVersionOfTheSameFile) {
+    const Json::Value first = UploadEncrypted(client, sample_);
+    SampleUpload changed(RandomText(1500), "name is not read");
+    changed.fileId = first["id"].asString();
+    const Json::Value second = UploadEncrypted(client, changed);
+    EXPECT_EQ(second["id"], first["id"]);
+    EXPECT_EQ(second["fileName"], sample_.name);
+    EXPECT_EQ(second["contentVersion"], "2");
+    EXPECT_EQ(second["size"], 1500);
+    EXPECT_EQ(client.Get("/v1/account/space").json["used"], 1500);
+}
+
+TEST_F(UploadRoutes, AnUpdateOfAnOvertakenVersionIsAConflict) {
+    SampleUpload changed(RandomText(1500));
+    changed.fileId = UploadEncrypted(client, sample_)["id"].asString();
+    const Answer plan = Start(changed);
+    SendObjects(client, plan.json);
+    Json::Value body = changed.Completion(client, plan.json);
+    body["contentVersion"] = "7";
+    ExpectRefusal(Update(body), 409, "21004091");
+    body["contentVersion"] = "1";
+    EXPECT_EQ(Update(body).status, 200);
+}
+
+TEST_F(UploadRoutes, ADeletedFileCannotBeUpdated) {
+    SampleUpload changed(RandomText(1500));
+    changed.fileId = UploadEncrypted(client, sample_)["id"].asString();
+    const Answer plan = Start(changed);
+    SendObjects(client, plan.json);
+    client.Send("DELETE", "/v1/files/" + changed.fileId);
+    ExpectRefusal(Update(changed.Completion(client, plan.json)), 404, "21004041");
+}
+
+TEST_F(UploadRoutes, TheServersSettingAndTheUsersDecideTheWay) {
+    EXPECT_EQ(Start(SampleUpload(RandomText(10), "a.plain")).json["uploadType"], "server");
+    EXPECT_EQ(Start(SampleUpload(RandomText(10), "a.bin")).json["uploadType"], "client");
+    Shared().server->GetCloud().metadata->Change([&](Rows& rows) {
+        User user = *rows.UserByName(Shared().lastUser);
+        user.uploadType = "server";
+        rows.PutUser(user);
+    });
+    EXPECT_EQ(Start(SampleUpload(RandomText(10), "b.bin")).json["uploadType"], "server");
+}
+
+TEST_F(UploadRoutes, ACloudThatIsBeingMovedTurnsUploadsAway) {
+    ServerSettings settings;
+    settings.cloud.migrating = true;
+    RunningCloud moving(settings);
+    TestClient mover = moving.NewUser();
+    ExpectRefusal(mover.Post("/v1/uploads/start", sample_.Start(mover)), 403, "21084031");
+    EXPECT_EQ(mover.Get("/v1/files").status, 200);
+}
+
+}  // namespace
+
+}  // namespace Drive::ReferenceCloud
