@@ -23,11 +23,12 @@ std::string Describe(const DOWNLOADCALLBACK_CONTEXT& record) {
 
 }  // namespace
 
-EngineBench::EngineBench() {
-    Service().setFileTransNotifyMsgCallBack([](int message, const std::wstring& text, bool flag) {
-        Journal::Write(Kind::Callback, "notify(" + std::to_string(message) + ", " + Narrow(text) + ", " +
-                                           (flag ? "true" : "false") + ")");
-    });
+EngineBench::EngineBench(bool hears) {
+    if (hears)
+        Service().setFileTransNotifyMsgCallBack([](int message, const std::wstring& text, bool flag) {
+            Journal::Write(Kind::Callback, "notify(" + std::to_string(message) + ", " + Narrow(text) + ", " +
+                                               (flag ? "true" : "false") + ")");
+        });
     Downloads().SetDownLoadTaskCallBackFun([this](DOWNLOADCALLBACK_CONTEXT& record) {
         Journal::Write(Kind::Callback, Describe(record));
         const auto answer = [](DOWNLOADCALLBACK_CONTEXT& given) {
@@ -57,6 +58,19 @@ Common::FileItem EngineBench::GiveEncrypted(const std::wstring& fileId, const st
     Common::FileItem file = GivePlain(fileId, relative, bytes, priority);
     cloud.PutEncrypted(fileId, bytes, objectSize);
     return file;
+}
+
+Common::FileItem EngineBench::GiveUpload(const std::wstring& fileId, const std::wstring& relative,
+                                         const std::string& bytes, int priority) {
+    world.WriteFile(relative, bytes);
+    const Common::FileItem file = world.File(fileId, relative, static_cast<std::int64_t>(bytes.size()), 11);
+    world.PutWithTask(file, 2, priority);
+    return file;
+}
+
+void EngineBench::StartService() {
+    Service().startTransferTaskService();
+    VirtualTime::Settle();
 }
 
 void EngineBench::StartWorker(const std::wstring& fileId, std::int64_t key) {

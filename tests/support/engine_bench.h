@@ -30,7 +30,8 @@ using Texts = std::vector<std::string>;
 ///   "callback service(1, path)"
 class EngineBench : public ::testing::Test {
 protected:
-    EngineBench();
+    /// `hears` false: the host has set no callback for the service's messages.
+    explicit EngineBench(bool hears = true);
 
     /// Answers the host's download callback. Without a script: false to event 4, true to all others; a platform fetch
     /// begins with the handle and the key that the record brings.
@@ -44,6 +45,13 @@ protected:
                                int priority = 1);
     Common::FileItem GiveEncrypted(const std::wstring& fileId, const std::wstring& relative, const std::string& bytes,
                                    std::size_t objectSize, int priority = 1);
+
+    /// A row at 11 with its upload task, and the file on disk below the cloud's root folder.
+    Common::FileItem GiveUpload(const std::wstring& fileId, const std::wstring& relative, const std::string& bytes,
+                                int priority = 1);
+
+    /// Starts the service and lets everybody reach the first wait.
+    void StartService();
 
     /// Starts one download worker on the task's row as it stands, on a virtual thread. A key above 0 replaces the
     /// row's. A file without a task row gets a task made in memory.

@@ -100,6 +100,22 @@ std::size_t Journal::Mark() {
     return TheStore().entries.size();
 }
 
+std::vector<std::string> Journal::LinesOf(const std::string& thread, std::initializer_list<Kind> kinds) {
+    std::vector<std::string> lines;
+    for (const Entry& entry : Entries()) {
+        if (entry.thread == thread && Wanted(entry.kind, kinds)) lines.push_back(entry.Line());
+    }
+    return lines;
+}
+
+std::vector<std::int64_t> Journal::Times(Kind kind, const std::string& beginning) {
+    std::vector<std::int64_t> times;
+    for (const Entry& entry : Entries()) {
+        if (entry.kind == kind && entry.text.compare(0, beginning.size(), beginning) == 0) times.push_back(entry.time);
+    }
+    return times;
+}
+
 std::vector<std::string> Journal::Texts(Kind kind) {
     std::vector<std::string> texts;
     for (const Entry& entry : Entries()) {

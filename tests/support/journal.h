@@ -54,6 +54,9 @@ public:
     static std::vector<std::string> LinesSince(std::size_t mark, std::initializer_list<Kind> kinds = {});
     static std::size_t Mark();
 
+    /// The same, of one virtual thread.
+    static std::vector<std::string> LinesOf(const std::string& thread, std::initializer_list<Kind> kinds = {});
+
     /// Texts of one kind, without the kind's word.
     static std::vector<std::string> Texts(Kind kind);
 
@@ -62,6 +65,8 @@ public:
     /// How many texts of that kind begin like this.
     static int CountBeginning(Kind kind, const std::string& beginning);
     static bool Has(Kind kind, const std::string& text) { return Count(kind, text) > 0; }
+    /// Virtual times at which a text that begins like this was written.
+    static std::vector<std::int64_t> Times(Kind kind, const std::string& beginning);
 
     static void Clear();
 

@@ -16,6 +16,7 @@ struct Pool {
     std::mutex mutex;
     int refusals = 0;
     int taskRefusals = 0;
+    int taskToRefuse = 0;
     bool hold = false;
     std::deque<ScriptedPool::Item> held;
     std::vector<ScriptedPool::Item> queued;
@@ -57,6 +58,7 @@ bool TakeRefusal(int& refusals) {
 
 void ScriptedPool::FailNext(int count) { ThePool().refusals = count; }
 void ScriptedPool::FailNextTasks(int count) { ThePool().taskRefusals = count; }
+void ScriptedPool::FailTask(int number) { ThePool().taskToRefuse = number; }
 void ScriptedPool::Hold(bool on) { ThePool().hold = on; }
 
 std::vector<ScriptedPool::Item> ScriptedPool::Held() {
@@ -89,7 +91,7 @@ std::vector<ScriptedPool::Item> ScriptedPool::Queued() {
 void ScriptedPool::Reset() {
     Pool& pool = ThePool();
     std::lock_guard<std::mutex> lock(pool.mutex);
-    pool.refusals = pool.taskRefusals = 0;
+    pool.refusals = pool.taskRefusals = pool.taskToRefuse = 0;
     pool.hold = false;
     pool.held.clear();
     pool.queued.clear();
@@ -127,6 +129,7 @@ bool StartTaskThread(TaskBody body, void* argument) {
     {
         std::lock_guard<std::mutex> lock(ThePool().mutex);
         refused = TakeRefusal(ThePool().taskRefusals);
+        if (ThePool().taskToRefuse > 0 && --ThePool().taskToRefuse == 0) refused = true;
     }
     Journal::Write(Kind::Pool, std::string("StartTaskThread()") + (refused ? " refused" : ""));
     if (refused) return false;

@@ -1,10 +1,10 @@
 #pragma once
 
 /// Reaches a private member of the engine for a test, without a switch in the engine's code: an explicit instantiation
-/// may name private members. Write in a test's source, once a member:
+/// may name private members. Write in a test's source, in namespace Drive::Testing itself, once a member:
 ///
 ///   struct CountOf { using Type = void (Engine::*)(const int&); friend Type Reach(CountOf); };
-///   template struct Drive::Testing::PrivateMember<CountOf, &Engine::updateCount>;
+///   template struct PrivateMember<CountOf, &Engine::updateCount>;
 ///   ... (engine.*Reach(CountOf()))(-1);
 namespace Drive::Testing {
 

@@ -42,12 +42,17 @@ void Show() {
 namespace {
 
 thread_local int keeping = 0;
+thread_local int unwatched = 0;
 
 }  // namespace
 
 KeepBaton::KeepBaton() { ++keeping; }
 KeepBaton::~KeepBaton() { --keeping; }
 bool KeepBaton::On() { return keeping > 0; }
+
+Unwatched::Unwatched() { ++unwatched; }
+Unwatched::~Unwatched() { --unwatched; }
+bool Unwatched::On() { return unwatched > 0; }
 
 Untraced::Untraced() {
     if (depth++ == 0) Hide();

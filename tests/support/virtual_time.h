@@ -112,6 +112,8 @@ public:
     static void FailNext(int count);
     /// The next `count` calls of StartTaskThread answer false.
     static void FailNextTasks(int count);
+    /// The `number`-th call of StartTaskThread from now on answers false; 1 is the next one.
+    static void FailTask(int number);
 
     /// While on, accepted work items do not start; they are kept in order.
     static void Hold(bool on);

@@ -73,6 +73,7 @@ bool RealIsFileExists(const std::wstring& path) asm(
 bool WatchedIsFileExists(const std::wstring& path) asm(
     "__wrap__ZN5Drive6Common10FileHepler12IsFileExistsERKNSt7__cxx1112basic_stringIwSt11char_traitsIwESaIwEEE");
 bool WatchedIsFileExists(const std::wstring& path) {
+    if (Unwatched::On()) return RealIsFileExists(path);
     Record("IsFileExists", path);
     const auto real = [](auto&&... given) -> bool {
         KeepBaton keep;
@@ -86,6 +87,7 @@ bool RealIsPlaceholder(const std::wstring& path) asm(
 bool WatchedIsPlaceholder(const std::wstring& path) asm(
     "__wrap__ZN5Drive6Common10FileHepler13IsPlaceholderERKNSt7__cxx1112basic_stringIwSt11char_traitsIwESaIwEEE");
 bool WatchedIsPlaceholder(const std::wstring& path) {
+    if (Unwatched::On()) return RealIsPlaceholder(path);
     Record("IsPlaceholder", path);
     const auto real = [](auto&&... given) -> bool {
         KeepBaton keep;
@@ -99,6 +101,7 @@ std::int64_t RealGetFileSizeApi(const std::wstring& path) asm(
 std::int64_t WatchedGetFileSizeApi(const std::wstring& path) asm(
     "__wrap__ZN5Drive6Common10FileHepler14GetFileSizeApiERKNSt7__cxx1112basic_stringIwSt11char_traitsIwESaIwEEE");
 std::int64_t WatchedGetFileSizeApi(const std::wstring& path) {
+    if (Unwatched::On()) return RealGetFileSizeApi(path);
     Record("GetFileSizeApi", path);
     const auto real = [](auto&&... given) -> std::int64_t {
         KeepBaton keep;
@@ -112,6 +115,7 @@ std::int64_t RealGetLocalFileSize(const std::wstring& path) asm(
 std::int64_t WatchedGetLocalFileSize(const std::wstring& path) asm(
     "__wrap__ZN5Drive6Common10FileHepler16GetLocalFileSizeERKNSt7__cxx1112basic_stringIwSt11char_traitsIwESaIwEEE");
 std::int64_t WatchedGetLocalFileSize(const std::wstring& path) {
+    if (Unwatched::On()) return RealGetLocalFileSize(path);
     Record("GetLocalFileSize", path);
     const auto real = [](auto&&... given) -> std::int64_t {
         KeepBaton keep;
@@ -125,6 +129,7 @@ std::wstring RealGetFileSha256(const std::wstring& path) asm(
 std::wstring WatchedGetFileSha256(const std::wstring& path) asm(
     "__wrap__ZN5Drive6Common10FileHepler13GetFileSha256ERKNSt7__cxx1112basic_stringIwSt11char_traitsIwESaIwEEE");
 std::wstring WatchedGetFileSha256(const std::wstring& path) {
+    if (Unwatched::On()) return RealGetFileSha256(path);
     Record("GetFileSha256", path);
     const auto real = [](auto&&... given) -> std::wstring {
         KeepBaton keep;
@@ -138,6 +143,7 @@ bool RealGetFileHash(const std::wstring& path, std::wstring& sha256, std::wstrin
 bool WatchedGetFileHash(const std::wstring& path, std::wstring& sha256, std::wstring& md5) asm(
     "__wrap__ZN5Drive6Common10FileHepler11GetFileHashERKNSt7__cxx1112basic_stringIwSt11char_traitsIwESaIwEEERS7_SA_");
 bool WatchedGetFileHash(const std::wstring& path, std::wstring& sha256, std::wstring& md5) {
+    if (Unwatched::On()) return RealGetFileHash(path, sha256, md5);
     Record("GetFileHash", path);
     const auto real = [](auto&&... given) -> bool {
         KeepBaton keep;
@@ -151,6 +157,7 @@ std::string RealGetFileHmac(const std::wstring& path) asm(
 std::string WatchedGetFileHmac(const std::wstring& path) asm(
     "__wrap__ZN5Drive6Common10FileHepler11GetFileHmacERKNSt7__cxx1112basic_stringIwSt11char_traitsIwESaIwEEE");
 std::string WatchedGetFileHmac(const std::wstring& path) {
+    if (Unwatched::On()) return RealGetFileHmac(path);
     Record("GetFileHmac", path);
     const auto real = [](auto&&... given) -> std::string {
         KeepBaton keep;
@@ -164,6 +171,7 @@ std::string RealGetFileMimeType(const std::wstring& localFileName) asm(
 std::string WatchedGetFileMimeType(const std::wstring& localFileName) asm(
     "__wrap__ZN5Drive6Common10FileHepler15GetFileMimeTypeERKNSt7__cxx1112basic_stringIwSt11char_traitsIwESaIwEEE");
 std::string WatchedGetFileMimeType(const std::wstring& localFileName) {
+    if (Unwatched::On()) return RealGetFileMimeType(localFileName);
     Record("GetFileMimeType", localFileName);
     const auto real = [](auto&&... given) -> std::string {
         KeepBaton keep;
@@ -177,6 +185,7 @@ bool RealIsImageFile(const std::wstring& mimeType) asm(
 bool WatchedIsImageFile(const std::wstring& mimeType) asm(
     "__wrap__ZN5Drive6Common10FileHepler11IsImageFileERKNSt7__cxx1112basic_stringIwSt11char_traitsIwESaIwEEE");
 bool WatchedIsImageFile(const std::wstring& mimeType) {
+    if (Unwatched::On()) return RealIsImageFile(mimeType);
     Record("IsImageFile", mimeType);
     const auto real = [](auto&&... given) -> bool {
         KeepBaton keep;
@@ -190,6 +199,7 @@ bool RealIsVideoFile(const std::wstring& mimeType) asm(
 bool WatchedIsVideoFile(const std::wstring& mimeType) asm(
     "__wrap__ZN5Drive6Common10FileHepler11IsVideoFileERKNSt7__cxx1112basic_stringIwSt11char_traitsIwESaIwEEE");
 bool WatchedIsVideoFile(const std::wstring& mimeType) {
+    if (Unwatched::On()) return RealIsVideoFile(mimeType);
     Record("IsVideoFile", mimeType);
     const auto real = [](auto&&... given) -> bool {
         KeepBaton keep;
@@ -203,6 +213,7 @@ bool RealHasAttachment(const Common::FileItem& file) asm(
 bool WatchedHasAttachment(const Common::FileItem& file) asm(
     "__wrap__ZN5Drive6Common10FileHepler13HasAttachmentERKNS0_8FileItemE");
 bool WatchedHasAttachment(const Common::FileItem& file) {
+    if (Unwatched::On()) return RealHasAttachment(file);
     Record("HasAttachment", file.GetFileId());
     const auto real = [](auto&&... given) -> bool {
         KeepBaton keep;
@@ -216,6 +227,7 @@ bool RealIsLocalFile(const std::wstring& fileId, const std::wstring& marker) asm
 bool WatchedIsLocalFile(const std::wstring& fileId, const std::wstring& marker) asm(
     "__wrap__ZN5Drive6Common10FileHepler11IsLocalFileERKNSt7__cxx1112basic_stringIwSt11char_traitsIwESaIwEEES9_");
 bool WatchedIsLocalFile(const std::wstring& fileId, const std::wstring& marker) {
+    if (Unwatched::On()) return RealIsLocalFile(fileId, marker);
     Record("IsLocalFile", fileId, marker);
     const auto real = [](auto&&... given) -> bool {
         KeepBaton keep;
@@ -229,6 +241,7 @@ bool RealIsLocalDirectory(const std::wstring& folderId, const std::wstring& mark
 bool WatchedIsLocalDirectory(const std::wstring& folderId, const std::wstring& marker) asm(
     "__wrap__ZN5Drive6Common10FileHepler16IsLocalDirectoryERKNSt7__cxx1112basic_stringIwSt11char_traitsIwESaIwEEES9_");
 bool WatchedIsLocalDirectory(const std::wstring& folderId, const std::wstring& marker) {
+    if (Unwatched::On()) return RealIsLocalDirectory(folderId, marker);
     Record("IsLocalDirectory", folderId, marker);
     const auto real = [](auto&&... given) -> bool {
         KeepBaton keep;
@@ -244,6 +257,7 @@ bool WatchedGetFileFolderAndLocalname(const std::wstring& path, std::wstring& fo
     "__wrap__ZN5Drive6Common10FileHepler25GetFileFolderAndLocalnameERKNSt7__cxx1112basic_stringIwSt11char_"
     "traitsIwESaIwEEERS7_SA_");
 bool WatchedGetFileFolderAndLocalname(const std::wstring& path, std::wstring& folder, std::wstring& localName) {
+    if (Unwatched::On()) return RealGetFileFolderAndLocalname(path, folder, localName);
     Record("GetFileFolderAndLocalname", path);
     const auto real = [](auto&&... given) -> bool {
         KeepBaton keep;
@@ -259,6 +273,7 @@ bool WatchedReadLocalFile(const std::wstring& path, std::vector<char>& content) 
     "__wrap__ZN5Drive6Common10FileHepler13ReadLocalFileERKNSt7__cxx1112basic_stringIwSt11char_"
     "traitsIwESaIwEEERSt6vectorIcSaIcEE");
 bool WatchedReadLocalFile(const std::wstring& path, std::vector<char>& content) {
+    if (Unwatched::On()) return RealReadLocalFile(path, content);
     Record("ReadLocalFile", path);
     const auto real = [](auto&&... given) -> bool {
         KeepBaton keep;
@@ -272,6 +287,7 @@ bool RealWriteLocalFileV(std::int64_t position, const char* data, std::size_t le
 bool WatchedWriteLocalFileV(std::int64_t position, const char* data, std::size_t length, const std::wstring& path) asm(
     "__wrap__ZN5Drive6Common10FileHepler15WriteLocalFileVElPKcmRKNSt7__cxx1112basic_stringIwSt11char_traitsIwESaIwEEE");
 bool WatchedWriteLocalFileV(std::int64_t position, const char* data, std::size_t length, const std::wstring& path) {
+    if (Unwatched::On()) return RealWriteLocalFileV(position, data, length, path);
     Record("WriteLocalFileV", position, length, path);
     const auto real = [](auto&&... given) -> bool {
         KeepBaton keep;
@@ -288,6 +304,7 @@ bool WatchedWriteLocalFileByHandleV(
     Platform::HANDLE handle) asm("__wrap__ZN5Drive6Common10FileHepler23WriteLocalFileByHandleVElPKcmPv");
 bool WatchedWriteLocalFileByHandleV(std::int64_t position, const char* data, std::size_t length,
                                     Platform::HANDLE handle) {
+    if (Unwatched::On()) return RealWriteLocalFileByHandleV(position, data, length, handle);
     Record("WriteLocalFileByHandleV", position, length);
     const auto real = [](auto&&... given) -> bool {
         KeepBaton keep;
@@ -301,6 +318,7 @@ bool RealCreateLocalDirectory(const std::wstring& path) asm(
 bool WatchedCreateLocalDirectory(const std::wstring& path) asm(
     "__wrap__ZN5Drive6Common10FileHepler20CreateLocalDirectoryERKNSt7__cxx1112basic_stringIwSt11char_traitsIwESaIwEEE");
 bool WatchedCreateLocalDirectory(const std::wstring& path) {
+    if (Unwatched::On()) return RealCreateLocalDirectory(path);
     Record("CreateLocalDirectory", path);
     const auto real = [](auto&&... given) -> bool {
         KeepBaton keep;
@@ -314,6 +332,7 @@ void RealRemoveFile(const std::wstring& path) asm(
 void WatchedRemoveFile(const std::wstring& path) asm(
     "__wrap__ZN5Drive6Common10FileHepler10RemoveFileERKNSt7__cxx1112basic_stringIwSt11char_traitsIwESaIwEEE");
 void WatchedRemoveFile(const std::wstring& path) {
+    if (Unwatched::On()) return RealRemoveFile(path);
     Record("RemoveFile", path);
     const auto real = [](auto&&... given) -> void {
         KeepBaton keep;
@@ -327,6 +346,7 @@ void RealDeleteLocalFile(const std::wstring& path) asm(
 void WatchedDeleteLocalFile(const std::wstring& path) asm(
     "__wrap__ZN5Drive6Common10FileHepler15DeleteLocalFileERKNSt7__cxx1112basic_stringIwSt11char_traitsIwESaIwEEE");
 void WatchedDeleteLocalFile(const std::wstring& path) {
+    if (Unwatched::On()) return RealDeleteLocalFile(path);
     Record("DeleteLocalFile", path);
     const auto real = [](auto&&... given) -> void {
         KeepBaton keep;
@@ -343,6 +363,7 @@ WatchedAES_128_CBC_Encrypt_FileHandle(const Common::Bytes& key, const Common::By
     "__wrap__ZN5Drive6Common13EncryptHelper30AES_128_CBC_Encrypt_FileHandleERKSt6vectorIhSaIhEES6_Pvll");
 Common::Bytes WatchedAES_128_CBC_Encrypt_FileHandle(const Common::Bytes& key, const Common::Bytes& iv,
                                                     Platform::HANDLE handle, std::int64_t offset, std::int64_t length) {
+    if (Unwatched::On()) return RealAES_128_CBC_Encrypt_FileHandle(key, iv, handle, offset, length);
     Record("AES_128_CBC_Encrypt_FileHandle", key.size(), iv.size(), offset, length);
     const auto real = [](auto&&... given) -> Common::Bytes {
         KeepBaton keep;
@@ -357,6 +378,7 @@ std::string
 WatchedAES_128_CBC_Encrypt(const Common::Bytes& key, const Common::Bytes& iv, const Common::Bytes& plain) asm(
     "__wrap__ZN5Drive6Common13EncryptHelper19AES_128_CBC_EncryptB5cxx11ERKSt6vectorIhSaIhEES6_S6_");
 std::string WatchedAES_128_CBC_Encrypt(const Common::Bytes& key, const Common::Bytes& iv, const Common::Bytes& plain) {
+    if (Unwatched::On()) return RealAES_128_CBC_Encrypt(key, iv, plain);
     Record("AES_128_CBC_Encrypt", key.size(), iv.size(), plain.size());
     const auto real = [](auto&&... given) -> std::string {
         KeepBaton keep;
@@ -370,6 +392,7 @@ std::string RealMD5_Encode(const Common::Bytes& data) asm(
 std::string WatchedMD5_Encode(const Common::Bytes& data) asm(
     "__wrap__ZN5Drive6Common13EncryptHelper10MD5_EncodeB5cxx11ERKSt6vectorIhSaIhEE");
 std::string WatchedMD5_Encode(const Common::Bytes& data) {
+    if (Unwatched::On()) return RealMD5_Encode(data);
     Record("MD5_Encode", data.size());
     const auto real = [](auto&&... given) -> std::string {
         KeepBaton keep;
@@ -383,6 +406,7 @@ std::string RealSHA256_Encode(const Common::Bytes& data) asm(
 std::string WatchedSHA256_Encode(const Common::Bytes& data) asm(
     "__wrap__ZN5Drive6Common13EncryptHelper13SHA256_EncodeB5cxx11ERKSt6vectorIhSaIhEE");
 std::string WatchedSHA256_Encode(const Common::Bytes& data) {
+    if (Unwatched::On()) return RealSHA256_Encode(data);
     Record("SHA256_Encode", data.size());
     const auto real = [](auto&&... given) -> std::string {
         KeepBaton keep;
@@ -398,6 +422,7 @@ std::string WatchedGetEfek(const std::string& fek, const Common::Bytes& userKey,
     "__wrap__ZN5Drive6Common13EncryptHelper7GetEfekERKNSt7__cxx1112basic_stringIcSt11char_"
     "traitsIcESaIcEEERKSt6vectorIhSaIhEES9_");
 std::string WatchedGetEfek(const std::string& fek, const Common::Bytes& userKey, const std::string& iv) {
+    if (Unwatched::On()) return RealGetEfek(fek, userKey, iv);
     Record("GetEfek", fek.size(), userKey.size(), iv);
     const auto real = [](auto&&... given) -> std::string {
         KeepBaton keep;
@@ -413,6 +438,7 @@ std::string WatchedGetFek(const std::string& efek, const Common::Bytes& userKey)
     "__wrap__ZN5Drive6Common13EncryptHelper6GetFekERKNSt7__cxx1112basic_stringIcSt11char_"
     "traitsIcESaIcEEERKSt6vectorIhSaIhEE");
 std::string WatchedGetFek(const std::string& efek, const Common::Bytes& userKey) {
+    if (Unwatched::On()) return RealGetFek(efek, userKey);
     Record("GetFek", efek, userKey.size());
     const auto real = [](auto&&... given) -> std::string {
         KeepBaton keep;
@@ -426,6 +452,7 @@ Common::Bytes RealAES_GCM_Encrypt(const Common::Bytes& data, const Common::Bytes
 Common::Bytes WatchedAES_GCM_Encrypt(const Common::Bytes& data, const Common::Bytes& key) asm(
     "__wrap__ZN5Drive6Common13EncryptHelper15AES_GCM_EncryptERKSt6vectorIhSaIhEES6_");
 Common::Bytes WatchedAES_GCM_Encrypt(const Common::Bytes& data, const Common::Bytes& key) {
+    if (Unwatched::On()) return RealAES_GCM_Encrypt(data, key);
     Record("AES_GCM_Encrypt", data.size(), key.size());
     const auto real = [](auto&&... given) -> Common::Bytes {
         KeepBaton keep;
@@ -439,6 +466,7 @@ Common::Bytes RealAES_GCM_Decrypt(const Common::Bytes& data, const Common::Bytes
 Common::Bytes WatchedAES_GCM_Decrypt(const Common::Bytes& data, const Common::Bytes& key) asm(
     "__wrap__ZN5Drive6Common13EncryptHelper15AES_GCM_DecryptERKSt6vectorIhSaIhEES6_");
 Common::Bytes WatchedAES_GCM_Decrypt(const Common::Bytes& data, const Common::Bytes& key) {
+    if (Unwatched::On()) return RealAES_GCM_Decrypt(data, key);
     Record("AES_GCM_Decrypt", data.size(), key.size());
     const auto real = [](auto&&... given) -> Common::Bytes {
         KeepBaton keep;
@@ -452,6 +480,7 @@ std::string RealBase64Encode(const unsigned char* data, std::size_t length,
 std::string WatchedBase64Encode(const unsigned char* data, std::size_t length, bool singleLine) asm(
     "__wrap__ZN5Drive6Common13EncryptHelper12Base64EncodeB5cxx11EPKhmb");
 std::string WatchedBase64Encode(const unsigned char* data, std::size_t length, bool singleLine) {
+    if (Unwatched::On()) return RealBase64Encode(data, length, singleLine);
     Record("Base64Encode", length, singleLine);
     const auto real = [](auto&&... given) -> std::string {
         KeepBaton keep;
@@ -465,6 +494,7 @@ std::string RealBase64Decode(const std::string& text, bool strict) asm(
 std::string WatchedBase64Decode(const std::string& text, bool strict) asm(
     "__wrap__ZN5Drive6Common13EncryptHelper12Base64DecodeERKNSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEEEb");
 std::string WatchedBase64Decode(const std::string& text, bool strict) {
+    if (Unwatched::On()) return RealBase64Decode(text, strict);
     Record("Base64Decode", text, strict);
     const auto real = [](auto&&... given) -> std::string {
         KeepBaton keep;
@@ -478,6 +508,7 @@ bool RealGetSecureRandom(unsigned char* buffer,
 bool WatchedGetSecureRandom(unsigned char* buffer,
                             std::size_t length) asm("__wrap__ZN5Drive6Common13EncryptHelper15GetSecureRandomEPhm");
 bool WatchedGetSecureRandom(unsigned char* buffer, std::size_t length) {
+    if (Unwatched::On()) return RealGetSecureRandom(buffer, length);
     Record("GetSecureRandom", length);
     const auto real = [](auto&&... given) -> bool {
         KeepBaton keep;
@@ -494,6 +525,7 @@ bool WatchedCreateThumbnail(const Common::FileItem& file, const Common::Thumbnai
     "cxx1112basic_stringIwSt11char_traitsIwESaIwEEE");
 bool WatchedCreateThumbnail(const Common::FileItem& file, const Common::ThumbnailOptions& option,
                             const std::wstring& target) {
+    if (Unwatched::On()) return RealCreateThumbnail(file, option, target);
     Record("CreateThumbnail", file.GetFileId(), static_cast<int>(option), target);
     const auto real = [](auto&&... given) -> bool {
         KeepBaton keep;
@@ -509,6 +541,7 @@ void WatchedInsertOperatingFiles(const std::wstring& relativePath, FileChangeTyp
     "__wrap__ZN5Drive20InsertOperatingFilesERKNSt7__cxx1112basic_stringIwSt11char_traitsIwESaIwEEENS_"
     "14FileChangeTypeE");
 void WatchedInsertOperatingFiles(const std::wstring& relativePath, FileChangeType change) {
+    if (Unwatched::On()) return RealInsertOperatingFiles(relativePath, change);
     Record("InsertOperatingFiles", relativePath, static_cast<int>(change));
     const auto real = [](auto&&... given) -> void {
         KeepBaton keep;
@@ -522,6 +555,7 @@ void RealEraseOpetatingFile(const std::wstring& relativePath) asm(
 void WatchedEraseOpetatingFile(const std::wstring& relativePath) asm(
     "__wrap__ZN5Drive18EraseOpetatingFileERKNSt7__cxx1112basic_stringIwSt11char_traitsIwESaIwEEE");
 void WatchedEraseOpetatingFile(const std::wstring& relativePath) {
+    if (Unwatched::On()) return RealEraseOpetatingFile(relativePath);
     Record("EraseOpetatingFile", relativePath);
     const auto real = [](auto&&... given) -> void {
         KeepBaton keep;
@@ -533,6 +567,7 @@ void WatchedEraseOpetatingFile(const std::wstring& relativePath) {
 void RealGetAndTransferDiskStatus(const int& status) asm("__real__ZN5Drive24GetAndTransferDiskStatusERKi");
 void WatchedGetAndTransferDiskStatus(const int& status) asm("__wrap__ZN5Drive24GetAndTransferDiskStatusERKi");
 void WatchedGetAndTransferDiskStatus(const int& status) {
+    if (Unwatched::On()) return RealGetAndTransferDiskStatus(status);
     Record("GetAndTransferDiskStatus", status);
     const auto real = [](auto&&... given) -> void {
         KeepBaton keep;
@@ -548,6 +583,7 @@ void WatchedTransferMessageCommand(int command, const std::wstring& text) asm(
     "__wrap__ZN5Drive3IPC14IPCDriveClient22TransferMessageCommandEiRKNSt7__cxx1112basic_stringIwSt11char_"
     "traitsIwESaIwEEE");
 void WatchedTransferMessageCommand(int command, const std::wstring& text) {
+    if (Unwatched::On()) return RealTransferMessageCommand(command, text);
     Record("TransferMessageCommand", command, text);
     const auto real = [](auto&&... given) -> void {
         KeepBaton keep;
@@ -561,6 +597,7 @@ void RealRefreshFile(const std::wstring& path) asm(
 void WatchedRefreshFile(const std::wstring& path) asm(
     "__wrap__ZN5Drive6Common16RefreshShellIcon11RefreshFileERKNSt7__cxx1112basic_stringIwSt11char_traitsIwESaIwEEE");
 void WatchedRefreshFile(const std::wstring& path) {
+    if (Unwatched::On()) return RealRefreshFile(path);
     Record("RefreshFile", path);
     const auto real = [](auto&&... given) -> void {
         KeepBaton keep;

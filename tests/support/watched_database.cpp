@@ -56,6 +56,7 @@ int WatchedGetTaskAllItem(void* self, std::vector<Common::TaskItem>& tasks, cons
     "stringIcSt11char_traitsIcESaIcEEESF_i");
 int WatchedGetTaskAllItem(void* self, std::vector<Common::TaskItem>& tasks, const std::string& fileStatus,
                           const std::string& direction, int limit) {
+    if (Unwatched::On()) return RealGetTaskAllItem(self, tasks, fileStatus, direction, limit);
     Record("GetTaskAllItem", fileStatus, direction, limit);
     const auto real = [self]([[maybe_unused]] auto&&... given) -> int {
         KeepBaton keep;
@@ -71,6 +72,7 @@ int WatchedGetThumbnailFileDownLoadTask(void* self, std::list<WMap>& rows, int l
     "__wrap__ZN5Drive8SQLiteDB8SQLiteDB28GetThumbnailFileDownLoadTaskERNSt7__cxx114listISt3mapINS2_12basic_"
     "stringIwSt11char_traitsIwESaIwEEES9_St4lessIS9_ESaISt4pairIKS9_S9_EEESaISG_EEEi");
 int WatchedGetThumbnailFileDownLoadTask(void* self, std::list<WMap>& rows, int limit) {
+    if (Unwatched::On()) return RealGetThumbnailFileDownLoadTask(self, rows, limit);
     Record("GetThumbnailFileDownLoadTask", limit);
     const auto real = [self]([[maybe_unused]] auto&&... given) -> int {
         KeepBaton keep;
@@ -82,6 +84,7 @@ int WatchedGetThumbnailFileDownLoadTask(void* self, std::list<WMap>& rows, int l
 void RealClearInvalidateTask(void* self) asm("__real__ZN5Drive8SQLiteDB8SQLiteDB19ClearInvalidateTaskEv");
 void WatchedClearInvalidateTask(void* self) asm("__wrap__ZN5Drive8SQLiteDB8SQLiteDB19ClearInvalidateTaskEv");
 void WatchedClearInvalidateTask(void* self) {
+    if (Unwatched::On()) return RealClearInvalidateTask(self);
     Record("ClearInvalidateTask");
     const auto real = [self]([[maybe_unused]] auto&&... given) -> void {
         KeepBaton keep;
@@ -93,6 +96,7 @@ void WatchedClearInvalidateTask(void* self) {
 void RealClearTaskTable(void* self) asm("__real__ZN5Drive8SQLiteDB8SQLiteDB14ClearTaskTableEv");
 void WatchedClearTaskTable(void* self) asm("__wrap__ZN5Drive8SQLiteDB8SQLiteDB14ClearTaskTableEv");
 void WatchedClearTaskTable(void* self) {
+    if (Unwatched::On()) return RealClearTaskTable(self);
     Record("ClearTaskTable");
     const auto real = [self]([[maybe_unused]] auto&&... given) -> void {
         KeepBaton keep;
@@ -104,6 +108,7 @@ void WatchedClearTaskTable(void* self) {
 bool RealhasTransferTasks(void* self) asm("__real__ZN5Drive8SQLiteDB8SQLiteDB16hasTransferTasksEv");
 bool WatchedhasTransferTasks(void* self) asm("__wrap__ZN5Drive8SQLiteDB8SQLiteDB16hasTransferTasksEv");
 bool WatchedhasTransferTasks(void* self) {
+    if (Unwatched::On()) return RealhasTransferTasks(self);
     Record("hasTransferTasks");
     const auto real = [self]([[maybe_unused]] auto&&... given) -> bool {
         KeepBaton keep;
@@ -117,6 +122,7 @@ Common::TaskItem RealGetTaskItem(void* self, const std::wstring& fileId, const i
 Common::TaskItem WatchedGetTaskItem(void* self, const std::wstring& fileId, const int& direction) asm(
     "__wrap__ZN5Drive8SQLiteDB8SQLiteDB11GetTaskItemERKNSt7__cxx1112basic_stringIwSt11char_traitsIwESaIwEEERKi");
 Common::TaskItem WatchedGetTaskItem(void* self, const std::wstring& fileId, const int& direction) {
+    if (Unwatched::On()) return RealGetTaskItem(self, fileId, direction);
     Record("GetTaskItem", fileId, direction);
     const auto real = [self]([[maybe_unused]] auto&&... given) -> Common::TaskItem {
         KeepBaton keep;
@@ -130,6 +136,7 @@ bool RealDeleteTaskItem(void* self, const std::wstring& fileId, int direction) a
 bool WatchedDeleteTaskItem(void* self, const std::wstring& fileId, int direction) asm(
     "__wrap__ZN5Drive8SQLiteDB8SQLiteDB14DeleteTaskItemERKNSt7__cxx1112basic_stringIwSt11char_traitsIwESaIwEEEi");
 bool WatchedDeleteTaskItem(void* self, const std::wstring& fileId, int direction) {
+    if (Unwatched::On()) return RealDeleteTaskItem(self, fileId, direction);
     Record("DeleteTaskItem", fileId, direction);
     const auto real = [self]([[maybe_unused]] auto&&... given) -> bool {
         KeepBaton keep;
@@ -143,6 +150,7 @@ bool RealUpdateTaskItem(void* self, const SQLiteDB::UpdateDBInfo& info,
 bool WatchedUpdateTaskItem(void* self, const SQLiteDB::UpdateDBInfo& info, int direction) asm(
     "__wrap__ZN5Drive8SQLiteDB8SQLiteDB14UpdateTaskItemERKNS0_12UpdateDBInfoEi");
 bool WatchedUpdateTaskItem(void* self, const SQLiteDB::UpdateDBInfo& info, int direction) {
+    if (Unwatched::On()) return RealUpdateTaskItem(self, info, direction);
     Record("UpdateTaskItem", info, direction);
     const auto real = [self]([[maybe_unused]] auto&&... given) -> bool {
         KeepBaton keep;
@@ -158,6 +166,7 @@ Common::FileItem WatchedGetDriveDataItem(void* self, WMap columns) asm(
     "__wrap__ZN5Drive8SQLiteDB8SQLiteDB16GetDriveDataItemESt3mapINSt7__cxx1112basic_stringIwSt11char_"
     "traitsIwESaIwEEES8_St4lessIS8_ESaISt4pairIKS8_S8_EEE");
 Common::FileItem WatchedGetDriveDataItem(void* self, WMap columns) {
+    if (Unwatched::On()) return RealGetDriveDataItem(self, columns);
     Record("GetDriveDataItem", columns);
     const auto real = [self]([[maybe_unused]] auto&&... given) -> Common::FileItem {
         KeepBaton keep;
@@ -173,6 +182,7 @@ Common::FileItem WatchedGetDriveDataItemWithKey(void* self, const std::wstring& 
     "__wrap__ZN5Drive8SQLiteDB8SQLiteDB23GetDriveDataItemWithKeyERKNSt7__cxx1112basic_stringIwSt11char_"
     "traitsIwESaIwEEE");
 Common::FileItem WatchedGetDriveDataItemWithKey(void* self, const std::wstring& fileId) {
+    if (Unwatched::On()) return RealGetDriveDataItemWithKey(self, fileId);
     Record("GetDriveDataItemWithKey", fileId);
     const auto real = [self]([[maybe_unused]] auto&&... given) -> Common::FileItem {
         KeepBaton keep;
@@ -186,6 +196,7 @@ bool RealUpdateDriveData(void* self, const SQLiteDB::UpdateDBInfo& info) asm(
 bool WatchedUpdateDriveData(void* self, const SQLiteDB::UpdateDBInfo& info) asm(
     "__wrap__ZN5Drive8SQLiteDB8SQLiteDB15UpdateDriveDataERKNS0_12UpdateDBInfoE");
 bool WatchedUpdateDriveData(void* self, const SQLiteDB::UpdateDBInfo& info) {
+    if (Unwatched::On()) return RealUpdateDriveData(self, info);
     Record("UpdateDriveData", info);
     const auto real = [self]([[maybe_unused]] auto&&... given) -> bool {
         KeepBaton keep;
@@ -199,6 +210,7 @@ bool RealDeleteDriveDataItem(void* self, const std::wstring& fileId) asm(
 bool WatchedDeleteDriveDataItem(void* self, const std::wstring& fileId) asm(
     "__wrap__ZN5Drive8SQLiteDB8SQLiteDB19DeleteDriveDataItemERKNSt7__cxx1112basic_stringIwSt11char_traitsIwESaIwEEE");
 bool WatchedDeleteDriveDataItem(void* self, const std::wstring& fileId) {
+    if (Unwatched::On()) return RealDeleteDriveDataItem(self, fileId);
     Record("DeleteDriveDataItem", fileId);
     const auto real = [self]([[maybe_unused]] auto&&... given) -> bool {
         KeepBaton keep;
@@ -212,6 +224,7 @@ bool RealUpdateSyncConfItem(void* self, const std::wstring& key, const std::int6
 bool WatchedUpdateSyncConfItem(void* self, const std::wstring& key, const std::int64_t& value) asm(
     "__wrap__ZN5Drive8SQLiteDB8SQLiteDB18UpdateSyncConfItemERKNSt7__cxx1112basic_stringIwSt11char_traitsIwESaIwEEERKl");
 bool WatchedUpdateSyncConfItem(void* self, const std::wstring& key, const std::int64_t& value) {
+    if (Unwatched::On()) return RealUpdateSyncConfItem(self, key, value);
     Record("UpdateSyncConfItem", key, value);
     const auto real = [self]([[maybe_unused]] auto&&... given) -> bool {
         KeepBaton keep;
@@ -227,6 +240,7 @@ void WatchedExcuteQuerySQL(void* self, std::list<WMap>& rows, const std::wstring
     "__wrap__ZN5Drive8SQLiteDB8SQLiteDB14ExcuteQuerySQLERNSt7__cxx114listISt3mapINS2_12basic_stringIwSt11char_"
     "traitsIwESaIwEEES9_St4lessIS9_ESaISt4pairIKS9_S9_EEESaISG_EEERSD_");
 void WatchedExcuteQuerySQL(void* self, std::list<WMap>& rows, const std::wstring& statement) {
+    if (Unwatched::On()) return RealExcuteQuerySQL(self, rows, statement);
     Record("ExcuteQuerySQL", statement);
     const auto real = [self]([[maybe_unused]] auto&&... given) -> void {
         KeepBaton keep;
@@ -242,6 +256,7 @@ bool WatchedExecuteMulitNoQuerySQL(void* self, const std::vector<std::string>& s
     "__wrap__ZN5Drive8SQLiteDB8SQLiteDB22ExecuteMulitNoQuerySQLERKSt6vectorINSt7__cxx1112basic_stringIcSt11char_"
     "traitsIcESaIcEEESaIS8_EE");
 bool WatchedExecuteMulitNoQuerySQL(void* self, const std::vector<std::string>& statements) {
+    if (Unwatched::On()) return RealExecuteMulitNoQuerySQL(self, statements);
     Record("ExecuteMulitNoQuerySQL", statements);
     const auto real = [self]([[maybe_unused]] auto&&... given) -> bool {
         KeepBaton keep;
@@ -261,6 +276,8 @@ WatchedGetDownLoadTaskSqlcmd(void* self, const std::wstring& localFileName, cons
 std::wstring WatchedGetDownLoadTaskSqlcmd(void* self, const std::wstring& localFileName,
                                           const std::wstring& localParentFolder, const std::wstring& fileId,
                                           const bool& isOnFetch, const std::int64_t& transferKey) {
+    if (Unwatched::On())
+        return RealGetDownLoadTaskSqlcmd(self, localFileName, localParentFolder, fileId, isOnFetch, transferKey);
     Record("GetDownLoadTaskSqlcmd", localFileName, localParentFolder, fileId, isOnFetch, transferKey);
     const auto real = [self]([[maybe_unused]] auto&&... given) -> std::wstring {
         KeepBaton keep;
@@ -277,6 +294,7 @@ bool WatchedInsertTaskByOnFetch(void* self, std::list<std::wstring> statements) 
     "__wrap__ZN5Drive8SQLiteDB8SQLiteDB19InsertTaskByOnFetchENSt7__cxx114listINS2_12basic_stringIwSt11char_"
     "traitsIwESaIwEEESaIS8_EEE");
 bool WatchedInsertTaskByOnFetch(void* self, std::list<std::wstring> statements) {
+    if (Unwatched::On()) return RealInsertTaskByOnFetch(self, statements);
     Record("InsertTaskByOnFetch", statements);
     const auto real = [self]([[maybe_unused]] auto&&... given) -> bool {
         KeepBaton keep;

@@ -43,6 +43,7 @@ Platform::HANDLE WatchedCreateFileW(
     Platform::DWORD flags, Platform::HANDLE templateFile) asm("__wrap__ZN5Drive8Platform11CreateFileWEPKwjjPvjjS3_");
 Platform::HANDLE WatchedCreateFileW(const wchar_t* path, Platform::DWORD access, Platform::DWORD share, void* security,
                                     Platform::DWORD disposition, Platform::DWORD flags, Platform::HANDLE templateFile) {
+    if (Unwatched::On()) return RealCreateFileW(path, access, share, security, disposition, flags, templateFile);
     Record("CreateFileW", path, Hex(access), share, security, disposition, Hex(flags), templateFile);
     const auto real = [](auto&&... given) -> Platform::HANDLE {
         KeepBaton keep;
@@ -54,6 +55,7 @@ Platform::HANDLE WatchedCreateFileW(const wchar_t* path, Platform::DWORD access,
 Platform::BOOL RealCloseHandle(Platform::HANDLE handle) asm("__real__ZN5Drive8Platform11CloseHandleEPv");
 Platform::BOOL WatchedCloseHandle(Platform::HANDLE handle) asm("__wrap__ZN5Drive8Platform11CloseHandleEPv");
 Platform::BOOL WatchedCloseHandle(Platform::HANDLE handle) {
+    if (Unwatched::On()) return RealCloseHandle(handle);
     Record("CloseHandle", HandleText(handle));
     const auto real = [](auto&&... given) -> Platform::BOOL {
         KeepBaton keep;
@@ -70,6 +72,7 @@ Platform::BOOL WatchedGetDiskFreeSpaceExW(
     Platform::DiskBytes* totalFree) asm("__wrap__ZN5Drive8Platform19GetDiskFreeSpaceExWEPKwPmS3_S3_");
 Platform::BOOL WatchedGetDiskFreeSpaceExW(const wchar_t* path, Platform::DiskBytes* freeForCaller,
                                           Platform::DiskBytes* total, Platform::DiskBytes* totalFree) {
+    if (Unwatched::On()) return RealGetDiskFreeSpaceExW(path, freeForCaller, total, totalFree);
     Record("GetDiskFreeSpaceExW", path);
     const auto real = [](auto&&... given) -> Platform::BOOL {
         KeepBaton keep;
@@ -83,6 +86,7 @@ Platform::BOOL RealCopyFileW(const wchar_t* from, const wchar_t* to,
 Platform::BOOL WatchedCopyFileW(const wchar_t* from, const wchar_t* to,
                                 Platform::BOOL failIfExists) asm("__wrap__ZN5Drive8Platform9CopyFileWEPKwS2_i");
 Platform::BOOL WatchedCopyFileW(const wchar_t* from, const wchar_t* to, Platform::BOOL failIfExists) {
+    if (Unwatched::On()) return RealCopyFileW(from, to, failIfExists);
     Record("CopyFileW", from, to, failIfExists);
     const auto real = [](auto&&... given) -> Platform::BOOL {
         KeepBaton keep;

@@ -25,6 +25,16 @@ public:
     static bool On();
 };
 
+/// While it lives, calls of this thread go past the watchers: neither recorded nor scripted. For the test's own work.
+class Unwatched {
+public:
+    Unwatched();
+    ~Unwatched();
+    Unwatched(const Unwatched&) = delete;
+    Unwatched& operator=(const Unwatched&) = delete;
+    static bool On();
+};
+
 inline std::string Describe(const std::string& text) { return text; }
 inline std::string Describe(const std::wstring& text) { return Narrow(text); }
 inline std::string Describe(const wchar_t* text) { return text == nullptr ? "null" : Narrow(text); }

@@ -16,6 +16,7 @@
 #include "interfaces/database/sync_rows.h"
 #include "interfaces/platform/native_path.h"
 #include "tests/support/journal.h"
+#include "tests/support/watching.h"
 
 namespace Drive::Testing {
 
@@ -135,6 +136,7 @@ bool World::HasTask(const std::wstring& fileId, int direction) const {
 int World::TaskCount() const { return static_cast<int>(SQLiteDB::SyncRows::Tasks(1000000).size()); }
 
 void World::Sql(const std::vector<std::string>& statements) const {
+    Unwatched past;
     EXPECT_TRUE(SQLiteDB::SQLiteDB::GetInstance().ExecuteMulitNoQuerySQL(statements)) << statements.front();
 }
 

@@ -1,20 +1,192 @@
 #include <gtest/gtest.h>
 
+#include "interfaces/common/globals.h"
 #include "tests/support/engine_bench.h"
+#include "tests/support/private_access.h"
+#include "upload/upload_task_manager.h"
 
 namespace Drive::Testing {
+
+struct WillFullFlag {
+    using Type = Drive::TransferService::Relaxed<bool> Drive::TransferService::UpLoadTaskManger::*;
+    friend Type Reach(WillFullFlag);
+};
+
+template struct PrivateMember<WillFullFlag, &Drive::TransferService::UpLoadTaskManger::firstNotifySpaceWillFull>;
+
 namespace {
 
-class StartingTheService : public EngineBench {};
+using TransferService::UpLoadTaskManger;
 
-TEST_F(StartingTheService, Smoke) {
-    GivePlain(L"F1", L"a\\one.txt", "hello");
+const std::string kFileRepair =
+    "UPDATE T_cloudDriveData SET fileStatus = CASE WHEN  fileStatus = 22 THEN 21 WHEN  fileStatus = 12 THEN 11 ELSE "
+    "fileStatus END WHERE fileStatus IN (12,22) AND isFolder = 0 AND fileId IN (SELECT fileId FROM T_task WHERE "
+    "direction IN (1,2) AND T_task.fileId = T_cloudDriveData.fileId);";
+const std::string kTaskRepair = "UPDATE T_task SET TaskStatus = 0 WHERE TaskStatus = 1;";
+
+class StartingTheService : public EngineBench {
+protected:
+    static bool WillBeFullMessageIsDue() { return UpLoadTaskManger::getInstance().*Reach(WillFullFlag()); }
+    static int LogsOf(const std::string& text) { return Journal::Count(Kind::Trace, text); }
+};
+
+// SVC-START-01
+TEST_F(StartingTheService, WritesItsTextsAroundTheRepairInThisOrder) {
+    VirtualTime::Run(0, [&] { Service().startTransferTaskService(); });
+    const Texts expected = {
+        "trace TransferTaskService.StartTransferTaskService Begin",
+        "stat 15002|TransferTaskService| StartTransferTaskService",
+        "db ExcuteQuerySQL(SELECT IFNULL(LastNotifySpaceFull,0) as LastNotifySpaceFull FROM T_SyncConf)",
+        "db ExecuteMulitNoQuerySQL([" + kFileRepair + " | " + kTaskRepair + "])",
+        "trace TransferTaskService.startTransferTaskService End"};
+    EXPECT_EQ(Joined(Lines()), Joined(expected));
+}
+
+// SVC-START-02
+TEST_F(StartingTheService, StartsTheMainLoopFirstAndThenTheDispatchersInOrder) {
     VirtualTime::Run(0, [&] {
-        Service().startTransferTaskService();
-        VirtualTime::AdvanceBy(8000);
-        std::puts(Tidy(Journal::Dump()).c_str());
-        std::puts(VirtualTime::Dump().c_str());
+        g_SyncUserKey[0] = 0;  // the main loop then says so at once
+        StartService();
     });
+    const Texts expected = {"trace TransferTaskService. g_SyncUserKey is empty ",
+                            "trace TransferTaskService.StartThumbnailTaskService ",
+                            "trace TransferTaskService.StartDownloadTaskService ",
+                            "trace TransferTaskService.StartPriorityDownloadTaskService ",
+                            "trace TransferTaskService.StartUploadTaskService "};
+    const Texts lines = Lines({Kind::Trace});
+    const Texts afterStart(lines.begin() + 2, lines.end());
+    EXPECT_EQ(Joined(afterStart), Joined(expected));
+}
+
+// SVC-START-03
+TEST_F(StartingTheService, TellsOfEachDispatcherWithTheStatisticOfItsArea) {
+    VirtualTime::Run(0, [&] { StartService(); });
+    const Texts expected = {"stat 15002|TransferTaskService| StartTransferTaskService",
+                            "stat 15003|TransferTaskService| StartThumbnailTaskService",
+                            "stat 15003|TransferTaskService| StartDownloadTaskService",
+                            "stat 15003|TransferTaskService| StartPriorityDownloadTaskService",
+                            "stat 15002|TransferTaskService| StartUploadTaskService"};
+    EXPECT_EQ(Joined(Lines({Kind::Statistic})), Joined(expected));
+}
+
+// SVC-START-04
+TEST_F(StartingTheService, PutsRunningFilesAndTasksBackToWaiting) {
+    world.PutWithTask(world.File(L"down", L"down.txt", 5, 22), 1);
+    world.PutWithTask(world.File(L"up", L"up.txt", 5, 12), 2);
+    world.Sql({"UPDATE T_task SET TaskStatus = 1"});
+    VirtualTime::Run(0, [&] { Service().startTransferTaskService(); });
+    EXPECT_EQ(world.Row(L"down").GetFileStatus(), 21);
+    EXPECT_EQ(world.Row(L"up").GetFileStatus(), 11);
+    EXPECT_EQ(world.Task(L"down", 1).GetTaskstatus(), 0);
+    EXPECT_EQ(world.Task(L"up", 2).GetTaskstatus(), 0);
+}
+
+// SVC-START-05
+TEST_F(StartingTheService, LeavesAFileWithoutTaskAndAFolderAsTheyAre) {
+    world.Put(world.File(L"alone", L"alone.txt", 5, 22));
+    Common::FileItem folder = world.File(L"folder", L"folder", 0, 22);
+    folder.SetIsFolder(true);
+    world.PutWithTask(folder, 1);
+    world.Put(world.File(L"picture", L"picture.jpg", 5, 22));
+    world.Sql({"INSERT INTO T_task (fileId, direction, TaskStatus) VALUES ('picture', 3, 0)"});
+    VirtualTime::Run(0, [&] { Service().startTransferTaskService(); });
+    EXPECT_EQ(world.Row(L"alone").GetFileStatus(), 22);
+    EXPECT_EQ(world.Row(L"folder").GetFileStatus(), 22);
+    EXPECT_EQ(world.Row(L"picture").GetFileStatus(), 22);
+}
+
+// SVC-START-06
+TEST_F(StartingTheService, LeavesWaitingFailedAndCancelledRowsAsTheyAre) {
+    world.PutWithTask(world.File(L"failed", L"failed.txt", 5, 23), 1);
+    world.PutWithTask(world.File(L"cancelled", L"cancelled.txt", 5, 21), 1);
+    world.Sql({"UPDATE T_task SET TaskStatus = 3 WHERE fileId = 'cancelled'"});
+    VirtualTime::Run(0, [&] { Service().startTransferTaskService(); });
+    EXPECT_EQ(world.Row(L"failed").GetFileStatus(), 23);
+    EXPECT_EQ(world.Task(L"cancelled", 1).GetTaskstatus(), 3);
+}
+
+// SVC-START-07
+TEST_F(StartingTheService, WithoutAnEarlierMessageTheFirstWillBeFullMessageIsDueAndNoRegularCheckRuns) {
+    VirtualTime::Run(0, [&] {
+        StartService();
+        EXPECT_TRUE(WillBeFullMessageIsDue());
+        VirtualTime::AdvanceBy(100 * 1000);
+    });
+    EXPECT_EQ(cloud.getUserSpace.Calls(), 0);
+}
+
+// SVC-START-08
+TEST_F(StartingTheService, AnEarlierMessageIsReadBackAndTakesTheFirstOneAway) {
+    world.Sql({"UPDATE T_SyncConf SET LastNotifySpaceFull = 1600000000"});
+    VirtualTime::Run(0, [&] {
+        StartService();
+        EXPECT_FALSE(WillBeFullMessageIsDue());
+        EXPECT_GT(cloud.getUserSpace.Calls(), 0);  // the regular check has begun
+    });
+}
+
+// SVC-START-08
+TEST_F(StartingTheService, AStoredTimeThatIsNoNumberCountsAsNone) {
+    database.excuteQuerySQL.Next([](std::list<WMap>& rows, const std::wstring&) {
+        rows.push_back({{L"LastNotifySpaceFull", L"yesterday"}});
+    });
+    VirtualTime::Run(0, [&] {
+        StartService();
+        EXPECT_TRUE(WillBeFullMessageIsDue());
+    });
+}
+
+// SVC-START-09
+TEST_F(StartingTheService, WithoutARowTheTimeKeepsItsValue) {
+    database.excuteQuerySQL.Always([](std::list<WMap>&, const std::wstring&) {});
+    VirtualTime::Run(0, [&] {
+        StartService();
+        EXPECT_TRUE(WillBeFullMessageIsDue());
+    });
+}
+
+// SVC-START-10
+TEST_F(StartingTheService, GoesOnWhenTheRepairFails) {
+    database.executeMulitNoQuerySQL.AlwaysReturns(false);
+    GivePlain(L"F", L"f.txt", "content");
+    VirtualTime::Run(0, [&] {
+        StartService();
+        VirtualTime::AdvanceBy(3000);
+    });
+    EXPECT_EQ(LogsOf("TransferTaskService.startTransferTaskService End"), 1);
+    EXPECT_EQ(world.ReadFile(L"f.txt"), "content");
+}
+
+// SVC-START-11
+TEST_F(StartingTheService, TellsOfAnExceptionOutOfTheDispatchersAndReturns) {
+    VirtualTime::Run(0, [&] {
+        ScriptedPool::FailTask(2);  // the thumbnail dispatcher, the first one after the main loop
+        StartService();
+    });
+    const std::string what = "no thread could be started for a background task";
+    const Texts expected = {"error TransferTaskService|startTransferTaskService|startTransferTaskService error:" + what,
+                            "stat 15002|TransferTaskService| TransferTaskService error = " + what,
+                            "trace TransferTaskService.startTransferTaskService End"};
+    EXPECT_TRUE(InOrder(Lines(), expected));
+    EXPECT_EQ(LogsOf("TransferTaskService.StartDownloadTaskService "), 0);
+}
+
+// SVC-START-12
+TEST_F(StartingTheService, DropsWhatTheQueuesHeldBefore) {
+    for (int i = 0; i < 5; ++i) {
+        const std::wstring id = L"F" + std::to_wstring(i);
+        GivePlain(id, id, "content");
+    }
+    VirtualTime::Run(0, [&] {
+        StartService();
+        VirtualTime::AdvanceBy(500);  // fetched; the dispatcher looks again at 1000
+        ASSERT_EQ(database.getTaskAllItem.Calls(), 1);
+        Service().stopTransferTaskService();
+        world.Sql({"DELETE FROM T_task"});
+        StartService();
+        VirtualTime::AdvanceBy(20000);
+    });
+    EXPECT_EQ(ScriptedPool::Queued().size(), 0u);
 }
 
 }  // namespace
