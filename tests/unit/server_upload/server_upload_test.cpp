@@ -5,7 +5,6 @@
 #include <unistd.h>
 
 #include <cstdio>
-#include <limits>
 
 #include "interfaces/cloud/cloud_drive_interface.h"
 #include "tests/support/virtual_time.h"
@@ -440,17 +439,6 @@ TEST_F(ResumableUpload, AFileThatCannotBeOpenedIsReportedAndThePositionKept) {
     EXPECT_EQ(requests.size(), 0u);
     EXPECT_EQ(Journal::CountBeginning(Kind::Error, "ServerUpload|resumeUpload|resumeUpload err "), 1);
     EXPECT_EQ(RecordOf(L"Local-1").GetPosition(), 3000000u);
-}
-
-TEST_F(ResumableUpload, ANegativeSliceLengthAsksForAllThatIsLeftAndTooMuchOfItIsReported) {
-    GiveLarge();
-    common.getLocalFileSize.AlwaysReturns(std::numeric_limits<std::int64_t>::max() - 1);
-    PlanWithUrl("3221225472");
-    Run(L"Local-1");
-    EXPECT_EQ(requests.size(), 0u);
-    EXPECT_EQ(Journal::CountBeginning(Kind::Error, "ServerUpload|resumeUpload|resumeUpload err "), 1);
-    EXPECT_EQ(RecordOf(L"Local-1").GetPosition(), 3221225472u);
-    EXPECT_EQ(Outcome(), "fail");
 }
 
 TEST_F(ResumableUpload, AFileCutShortAmongItsSlicesEndsWithAnEmptySlice) {
