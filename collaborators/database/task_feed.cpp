@@ -44,6 +44,18 @@ std::string ListOf(const std::set<int>& states) {
     return list;
 }
 
+WMap ThumbnailRow(Connection& connection, const std::string& fileId) {
+    auto file = connection.Statement(
+        "SELECT fileId, localFileName, localParentFolder, thunbnailDownloadLink FROM T_cloudDriveData WHERE fileId = "
+        "?");
+    file->bind(1, fileId);
+    WMap row;
+    if (!file->executeStep()) return row;
+    const wchar_t* const keys[] = {L"fileId", L"localFileName", L"localParentFolder", L"thunbnailDownloadLink"};
+    for (int column = 0; column < 4; ++column) row[keys[column]] = TextAt(*file, column);
+    return row;
+}
+
 std::string IndexFor(const std::string& direction, const std::string& list) {
     if (direction == "1" && list == "0,21,23") return "T_task_download";
     if (direction == "2" && list == "0,11,13") return "T_task_upload";
@@ -74,22 +86,20 @@ void HandOutTasks(Connection& connection, TaskLeases& leases, const std::string&
 }
 
 const char* const kThumbnailStatement =
-    "SELECT t.taskId, f.fileId, f.localFileName, f.localParentFolder, f.thunbnailDownloadLink "
-    "FROM T_task t INDEXED BY T_task_thumbnail JOIN T_cloudDriveData f ON f.fileId = t.fileId "
-    "WHERE t.direction = 3 AND t.readyState IS NOT NULL ORDER BY t.taskId";
+    "SELECT taskId, fileId FROM T_task INDEXED BY T_task_thumbnail WHERE direction = 3 AND readyState IS NOT NULL "
+    "ORDER BY taskId";
 
 void HandOutThumbnails(Connection& connection, TaskLeases& leases, int limit, std::list<WMap>& rows) {
     std::list<WMap> found;
     std::vector<std::int64_t> taskIds;
-    auto statement = connection.Statement(kThumbnailStatement);
-    while (static_cast<int>(found.size()) < limit && statement->executeStep()) {
-        const std::int64_t taskId = statement->getColumn(0).getInt64();
+    auto tasks = connection.Statement(kThumbnailStatement);
+    while (static_cast<int>(found.size()) < limit && tasks->executeStep()) {
+        const std::int64_t taskId = tasks->getColumn(0).getInt64();
         if (leases.Holds(taskId)) continue;
+        WMap row = ThumbnailRow(connection, tasks->getColumn(1).getString());
+        if (row.empty()) continue;
+        found.push_back(std::move(row));
         taskIds.push_back(taskId);
-        found.push_back({{L"fileId", TextAt(*statement, 1)},
-                         {L"localFileName", TextAt(*statement, 2)},
-                         {L"localParentFolder", TextAt(*statement, 3)},
-                         {L"thunbnailDownloadLink", TextAt(*statement, 4)}});
     }
     rows.splice(rows.end(), found);
     for (const std::int64_t taskId : taskIds) leases.Take(taskId);

@@ -39,6 +39,7 @@ std::string SurrogateCodes(const std::wstring& run) {
 }  // namespace
 
 std::string EncodeText(const std::wstring& text) {
+    if (EndOfRun(text, 0, false) == text.size()) return Platform::NarrowText(text);
     std::string encoded;
     for (std::size_t at = 0; at < text.size();) {
         const bool bytes = StandsForByte(text[at]);
@@ -52,6 +53,7 @@ std::string EncodeText(const std::wstring& text) {
 }
 
 std::wstring DecodeText(const std::string& bytes) {
+    if (bytes.find('\xED') == std::string::npos) return Platform::WidenText(bytes);
     std::wstring decoded;
     std::size_t plain = 0;
     for (std::size_t at = bytes.find('\xED'); at != std::string::npos; at = bytes.find('\xED', at)) {

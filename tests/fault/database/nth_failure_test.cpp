@@ -1,0 +1,89 @@
+#include <sqlite3.h>
+
+#include "tests/fault/database/faulty_disk.h"
+#include "tests/fault/database/scenario.h"
+
+namespace Drive::Testing {
+namespace {
+
+using SQLiteDB::OpenOutcome;
+
+struct Fault {
+    bool lasting;
+    FaultyDisk::Kind kind;
+};
+
+/// Runs the steps and gives the rows that the operations which answered true must have left.
+Rows RunSteps() {
+    Rows expected;
+    for (const Step& step : Steps()) {
+        if (step.run()) step.effect(expected);
+    }
+    return expected;
+}
+
+std::string IntegrityOf(const std::filesystem::path& file) {
+    sqlite3* raw = nullptr;
+    std::string answer;
+    sqlite3_open(file.c_str(), &raw);
+    sqlite3_exec(
+        raw, "PRAGMA integrity_check",
+        [](void* into, int, char** values, char**) {
+            *static_cast<std::string*>(into) += values[0];
+            return 0;
+        },
+        &answer, nullptr);
+    sqlite3_close(raw);
+    return answer;
+}
+
+class EveryNthFailure : public testing::TestWithParam<Fault> {
+protected:
+    void TearDown() override {
+        FaultyDisk::Get().Heal();
+        SQLiteDB::CloseDatabase();
+    }
+
+    /// One life with a fault at the Nth call. Answers whether there was one.
+    bool Live(int nth) {
+        StateFolder folder;
+        FaultyDisk& disk = FaultyDisk::Get();
+        disk.FailNth(nth, GetParam().lasting, GetParam().kind);
+        const auto opened = SQLiteDB::OpenDatabase(folder.Wide());
+        const Rows expected = RunSteps();
+        const bool injected = disk.Heal();
+        EXPECT_NE(opened.outcome, OpenOutcome::Rebuilt) << "a failing disk is no damage";
+        if (opened.ok()) {
+            EXPECT_TRUE(ReadRows() == expected) << "while it is open";
+        }
+        SQLiteDB::CloseDatabase();
+        const auto again = SQLiteDB::OpenDatabase(folder.Wide());
+        EXPECT_TRUE(again.outcome == OpenOutcome::Opened || (!opened.ok() && again.ok())) << again.message;
+        EXPECT_NE(again.outcome, OpenOutcome::Rebuilt) << again.message;
+        EXPECT_TRUE(ReadRows() == expected) << "when it is opened again";
+        SQLiteDB::CloseDatabase();
+        EXPECT_EQ(IntegrityOf(folder.Database()), "ok");
+        return injected;
+    }
+};
+
+TEST_P(EveryNthFailure, FailsTheOperationAndNothingElse) {
+    int nth = 1;
+    while (Live(nth) && !HasFailure()) ++nth;
+    EXPECT_FALSE(HasFailure()) << "at call " << nth;
+    EXPECT_GT(nth, 100) << "the sweep met nearly no calls";
+    RecordProperty("calls", nth - 1);
+}
+
+INSTANTIATE_TEST_SUITE_P(Disk, EveryNthFailure,
+                         testing::Values(Fault{false, FaultyDisk::Kind::IoError},
+                                         Fault{true, FaultyDisk::Kind::IoError}, Fault{false, FaultyDisk::Kind::Full},
+                                         Fault{true, FaultyDisk::Kind::Full}),
+                         [](const auto& info) {
+                             const std::string kind =
+                                 info.param.kind == FaultyDisk::Kind::Full ? "FullDisk" : "IoError";
+                             return kind + (info.param.lasting ? "FromThenOn" : "Once");
+                         });
+
+}  // namespace
+}  // namespace Drive::Testing
