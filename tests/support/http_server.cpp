@@ -75,6 +75,8 @@ struct HttpServer::Body {
     int listener = -1;
     int port = 0;
     std::atomic<bool> stopping{false};
+    std::atomic<std::size_t> readStep{65536};
+    std::atomic<int> readPause{0};
     std::thread acceptor;
 
     mutable std::mutex mutex;  // guards what follows
@@ -107,8 +109,9 @@ bool HttpServer::Body::Receive(int descriptor, std::string& pending) {
     pollfd waiting{descriptor, POLLIN, 0};
     while (!stopping) {
         if (poll(&waiting, 1, kPoll) <= 0) continue;
+        if (readPause > 0 && !Pause(readPause)) return false;
         char buffer[65536];
-        const ssize_t count = recv(descriptor, buffer, sizeof buffer, 0);
+        const ssize_t count = recv(descriptor, buffer, std::min(sizeof buffer, readStep.load()), 0);
         if (count <= 0) return false;
         pending.append(buffer, static_cast<std::size_t>(count));
         return true;
@@ -274,6 +277,14 @@ void HttpServer::AnswerInTurn(std::vector<Reply> replies) {
     Answer([replies = std::move(replies), next](const SeenRequest&) {
         return replies.at(std::min(next->fetch_add(1), replies.size() - 1));
     });
+}
+
+void HttpServer::ReadSlowly(std::size_t step, int pauseMilliseconds) {
+    // A small window, so that the kernel does not read ahead in our place.
+    const int window = static_cast<int>(step);
+    setsockopt(body->listener, SOL_SOCKET, SO_RCVBUF, &window, sizeof window);
+    body->readStep = step;
+    body->readPause = pauseMilliseconds;
 }
 
 int HttpServer::Port() const { return body->port; }

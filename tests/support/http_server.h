@@ -64,6 +64,9 @@ public:
     /// One answer after another; the last one stays.
     void AnswerInTurn(std::vector<Reply> replies);
 
+    /// From now on requests are read in steps of so many bytes, with a pause before each.
+    void ReadSlowly(std::size_t step, int pauseMilliseconds);
+
     int Port() const;
     /// "http://127.0.0.1:port" and the path.
     std::string Url(const std::string& path = "") const;

@@ -305,7 +305,7 @@ TEST_F(Account, ANameThatCannotBeToldIsAFailureWithAMessage) {
     EXPECT_TRUE(server.Requests().empty());
 }
 
-TEST_F(Account, ATransportFailureSaysWhereAndWhatToDo) {
+TEST_F(Account, ATransportFailureSaysWhereAndHowToGoOn) {
     Reply reply;
     reply.silent = true;
     server.AnswerAll(reply);

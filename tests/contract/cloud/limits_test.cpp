@@ -191,6 +191,20 @@ TEST_F(Limits, ADownloadKeepsToItsBandwidth) {
     EXPECT_LT(took, 10000);
 }
 
+TEST_F(Limits, AnUploadOverASlowLineIsNotTakenForASilentOne) {
+    server.ReadSlowly(65'536, 40);
+    auto settings = Settings();
+    settings.controlSeconds = 1;
+    Configure(settings);
+    WMap headers;
+    std::string text;
+    const std::vector<unsigned char> body(4 << 20, 7);
+    const auto took = MillisecondsOf(
+        [&] { EXPECT_TRUE(FileTransRequest::UploadRequest(server.WideUrl("/x"), {}, L"PUT", body, headers, text)); });
+    EXPECT_GT(took, 2000);
+    EXPECT_EQ(body.size(), server.Last().body.size());
+}
+
 TEST_F(Limits, TwoUploadsShareOneBandwidth) {
     server.AnswerAll(Reply{});
     auto settings = Settings();
