@@ -123,6 +123,21 @@ std::optional<std::string> OpenGcm(std::string_view sealed, std::string_view key
     return plain;
 }
 
+std::optional<std::string> OpenCbc(std::string_view cipher, std::string_view key, std::string_view iv) {
+    if (key.size() != 16 || iv.size() != 16 || cipher.empty() || cipher.size() % 16 != 0) return std::nullopt;
+    const CipherContext context(EVP_CIPHER_CTX_new());
+    std::string plain(cipher.size() + 16, '\0');
+    int length = 0, rest = 0;
+    Require(context && EVP_DecryptInit_ex(context.get(), EVP_aes_128_cbc(), nullptr, Bytes(key), Bytes(iv)) == 1,
+            "AES-CBC");
+    Require(
+        EVP_DecryptUpdate(context.get(), Bytes(plain), &length, Bytes(cipher), static_cast<int>(cipher.size())) == 1,
+        "AES-CBC");
+    if (EVP_DecryptFinal_ex(context.get(), Bytes(plain) + length, &rest) != 1) return std::nullopt;
+    plain.resize(static_cast<std::size_t>(length + rest));
+    return plain;
+}
+
 std::string HashPassword(const std::string& password) {
     const std::string salt = RandomBytes(16);
     char head[64];

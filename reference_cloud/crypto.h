@@ -43,6 +43,9 @@ std::string SealGcm(std::string_view plain, std::string_view key);
 /// The inverse; nothing when the text was not made with this key.
 std::optional<std::string> OpenGcm(std::string_view sealed, std::string_view key);
 
+/// AES-128-CBC with PKCS#7, the inverse of what clients do to a slice; nothing for a wrong length or padding.
+std::optional<std::string> OpenCbc(std::string_view cipher, std::string_view key, std::string_view iv);
+
 /// scrypt with a salt of its own: "scrypt$N$r$p$salt$hash".
 std::string HashPassword(const std::string& password);
 bool CheckPassword(const std::string& password, const std::string& stored);

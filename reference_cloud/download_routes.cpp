@@ -1,6 +1,7 @@
 #include "interfaces/cloud/wire/codes.h"
 #include "interfaces/cloud/wire/fields.h"
 #include "interfaces/cloud/wire/routes.h"
+#include "reference_cloud/attached_thumbnail.h"
 #include "reference_cloud/cloud.h"
 #include "reference_cloud/content_source.h"
 #include "reference_cloud/refusal.h"
@@ -99,8 +100,12 @@ Response PlainContent(Cloud& cloud, const Request& request) {
 
 Response Thumbnail(Cloud& cloud, const Request& request) {
     const Held held = Look(cloud, request);
-    const bool picture = held.file.category == "image" && held.content && !held.content->encrypted;
-    const std::string jpeg = picture ? MakeThumbnail(*cloud.objects, held.objects) : std::string();
+    std::string jpeg;
+    if (held.content && held.content->encrypted) {
+        jpeg = OpenThumbnail(cloud, request.user, *held.content, held.objects);
+    } else if (held.content && held.file.category == "image") {
+        jpeg = MakeThumbnail(*cloud.objects, held.objects);
+    }
     if (jpeg.empty()) throw Refusal(404, Wire::kNotFound, "there is no thumbnail of \"" + held.file.name + "\"");
     Response response;
     response.headers["Content-Type"] = "image/jpeg";

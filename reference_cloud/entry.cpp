@@ -21,7 +21,8 @@ Json::Value EntryOf(const FileRow& file) {
     entry[Wire::kCategory] = file.category;
     entry[Wire::kContentVersion] = std::to_string(file.version);
     const bool picture = file.category == "image" && !file.encrypted && !file.contentId.empty();
-    entry[Wire::kThumbnailLink] = picture ? Wire::kFilePrefix + file.id + Wire::kThumbnailSuffix : "";
+    const bool attached = file.encrypted && !file.attachments.empty();
+    entry[Wire::kThumbnailLink] = picture || attached ? Wire::kFilePrefix + file.id + Wire::kThumbnailSuffix : "";
     entry[Wire::kAttachmentSize] = Json::Value(Json::arrayValue);
     for (const std::int64_t size : file.attachments) entry[Wire::kAttachmentSize].append(Json::Int64(size));
     entry[Wire::kCreatedTime] = Json::Int64(file.created);

@@ -188,9 +188,10 @@ Json::Value AddressRequest(const Json::Value& plan, const Json::Value& item, con
     return body;
 }
 
-void SendObjects(const TestClient& client, const Json::Value& plan) {
-    for (const Json::Value& item : plan["items"]) {
-        const std::string stored = StoredBytes(item);
+void SendObjects(const TestClient& client, const Json::Value& plan, const std::vector<std::string>& given) {
+    for (Json::ArrayIndex index = 0; index < plan["items"].size(); ++index) {
+        const Json::Value& item = plan["items"][index];
+        const std::string stored = given.empty() ? StoredBytes(item) : given.at(index);
         const Json::Value request = AddressRequest(plan, item, stored);
         const Answer address = client.Post("/v1/uploads/address", request);
         ASSERT_EQ(address.status, 200) << address.body;

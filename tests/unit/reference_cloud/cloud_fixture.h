@@ -89,8 +89,8 @@ struct SampleUpload {
 /// Stored bytes that fit the plan's item.
 std::string StoredBytes(const Json::Value& item);
 Json::Value AddressRequest(const Json::Value& plan, const Json::Value& item, const std::string& stored);
-/// Address, PUT and object complete of every item.
-void SendObjects(const TestClient& client, const Json::Value& plan);
+/// Address, PUT and object complete of every item, with these bytes or bytes that fit.
+void SendObjects(const TestClient& client, const Json::Value& plan, const std::vector<std::string>& stored = {});
 /// The whole upload; gives back the entry.
 Json::Value UploadEncrypted(const TestClient& client, const SampleUpload& upload);
 /// Puts a plain file in by the file proxy's session of a "server" plan.

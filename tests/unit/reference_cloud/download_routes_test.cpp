@@ -1,5 +1,8 @@
 #include "tests/unit/reference_cloud/cloud_fixture.h"
 
+#include <openssl/evp.h>
+
+#include "reference_cloud/crypto.h"
 #include "reference_cloud/text.h"
 
 namespace Drive::ReferenceCloud {
@@ -124,6 +127,47 @@ TEST_F(DownloadRoutes, APictureHasAThumbnailAndOtherFilesHaveNone) {
     const std::string other = Plain("no picture", "text.plain");
     EXPECT_EQ(client.Get("/v1/files/" + other).json["thumbnailLink"], "");
     EXPECT_EQ(client.Get("/v1/files/" + other + "/thumbnail").status, 404);
+}
+
+/// What a client does to bytes: AES-128-CBC with PKCS#7.
+std::string Encrypt(const std::string& plain, const std::string& key, const std::string& iv) {
+    const auto bytes = [](const std::string& text) { return reinterpret_cast<const unsigned char*>(text.data()); };
+    std::string cipher(plain.size() + 16, '\0');
+    auto* out = reinterpret_cast<unsigned char*>(cipher.data());
+    int length = 0, rest = 0;
+    EVP_CIPHER_CTX* context = EVP_CIPHER_CTX_new();
+    EVP_EncryptInit_ex(context, EVP_aes_128_cbc(), nullptr, bytes(key), bytes(iv));
+    EVP_EncryptUpdate(context, out, &length, bytes(plain), static_cast<int>(plain.size()));
+    EVP_EncryptFinal_ex(context, out + length, &rest);
+    EVP_CIPHER_CTX_free(context);
+    cipher.resize(static_cast<std::size_t>(length + rest));
+    return cipher;
+}
+
+TEST_F(DownloadRoutes, AnEncryptedFileShowsTheSmallAttachmentThatCameWithIt) {
+    const std::string key = RandomText(16), iv = RandomText(16), small = "\xff\xd8 small", large = "\xff\xd8 the large";
+    Cloud& cloud = Shared().server->GetCloud();
+    const User user = *cloud.Read([](Rows& rows) { return rows.UserByName(Shared().lastUser); });
+    SampleUpload upload(RandomText(100), "photo.jpg");
+    upload.attachments = {static_cast<int>(small.size()), static_cast<int>(large.size())};
+    const Json::Value plan = client.Post("/v1/uploads/start", upload.Start(client)).json;
+    const std::string stored[] = {Encrypt(upload.bytes, key, iv), Encrypt(small, key, iv) + Encrypt(large, key, iv)};
+    SendObjects(client, plan, {stored[0], stored[1]});
+    Json::Value body = upload.Completion(client, plan);
+    const std::string sealed = std::string("\x01\x00\x20", 3) + ToHex(key) + ToHex(iv);
+    body["encFekList"][1]["efek"] = ToBase64(SealGcm(sealed, cloud.secrets.OpenContentKey(user.sealedKey1)));
+    body["encFekList"][1]["iv"] = ToHex(iv);
+    const Json::Value entry = client.Post("/v1/uploads/create-complete", body).json;
+    const Answer picture = client.Get(entry["thumbnailLink"].asString());
+    EXPECT_EQ(picture.status, 200);
+    EXPECT_EQ(picture.body, small);
+}
+
+TEST_F(DownloadRoutes, AnAttachmentThatDoesNotOpenIsNoThumbnail) {
+    SampleUpload upload(RandomText(100), "photo.jpg");
+    upload.attachments = {10, 20};
+    const Json::Value entry = UploadEncrypted(client, upload);
+    EXPECT_EQ(client.Get(entry["thumbnailLink"].asString()).status, 404);
 }
 
 TEST_F(DownloadRoutes, ADamagedPictureHasNoThumbnail) {

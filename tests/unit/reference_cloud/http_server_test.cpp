@@ -43,7 +43,7 @@ protected:
             if (request.path == "/fail") throw std::runtime_error("on purpose");
             if (request.path == "/slow") std::this_thread::sleep_for(std::chrono::milliseconds(300));
             Response response;
-            response.text = body.empty() ? std::string(std::stoul("0" + request.Query("bytes")), 'x') : body;
+            response.text = body.empty() ? std::string(std::stoul("0" + request.Query("bytes")), 'a') : body;
             return response;
         });
     }
@@ -206,7 +206,7 @@ TEST_F(HttpServerTest, ARuleDelaysCutsAndDamagesAnswers) {
     const Answer cut = client_->Get("/cut?bytes=5000");
     EXPECT_FALSE(cut.whole);
     EXPECT_EQ(cut.body.size(), 1000U);
-    EXPECT_EQ(client_->Get("/damage?bytes=7").body, "xxxxx-x");
+    EXPECT_EQ(client_->Get("/damage?bytes=7").body, "aaaaa4a");
     start = Clock::now();
     EXPECT_EQ(client_->Get("/rate?bytes=10000").body.size(), 10000U);
     EXPECT_GT(Since(start), 0.15);

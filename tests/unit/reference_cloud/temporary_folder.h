@@ -18,7 +18,7 @@ public:
         const std::filesystem::path memory = "/dev/shm";
         const bool there = ::access(memory.c_str(), W_OK) == 0;
         const auto base = there ? memory : std::filesystem::temp_directory_path();
-        std::string pattern = (base / "zelkor-cloud-test-XXXXXX").string();
+        std::string pattern = (base / ("zelkor-cloud-test-" + std::string(6, 'X'))).string();
         if (::mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("no temporary folder");
         path_ = pattern;
     }
