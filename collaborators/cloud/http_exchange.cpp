@@ -5,17 +5,15 @@
 #include <algorithm>
 #include <chrono>
 #include <cstring>
-#include <exception>
 #include <memory>
 
-#include "collaborators/cloud/address.h"
 #include "collaborators/cloud/answer_reader.h"
+#include "collaborators/cloud/curl_options.h"
 #include "collaborators/cloud/curl_pool.h"
 #include "collaborators/cloud/header_list.h"
 #include "collaborators/cloud/process_state.h"
 #include "collaborators/cloud/progress_watch.h"
 #include "collaborators/cloud/rate_limit.h"
-#include "collaborators/cloud/text.h"
 
 namespace Drive::Cloud {
 
@@ -25,38 +23,10 @@ using Clock = std::chrono::steady_clock;
 
 constexpr int kPollMilliseconds = 200;
 constexpr std::int64_t kPatienceAtStop = 500;
-constexpr long kLargeBuffer = 512 * 1024;
-constexpr long kSmallBuffer = 16 * 1024;
-constexpr long kUploadBuffer = 1024 * 1024;
+/// A piece of a body under a bandwidth limit: small, so that the line does not stand still for long.
+constexpr std::size_t kLimitedPiece = 16 * 1024;
 constexpr std::int64_t kMostSeconds = 1'000'000'000;
 constexpr const char* kStopMessage = "the transfer was ended because the program stops";
-
-struct FreeList {
-    void operator()(curl_slist* list) const { curl_slist_free_all(list); }
-};
-using HeaderLines = std::unique_ptr<curl_slist, FreeList>;
-
-HttpFailure FailureOf(CURLcode code) {
-    switch (code) {
-        case CURLE_OPERATION_TIMEDOUT:
-            return HttpFailure::Timeout;
-        case CURLE_PEER_FAILED_VERIFICATION:
-        case CURLE_SSL_CACERT_BADFILE:
-        case CURLE_SSL_ISSUER_ERROR:
-        case CURLE_SSL_CIPHER:
-            return HttpFailure::Security;
-        case CURLE_URL_MALFORMAT:
-        case CURLE_UNSUPPORTED_PROTOCOL:
-        case CURLE_OUT_OF_MEMORY:
-        case CURLE_BAD_FUNCTION_ARGUMENT:
-            return HttpFailure::BadRequest;
-        case CURLE_WEIRD_SERVER_REPLY:
-        case CURLE_BAD_CONTENT_ENCODING:
-            return HttpFailure::BadAnswer;
-        default:
-            return HttpFailure::Connection;
-    }
-}
 
 std::int64_t MillisecondsSince(Clock::time_point moment) {
     return std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - moment).count();
@@ -78,11 +48,8 @@ private:
     static std::size_t OnRead(char* data, std::size_t size, std::size_t count, void* self);
     static int OnSeek(void* self, curl_off_t offset, int origin);
 
+    void SetCallbacks(CURL* easy);
     bool Prepare(CURL* easy);
-    void SetBody(CURL* easy);
-    void SetSecurity(CURL* easy);
-    bool AppendHeader(const std::string& line);
-    bool SetHeaders(CURL* easy);
     void Drive(CurlHandle& handle);
     void Observe(CURL* easy);
     bool WithinLimits(CURL* easy);
@@ -91,7 +58,7 @@ private:
     const std::shared_ptr<const Limits> limits;
     const HttpRequest& request;
     AnswerReader reader;
-    HeaderLines headerLines;
+    CurlOptions options;
     char errorText[CURL_ERROR_SIZE] = {};
     std::size_t bodyOffset = 0;
     std::int64_t countedSent = 0;
@@ -123,7 +90,7 @@ std::size_t Exchange::OnRead(char* data, std::size_t size, std::size_t count, vo
     auto* exchange = static_cast<Exchange*>(self);
     const std::int64_t rate = exchange->limits->uploadBytesPerSecond;
     std::size_t length = std::min(size * count, exchange->request.bodySize - exchange->bodyOffset);
-    if (rate > 0) length = std::min<std::size_t>(length, kSmallBuffer);
+    if (rate > 0) length = std::min(length, kLimitedPiece);
     const auto began = Clock::now();
     if (!UploadRate().Take(static_cast<std::int64_t>(length), rate)) return CURL_READFUNC_ABORT;
     exchange->watch.Held(MillisecondsSince(began));
@@ -143,53 +110,16 @@ int Exchange::OnSeek(void* self, curl_off_t offset, int origin) {
     return CURL_SEEKFUNC_OK;
 }
 
-bool Exchange::AppendHeader(const std::string& line) {
-    curl_slist* longer = curl_slist_append(headerLines.get(), line.c_str());
-    if (longer == nullptr) return false;
-    static_cast<void>(headerLines.release());
-    headerLines.reset(longer);
-    return true;
-}
-
-bool Exchange::SetHeaders(CURL* easy) {
-    // What libcurl would add of its own is switched off: stores sign what they want to see.
-    for (const char* own : {"Accept", "Expect", "Content-Type"}) {
-        if (FindHeader(request.headers, own) == nullptr && !AppendHeader(std::string(own) + ":")) return false;
-    }
-    for (const auto& [name, value] : request.headers) {
-        if (EqualsIgnoringCase(name, "Content-Length")) continue;  // made from the body, and never sent twice
-        if (!AppendHeader(value.empty() ? name + ";" : name + ": " + value)) return false;
-    }
-    return curl_easy_setopt(easy, CURLOPT_HTTPHEADER, headerLines.get()) == CURLE_OK;
-}
-
-void Exchange::SetBody(CURL* easy) {
-    if (request.hasBody) {
-        curl_easy_setopt(easy, CURLOPT_UPLOAD, 1L);
-        curl_easy_setopt(easy, CURLOPT_INFILESIZE_LARGE, static_cast<curl_off_t>(request.bodySize));
-        curl_easy_setopt(easy, CURLOPT_READFUNCTION, OnRead);
-        curl_easy_setopt(easy, CURLOPT_READDATA, this);
-        curl_easy_setopt(easy, CURLOPT_SEEKFUNCTION, OnSeek);
-        curl_easy_setopt(easy, CURLOPT_SEEKDATA, this);
-        if (request.bodySize > static_cast<std::size_t>(kSmallBuffer)) {
-            curl_easy_setopt(easy, CURLOPT_UPLOAD_BUFFERSIZE, kUploadBuffer);
-        }
-    } else {
-        curl_easy_setopt(easy, CURLOPT_HTTPGET, 1L);
-    }
-    curl_easy_setopt(easy, CURLOPT_CUSTOMREQUEST, request.method.c_str());
-}
-
-void Exchange::SetSecurity(CURL* easy) {
-    curl_easy_setopt(easy, CURLOPT_PROTOCOLS_STR, "http,https");
-    curl_easy_setopt(easy, CURLOPT_FOLLOWLOCATION, 0L);
-    curl_easy_setopt(easy, CURLOPT_DISALLOW_USERNAME_IN_URL, 1L);
-    curl_easy_setopt(easy, CURLOPT_NETRC, static_cast<long>(CURL_NETRC_IGNORED));
-    curl_easy_setopt(easy, CURLOPT_SSL_VERIFYPEER, 1L);
-    curl_easy_setopt(easy, CURLOPT_SSL_VERIFYHOST, 2L);
-    curl_easy_setopt(easy, CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_TLSv1_2));
-    if (!limits->caFile.empty()) curl_easy_setopt(easy, CURLOPT_CAINFO, limits->caFile.c_str());
-    if (!limits->proxyForLoopback && IsLoopbackHost(HostOf(request.url))) curl_easy_setopt(easy, CURLOPT_PROXY, "");
+void Exchange::SetCallbacks(CURL* easy) {
+    curl_easy_setopt(easy, CURLOPT_ERRORBUFFER, errorText);
+    curl_easy_setopt(easy, CURLOPT_HEADERFUNCTION, OnHeader);
+    curl_easy_setopt(easy, CURLOPT_HEADERDATA, this);
+    curl_easy_setopt(easy, CURLOPT_WRITEFUNCTION, OnBody);
+    curl_easy_setopt(easy, CURLOPT_WRITEDATA, this);
+    curl_easy_setopt(easy, CURLOPT_READFUNCTION, OnRead);
+    curl_easy_setopt(easy, CURLOPT_READDATA, this);
+    curl_easy_setopt(easy, CURLOPT_SEEKFUNCTION, OnSeek);
+    curl_easy_setopt(easy, CURLOPT_SEEKDATA, this);
 }
 
 bool Exchange::Prepare(CURL* easy) {
@@ -198,23 +128,8 @@ bool Exchange::Prepare(CURL* easy) {
                     "a header or the verb of the request holds characters that cannot be sent");
         return false;
     }
-    SetSecurity(easy);
-    SetBody(easy);
-    const bool large = request.download && limits->downloadBytesPerSecond == 0;
-    curl_easy_setopt(easy, CURLOPT_BUFFERSIZE, large ? kLargeBuffer : kSmallBuffer);
-    curl_easy_setopt(easy, CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
-    curl_easy_setopt(easy, CURLOPT_NOSIGNAL, 1L);
-    curl_easy_setopt(easy, CURLOPT_QUICK_EXIT, 1L);
-    curl_easy_setopt(easy, CURLOPT_TCP_KEEPALIVE, 1L);
-    curl_easy_setopt(easy, CURLOPT_PATH_AS_IS, 1L);
-    curl_easy_setopt(easy, CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
-    curl_easy_setopt(easy, CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(limits->connectMilliseconds));
-    curl_easy_setopt(easy, CURLOPT_ERRORBUFFER, errorText);
-    curl_easy_setopt(easy, CURLOPT_HEADERFUNCTION, OnHeader);
-    curl_easy_setopt(easy, CURLOPT_HEADERDATA, this);
-    curl_easy_setopt(easy, CURLOPT_WRITEFUNCTION, OnBody);
-    curl_easy_setopt(easy, CURLOPT_WRITEDATA, this);
-    if (SetHeaders(easy) && curl_easy_setopt(easy, CURLOPT_URL, request.url.c_str()) == CURLE_OK) return true;
+    SetCallbacks(easy);
+    if (options.Apply(easy, request, *limits)) return true;
     reader.Fail(HttpFailure::BadRequest, "the request could not be prepared");
     return false;
 }

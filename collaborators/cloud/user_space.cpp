@@ -75,7 +75,7 @@ std::int64_t CloudDriveInterface::GetUserSpace(std::wstring& text) {
         std::uint64_t generation = 0;
         if (const auto space = Remembered(generation)) return *space;
         const std::int64_t space = AskForSpace();
-        if (space >= 0) Remember(space, generation);
+        Remember(space, generation);  // a failure is no space to remember
         return space;
     });
 }

@@ -100,7 +100,11 @@ INSTANTIATE_TEST_SUITE_P(
         Bend{"key_entry_null", [](Json::Value& answer) { answer["encFekList"][0] = Json::Value(); }},
         Bend{"key_entry_array", [](Json::Value& answer) { answer["encFekList"][0] = Json::Value(Json::arrayValue); }},
         Bend{"efek_number_array", [](Json::Value& answer) { answer["encFekList"][0]["efek"] = Json::Value(Json::arrayValue); }},
-        Bend{"no_objects", [](Json::Value& answer) { answer["objectInfoList"][0]["objectIds"] = Json::Value(Json::arrayValue); }},
+        Bend{"no_objects",
+             [](Json::Value& answer) {
+                 answer["objectInfoList"][0]["objectIds"] = Json::Value(Json::arrayValue);
+                 answer["objectInfoList"][0]["synckeys"] = Json::Value(Json::arrayValue);
+             }},
         Bend{"ids_absent", [](Json::Value& answer) { answer["objectInfoList"][0].removeMember("objectIds"); }},
         Bend{"id_null", [](Json::Value& answer) { answer["objectInfoList"][0]["objectIds"][1] = Json::Value(); }},
         Bend{"id_empty", [](Json::Value& answer) { answer["objectInfoList"][0]["objectIds"][1] = ""; }},

@@ -52,6 +52,12 @@ TEST_F(StoreUpload, AContentLengthOfTheStoreIsNotSentTwice) {
     EXPECT_EQ("4", server.Last().Header("Content-Length"));
 }
 
+TEST_F(StoreUpload, AContentLengthThatIsNotTheBodysIsPutRight) {
+    EXPECT_TRUE(Send(L"PUT", "four", {{L"content-length", L"999"}}));
+    EXPECT_EQ(1, server.Last().CountHeader("Content-Length"));
+    EXPECT_EQ("four", server.Last().body);
+}
+
 TEST_F(StoreUpload, ALargeBodyGoesWithoutWaitingForLeave) {
     const std::string body = Content(5 << 20);
     EXPECT_TRUE(Send(L"PUT", body, {}));

@@ -96,20 +96,33 @@ TEST_P(BadPlan, GivesAnEmptyText) {
     EXPECT_GT(LogLines(), 0u);
 }
 
-INSTANTIATE_TEST_SUITE_P(Plans, BadPlan,
-                         testing::Values("", "null", "[]", "7", "{", "{}x", R"({"a":1,"a":2,"uploadType":"client"})",
-                                         R"({"uploadType":"clients"})", R"({"uploadType":7})", R"({"uploadType":null})",
-                                         "{}", "{\"uploadType\":\"client\",\"x\":\"\xff\"}", "{'uploadType':'client'}",
-                                         R"({"uploadType":"client"})", R"({"uploadType":"client","sliceSize":0})",
-                                         R"({"uploadType":"client","sliceSize":-4194304})",
-                                         R"({"uploadType":"client","sliceSize":99999999999})",
-                                         R"({"uploadType":"client","sliceSize":"4194304"})",
-                                         "{\"uploadType\":\"client\",\"x\":" + std::string(100'000, '[') +
-                                             std::string(100'000, ']') + "}",
-                                         R"({"uploadType":"client","errorCode":"21000401"})"));
+// Each is refused for one thing only: the rest of it is a plan that could be followed.
+INSTANTIATE_TEST_SUITE_P(
+    Plans, BadPlan,
+    testing::Values("", "null", "[]", "7", "{", "{}", R"({"uploadType":"client","sliceSize":5}x)",
+                    R"({"a":1,"a":2,"uploadType":"client","sliceSize":5})",
+                    R"({"uploadType":"server","uploadType":"client","sliceSize":5})",
+                    R"({"uploadType":"clients","sliceSize":5})", R"({"uploadType":7,"sliceSize":5})",
+                    R"({"uploadType":null,"sliceSize":5})", R"({"sliceSize":5})", R"(["uploadType","client"])",
+                    "{\"uploadType\":\"client\",\"sliceSize\":5,\"x\":\"\xff\"}",
+                    "{'uploadType':'client','sliceSize':5}", R"({"uploadType":"client"})",
+                    R"({"uploadType":"client","sliceSize":0})", R"({"uploadType":"client","sliceSize":-4194304})",
+                    R"({"uploadType":"client","sliceSize":99999999999})",
+                    R"({"uploadType":"client","sliceSize":"4194304"})",
+                    "{\"uploadType\":\"client\",\"sliceSize\":5,\"x\":" + std::string(100'000, '[') +
+                        std::string(100'000, ']') + "}",
+                    R"({"uploadType":"client","sliceSize":5,"errorCode":"21000401"})"));
+
+TEST_F(UploadCalls, APlanThatIsGoodEnoughIsHandedOnAsItStands) {
+    for (const char* plan : {R"({"uploadType":"client","sliceSize":5})", R"({"uploadType":"exist"})",
+                             R"({ "uploadType" : "server", "sliceSize" : 0, "x" : [[[[null]]]] })"}) {
+        server.AnswerAll(Reply::Json(plan));
+        EXPECT_EQ(plan, Start());
+    }
+}
 
 TEST_F(UploadCalls, AnAnswerAboveTheLimitIsNotTaken) {
-    Reply reply = Reply::Json(R"({"uploadType":"client","x":")" + std::string(20 << 20, 'x') + R"("})");
+    Reply reply = Reply::Json(R"({"uploadType":"client","sliceSize":5,"x":")" + std::string(20 << 20, 'x') + R"("})");
     server.AnswerAll(reply);
     EXPECT_EQ("", Start());
     reply.announcedLength = "";
