@@ -8,6 +8,7 @@
 
 #include "collaborators/common/log_text.h"
 #include "collaborators/common/place.h"
+#include "collaborators/common/uninterrupted.h"
 #include "interfaces/common/file_helper.h"
 #include "interfaces/logging/sync_panel_log.h"
 #include "interfaces/platform/clock.h"
@@ -28,17 +29,15 @@ bool IsSaneBlock(std::int64_t position, const char* data, std::size_t length) {
     return position >= 0 && (data != nullptr || length == 0) && length <= kMost - static_cast<std::size_t>(position);
 }
 
-/// Opens the file of a place for writing, and tells whether it was made here.
-UniqueFd OpenForWriting(const Place& place, bool& isNew) {
+/// Opens the file of a place for writing, and makes it when it is absent.
+UniqueFd OpenForWriting(const Place& place) {
     const std::size_t count = place.Parts().names.size();
     constexpr int kMostRaces = 16;
     for (int race = 0; race < kMostRaces; ++race) {
-        isNew = false;
         UniqueFd file = place.Open(count, O_WRONLY | O_NONBLOCK | O_NOCTTY);
         if (file || errno != ENOENT) {
             return file;
         }
-        isNew = true;
         file = place.Open(count, O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CREAT | O_EXCL, kFileMode);
         if (file || errno != EEXIST) {
             return file;
@@ -47,13 +46,14 @@ UniqueFd OpenForWriting(const Place& place, bool& isNew) {
     return UniqueFd();
 }
 
-bool IsRegularFile(int file) {
+/// Bytes of the file, or -1 for what is no file.
+std::int64_t SizeOfRegularFile(int file) {
     struct stat status {};
-    if (fstat(file, &status) != 0) {
-        return false;
+    if (Uninterrupted([&] { return fstat(file, &status); }) != 0) {
+        return -1;
     }
     errno = EINVAL;
-    return S_ISREG(status.st_mode);
+    return S_ISREG(status.st_mode) ? status.st_size : -1;
 }
 
 bool WriteAll(int file, std::int64_t position, const char* data, std::size_t length) {
@@ -77,7 +77,7 @@ bool SyncParent(const Place& place) {
 }
 
 /// One attempt, from finding the place to the disk; `errno` tells why not. The name of the file is on the disk before
-/// its first bytes are answered for, also when an earlier attempt made the file and got no further.
+/// its first byte is written: a file that holds bytes has its name there, whatever became of the attempt that made it.
 bool WriteOnce(std::int64_t position, const char* data, std::size_t length, const std::wstring& path) {
     const auto place = Place::Find(path, true);
     if (!place) {
@@ -87,13 +87,14 @@ bool WriteOnce(std::int64_t position, const char* data, std::size_t length, cons
         errno = EISDIR;
         return false;
     }
-    bool isNew = false;
-    UniqueFd file = OpenForWriting(*place, isNew);
+    UniqueFd file = OpenForWriting(*place);
     if (!file && errno == ENOENT && place->MakeFolders(place->Parts().names.size() - 1)) {
-        file = OpenForWriting(*place, isNew);
+        file = OpenForWriting(*place);
     }
-    return file && IsRegularFile(file.Get()) && WriteAll(file.Get(), position, data, length) &&
-           fdatasync(file.Get()) == 0 && ((!isNew && position > 0) || SyncParent(*place));
+    const std::int64_t size = file ? SizeOfRegularFile(file.Get()) : -1;
+    const bool hasName = position > 0 && size > 0;
+    return size >= 0 && (hasName || SyncParent(*place)) && WriteAll(file.Get(), position, data, length) &&
+           Uninterrupted([&] { return fdatasync(file.Get()); }) == 0;
 }
 
 /// Repeats while the disk is full, for a little while. The bytes go to the same place each time.

@@ -2,12 +2,14 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
 
 #include "collaborators/common/beneath.h"
+#include "collaborators/common/uninterrupted.h"
 #include "interfaces/common/globals.h"
 
 namespace Drive::Common {
@@ -51,11 +53,33 @@ std::string Prefix(const NativeParts& parts, std::size_t count) {
     return prefix.Joined();
 }
 
+UniqueFd OpenFolder(const std::string& path) {
+    return UniqueFd(Uninterrupted([&] { return open(path.c_str(), kFolderFlags); }));
+}
+
+/// Makes a folder in another one and brings its entry to the disk. One whose entry did not get there is taken back:
+/// the next attempt would find it and build on it.
+bool MakeFolderIn(int parent, const char* name) {
+    const bool isNew = Uninterrupted([&] { return mkdirat(parent, name, kFolderMode); }) == 0;
+    if (!isNew && errno != EEXIST) {
+        return false;
+    }
+    if (SyncFolder(parent)) {
+        return true;
+    }
+    const int error = errno;
+    if (isNew) {
+        unlinkat(parent, name, AT_REMOVEDIR);
+    }
+    errno = error;
+    return false;
+}
+
 }  // namespace
 
 bool SyncFolder(int folder) {
     // EINVAL and its kin: this file system writes its folders by itself.
-    return fsync(folder) == 0 || errno == EINVAL || errno == ENOTSUP || errno == ENOSYS;
+    return Uninterrupted([&] { return fsync(folder); }) == 0 || errno == EINVAL || errno == ENOTSUP || errno == ENOSYS;
 }
 
 std::optional<Place> Place::Find(const std::wstring& path, bool makeCache) {
@@ -74,11 +98,10 @@ std::optional<Place> Place::Find(const std::wstring& path, bool makeCache) {
         return std::nullopt;
     }
     const std::string rootPath = root->parts.Joined();
-    UniqueFd base(open(rootPath.c_str(), kFolderFlags));
+    UniqueFd base = OpenFolder(rootPath);
     if (!base && errno == ENOENT && root->isCache && makeCache) {
         const Place folder(UniqueFd(), root->parts);
-        base =
-            folder.MakeFolders(root->parts.names.size()) ? UniqueFd(open(rootPath.c_str(), kFolderFlags)) : UniqueFd();
+        base = folder.MakeFolders(root->parts.names.size()) ? OpenFolder(rootPath) : UniqueFd();
     }
     if (!base) {
         return std::nullopt;
@@ -93,7 +116,8 @@ UniqueFd Place::Open(std::size_t count, int flags, mode_t mode) const {
     if (base) {
         return OpenBeneath(base.Get(), path, flags, mode);
     }
-    return UniqueFd(openat(AT_FDCWD, path.empty() ? "." : path.c_str(), flags | O_CLOEXEC, mode));
+    const char* const name = path.empty() ? "." : path.c_str();
+    return UniqueFd(Uninterrupted([&] { return openat(AT_FDCWD, name, flags | O_CLOEXEC, mode); }));
 }
 
 bool Place::MakeFolders(std::size_t count) const {
@@ -109,16 +133,12 @@ bool Place::MakeFolders(std::size_t count) const {
             return false;
         }
         const UniqueFd parent = Open(made - 1, kFolderFlags);
-        if (!parent) {
-            return false;
-        }
-        const bool isNew = mkdirat(parent.Get(), parts.names[made - 1].c_str(), kFolderMode) == 0;
-        if ((!isNew && errno != EEXIST) || !SyncFolder(parent.Get())) {
+        if (!parent || !MakeFolderIn(parent.Get(), parts.names[made - 1].c_str())) {
             return false;
         }
         errno = ENOENT;
     }
-    return static_cast<bool>(Open(count, O_PATH | O_DIRECTORY));
+    return errno == ENOENT && Open(count, O_PATH | O_DIRECTORY);
 }
 
 }  // namespace Drive::Common

@@ -24,9 +24,9 @@ protected:
     Trial::FreshFaults fresh;
 };
 
-TEST_F(DurableWrite, SyncsTheBytesAndTheNewNameBeforeItAnswers) {
+TEST_F(DurableWrite, SyncsTheNewNameAndTheBytesBeforeItAnswers) {
     EXPECT_TRUE(Write("x"));
-    EXPECT_EQ(CurrentFaults().journal, (Calls{"pwrite", "fdatasync", "fsync"}));
+    EXPECT_EQ(CurrentFaults().journal, (Calls{"fsync", "pwrite", "fdatasync"}));
 }
 
 TEST_F(DurableWrite, SyncsOnlyTheBytesOfALaterBlock) {
@@ -40,18 +40,18 @@ TEST_F(DurableWrite, SyncsTheNameThatAnEarlierAttemptMadeAndDidNotSync) {
     EXPECT_FALSE(Write("x"));
     CurrentFaults().journal.clear();
     EXPECT_TRUE(Write("x"));
-    EXPECT_EQ(CurrentFaults().journal, (Calls{"pwrite", "fdatasync", "fsync"}));
+    EXPECT_EQ(CurrentFaults().journal, (Calls{"fsync", "pwrite", "fdatasync"}));
 }
 
 TEST_F(DurableWrite, SyncsAnEmptyFileAsWell) {
     EXPECT_TRUE(Write(""));
-    EXPECT_EQ(CurrentFaults().journal, (Calls{"fdatasync", "fsync"}));
+    EXPECT_EQ(CurrentFaults().journal, (Calls{"fsync", "fdatasync"}));
 }
 
 TEST_F(DurableWrite, SyncsEachNewFolderBeforeTheNext) {
     EXPECT_TRUE(Write("x", L"a\\b\\f"));
     EXPECT_EQ(CurrentFaults().journal,
-              (Calls{"mkdirat a", "fsync", "mkdirat b", "fsync", "pwrite", "fdatasync", "fsync"}));
+              (Calls{"mkdirat a", "fsync", "mkdirat b", "fsync", "fsync", "pwrite", "fdatasync"}));
 }
 
 TEST_F(DurableWrite, IsFalseWhenTheDiskDoesNotTakeTheBytesOrTheName) {
