@@ -2,7 +2,6 @@
 
 #include <json/json.h>
 #include <sys/stat.h>
-#include <sys/statvfs.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -18,6 +17,7 @@
 #include "host/report/reporter.h"
 #include "host/settings/login_file.h"
 #include "host/settings/settings.h"
+#include "host/tree/free_space.h"
 #include "host/tree/tree.h"
 #include "interfaces/cloud/drive_account.h"
 #include "interfaces/database/sync_rows.h"
@@ -101,12 +101,11 @@ private:
     }
 
     void Space() {
-        struct statvfs facts {};
-        if (statvfs(settings.root.c_str(), &facts) != 0) {
+        const std::int64_t free = FreeBytes(settings.root);
+        if (free < 0) {
             return;
         }
-        const auto free = static_cast<std::int64_t>(facts.f_bfree) * static_cast<std::int64_t>(facts.f_frsize);
-        const bool enough = free > 200LL << 20;
+        const bool enough = free > kLeastFree;
         Tell("space", enough,
              HumanBytes(free) + " free" + (enough ? "" : "; downloads need more than 200 MiB, make room"));
     }

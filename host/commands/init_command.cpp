@@ -9,7 +9,9 @@
 
 #include "host/commands/password.h"
 #include "host/module/exit_codes.h"
+#include "host/module/root_check.h"
 #include "host/module/session.h"
+#include "host/report/reporter.h"
 #include "host/settings/login_file.h"
 #include "host/settings/private_file.h"
 #include "interfaces/cloud/drive_account.h"
@@ -17,11 +19,6 @@
 
 namespace Drive::Host {
 namespace {
-
-int Refuse(int code, const std::string& why) {
-    std::fprintf(stderr, "zelkor-drive: %s\n", why.c_str());
-    return code;
-}
 
 // Absolute, without links and closing slash; empty with `error` set.
 std::string Canonical(const std::string& path, std::string& error) {
@@ -60,6 +57,10 @@ int CheckEarlier(const Settings& earlier, const Settings& settings, std::string&
 }
 
 int FillIn(const InitOptions& options, std::string& stateFolder, Settings& settings, std::string& why) {
+    if (options.url.rfind("http://", 0) != 0 && options.url.rfind("https://", 0) != 0) {
+        why = "the address of the cloud must begin with https:// or http://, not '" + options.url + "'";
+        return kExitUsage;
+    }
     stateFolder = Canonical(options.stateFolder, why);
     if (stateFolder.empty() || !MakeRoot(options.root, why)) {
         return kExitLocal;
@@ -131,18 +132,21 @@ int RunInit(const InitOptions& options) {
     Settings settings;
     int code = FillIn(options, stateFolder, settings, why);
     if (code != kExitOk) {
-        return Refuse(code, why);
+        return ReportError(options.json, code, why);
     }
     if (!MakePrivateFolder(settings.staging, why)) {
-        return Refuse(kExitLocal, why);
+        return ReportError(options.json, kExitLocal, why);
     }
     Session session(stateFolder);
     session.settings = settings;
     code = session.OpenState(why);  // also tells when another process is at work here
     code = code == kExitOk ? SignIn(settings, options.passwordFile, stateFolder, why) : code;
+    if (code == kExitOk) {
+        RememberRoot(settings.root, session.records);
+    }
     session.Close();
     if (code != kExitOk) {
-        return Refuse(code, why);
+        return ReportError(options.json, code, why);
     }
     if (options.json) {
         std::printf("{\"event\":\"init\",\"exitCode\":0}\n");

@@ -3,56 +3,50 @@
 #include <json/json.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <exception>
 #include <memory>
 #include <vector>
 
+#include "host/commands/file_states.h"
 #include "host/control/control_socket.h"
 #include "host/control/run_desk.h"
+#include "host/get/run_texts.h"
 #include "host/module/exit_codes.h"
 #include "host/records/host_records.h"
 #include "host/report/reporter.h"
 #include "host/settings/settings.h"
 #include "interfaces/database/sync_rows.h"
+#include "interfaces/platform/clock.h"
 #include "interfaces/platform/native_path.h"
 
 namespace Drive::Host {
 namespace {
 
 constexpr int kPatience = 3000;  // milliseconds
+constexpr std::int64_t kDay = 24 * 3600;
 
 struct Status {
     Settings settings;
     std::vector<std::pair<int, std::int64_t>> files;  // by fileStatus
     std::vector<std::pair<int, std::int64_t>> tasks;  // by direction
+    std::vector<FileState> inMotion;
     std::vector<Trouble> troubles;
-    Json::Value running;  // null when no command runs here
+    std::string spaceNotice;  // empty when there is none of today
+    Json::Value running;      // null when no command runs here
 };
 
-const char* StatusWord(int fileStatus) {
-    switch (fileStatus) {
-        case 0:
-            return "no transfer";
-        case 1:
-            return "in step";
-        case 11:
-            return "waiting to go up";
-        case 12:
-            return "going up";
-        case 13:
-            return "failed to go up";
-        case 21:
-            return "waiting to come down";
-        case 22:
-            return "coming down";
-        case 23:
-            return "failed to come down";
-        default:
-            return "in an unknown state";
+// The notice about the space in the cloud, as long as it is of today.
+void ReadSpaceNotice(HostRecords& records, Status& status) {
+    const std::string value = records.Value(kSpaceNotice);
+    const std::size_t blank = value.find(' ');
+    const std::int64_t at = blank == std::string::npos ? 0 : std::strtoll(value.c_str(), nullptr, 10);
+    if (at > 0 && Platform::UnixTimeSeconds() - at < kDay) {
+        status.spaceNotice = value.substr(blank + 1);
     }
 }
 
-int Collect(const std::string& stateFolder, Status& status, std::string& why) {
+int Collect(const std::string& stateFolder, int files, Status& status, std::string& why) {
     bool absent = false;
     if (!ReadSettings(stateFolder, status.settings, why, absent)) {
         return kExitUsage;
@@ -68,15 +62,17 @@ int Collect(const std::string& stateFolder, Status& status, std::string& why) {
     }
     status.files = SQLiteDB::SyncRows::CountByStatus();
     status.tasks = SQLiteDB::SyncRows::CountTasksByDirection();
-    SQLiteDB::CloseDatabase();
     try {
         HostRecords records;
         records.Open(stateFolder, true);
         status.troubles = records.Troubles();
+        status.inMotion = FilesInMotion(records, files);
+        ReadSpaceNotice(records, status);
     } catch (const std::exception& failure) {
         why = failure.what();
         return kExitState;
     }
+    SQLiteDB::CloseDatabase();
     return status.troubles.empty() ? kExitOk : kExitSome;
 }
 
@@ -92,6 +88,16 @@ void PutJson(const Status& status, int code) {
     for (const auto& [direction, count] : status.tasks) {
         value["tasks"][std::to_string(direction)] = Json::Int64(count);
     }
+    value["inMotion"] = Json::Value(Json::arrayValue);
+    for (const FileState& file : status.inMotion) {
+        Json::Value one;
+        one["path"] = JsonPath(file.path);
+        one["state"] = StateName(file.fileStatus);
+        one["bytesDone"] = Json::Int64(file.bytesDone);
+        one["bytes"] = Json::Int64(file.bytes);
+        value["inMotion"].append(one);
+    }
+    value["spaceNotice"] = JsonPath(status.spaceNotice);
     value["troubles"] = Json::Value(Json::arrayValue);
     for (const Trouble& trouble : status.troubles) {
         Json::Value one;
@@ -109,24 +115,40 @@ void PutJson(const Status& status, int code) {
     std::printf("%s\n", Json::writeString(builder, value).c_str());
 }
 
+void PutRunning(const Json::Value& running) {
+    const std::int64_t left = running["secondsLeft"].asInt64();
+    std::printf("'%s' is running: %lld of %lld files, %s of %s, %s/s, %s left\n", running["command"].asString().c_str(),
+                static_cast<long long>(running["filesDone"].asInt64()),
+                static_cast<long long>(running["filesAll"].asInt64()),
+                HumanBytes(running["bytesDone"].asInt64()).c_str(), HumanBytes(running["bytesAll"].asInt64()).c_str(),
+                HumanBytes(running["bytesPerSecond"].asInt64()).c_str(),
+                left < 0 ? "-:--" : HumanSeconds(static_cast<double>(left)).c_str());
+    for (const Json::Value& note : running["notes"]) {
+        std::printf("%s\n", Printable(note.asString()).c_str());
+    }
+}
+
 void PutPlain(const Status& status) {
     std::printf("%s at %s, files in %s\n", status.settings.user.c_str(), status.settings.cloudUrl.c_str(),
                 Printable(status.settings.root).c_str());
     if (status.running.isObject()) {
-        std::printf("'%s' is running: %lld of %lld files, %s of %s\n", status.running["command"].asString().c_str(),
-                    static_cast<long long>(status.running["filesDone"].asInt64()),
-                    static_cast<long long>(status.running["filesAll"].asInt64()),
-                    HumanBytes(status.running["bytesDone"].asInt64()).c_str(),
-                    HumanBytes(status.running["bytesAll"].asInt64()).c_str());
+        PutRunning(status.running);
+    }
+    if (!status.spaceNotice.empty()) {
+        std::printf("%s\n", Printable(status.spaceNotice).c_str());
     }
     for (const auto& [fileStatus, count] : status.files) {
-        std::printf("%8lld %s\n", static_cast<long long>(count), StatusWord(fileStatus));
+        std::printf("%8lld %s\n", static_cast<long long>(count), StateWord(fileStatus));
     }
     static const char* const kDirections[] = {"", "downloads", "uploads", "thumbnails"};
     for (const auto& [direction, count] : status.tasks) {
         if (count > 0 && direction >= 1 && direction <= 3) {
             std::printf("%8lld tasks of %s\n", static_cast<long long>(count), kDirections[direction]);
         }
+    }
+    for (const FileState& file : status.inMotion) {
+        std::printf("%-20s %s: %s of %s\n", StateWord(file.fileStatus), Printable(file.path).c_str(),
+                    HumanBytes(file.bytesDone).c_str(), HumanBytes(file.bytes).c_str());
     }
     for (const Trouble& trouble : status.troubles) {
         std::printf("%-11s %s: %s\n", trouble.kind.c_str(), Printable(trouble.path).c_str(),
@@ -136,13 +158,12 @@ void PutPlain(const Status& status) {
 
 }  // namespace
 
-int RunStatus(const std::string& stateFolder, bool json) {
+int RunStatus(const std::string& stateFolder, int files, bool json) {
     Status status;
     std::string why;
-    const int code = Collect(stateFolder, status, why);
+    const int code = Collect(stateFolder, files, status, why);
     if (code != kExitOk && code != kExitSome) {
-        std::fprintf(stderr, "zelkor-drive: %s\n", why.c_str());
-        return code;
+        return ReportError(json, code, why);
     }
     json ? PutJson(status, code) : PutPlain(status);
     return code;

@@ -6,10 +6,9 @@
 #include "host/module/exit_codes.h"
 #include "host/module/stop_signal.h"
 #include "host/put/local_tree.h"
+#include "host/tree/read_digest.h"
 #include "interfaces/cloud/drive_account.h"
-#include "interfaces/common/file_helper.h"
 #include "interfaces/platform/clock.h"
-#include "interfaces/platform/native_path.h"
 
 namespace Drive::Host {
 namespace {
@@ -29,7 +28,7 @@ Outcome Compare(const CloudEntry& entry, const LocalEntry& here, const std::stri
     } else if (entry.file.sha256.empty()) {
         outcome.message = "the cloud tells no digest";
     } else {
-        const std::wstring actual = Common::FileHepler::GetFileSha256(Platform::EnginePath(root + "/" + entry.path));
+        const std::wstring actual = ReadDigest(root, entry.path);
         outcome.result = actual == entry.file.sha256 ? Result::Unchanged : Result::Differs;
         outcome.message = actual.empty()                      ? "it cannot be read here"
                           : outcome.result == Result::Differs ? "its content is another here"

@@ -2,12 +2,14 @@
 
 #include <json/json.h>
 
+#include <algorithm>
 #include <chrono>
 #include <condition_variable>
 #include <memory>
 #include <mutex>
 #include <optional>
 #include <utility>
+#include <vector>
 
 #include "interfaces/cloud/wire/names.h"
 #include "interfaces/platform/text.h"
@@ -36,6 +38,7 @@ struct RunDesk::Body {
     // All guarded by mutex.
     std::string command;
     ProgressFigures figures;
+    std::vector<std::string> notes;
     std::optional<std::string> wish;
     std::optional<std::string> answer;
 
@@ -58,6 +61,12 @@ struct RunDesk::Body {
         value["bytesAll"] = Json::Int64(figures.bytesAll);
         value["filesDone"] = Json::Int64(figures.filesDone);
         value["filesAll"] = Json::Int64(figures.filesAll);
+        value["bytesPerSecond"] = Json::Int64(figures.bytesPerSecond);
+        value["secondsLeft"] = Json::Int64(figures.secondsLeft);
+        value["notes"] = Json::Value(Json::arrayValue);
+        for (const std::string& note : notes) {
+            value["notes"].append(JsonPath(note));
+        }
         return Line(value);
     }
 };
@@ -82,6 +91,15 @@ void RunDesk::Tell(const std::string& command, const ProgressFigures& figures) {
     const std::lock_guard lock(body->mutex);
     body->command = command;
     body->figures = figures;
+}
+
+bool RunDesk::Note(const std::string& text) {
+    const std::lock_guard lock(body->mutex);
+    const bool fresh = std::find(body->notes.begin(), body->notes.end(), text) == body->notes.end();
+    if (fresh) {
+        body->notes.push_back(text);
+    }
+    return fresh;
 }
 
 void RunDesk::Serve(const std::function<std::string(const std::string&)>& decide) {

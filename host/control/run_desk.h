@@ -20,6 +20,10 @@ public:
     /// For the command: what it is doing.
     void Tell(const std::string& command, const ProgressFigures& figures);
 
+    /// For the command: something that the person should know for as long as it runs; each text once.
+    /// False when it was told already.
+    bool Note(const std::string& text);
+
     /// For the command: takes the pending wish to cancel a path, if any, and answers it with what `decide` says.
     void Serve(const std::function<std::string(const std::string& path)>& decide);
 

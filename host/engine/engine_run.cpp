@@ -1,5 +1,6 @@
 #include "host/engine/engine_run.h"
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
@@ -9,6 +10,7 @@
 #include "host/fetch/fetch_sinks.h"
 #include "interfaces/cloud/drive_account.h"
 #include "interfaces/common/client_messages.h"
+#include "interfaces/common/globals.h"
 #include "service/transfer_task_service.h"
 #include "upload/upload_task_manager.h"
 
@@ -16,6 +18,8 @@ namespace Drive::Host {
 namespace {
 
 using TransferService::DOWNLOADCALLBACK_CONTEXT;
+
+constexpr auto kGrace = std::chrono::seconds(2);
 
 // Never destroyed: engine threads may report until the process is gone.
 struct Inbox {
@@ -113,6 +117,14 @@ void EngineRun::CancelDownload(const std::wstring& path) {
     TransferService::DownLoadTaskManger::getInstance().CancleDownload(path);
 }
 
+bool EngineRun::HasKeys() {
+    return std::atomic_ref<unsigned char>(g_SyncUserKey[0]).load(std::memory_order_relaxed) != 0;
+}
+
+void EngineRun::ForgetMigration() {
+    std::atomic_ref<bool>(g_cloudServerIsMigrating).store(false, std::memory_order_relaxed);
+}
+
 bool EngineRun::Stop(int milliseconds) {
     std::thread([] {
         TransferService::TransferTaskService::getInstance().stopTransferTaskService();
@@ -123,14 +135,13 @@ bool EngineRun::Stop(int milliseconds) {
     }).detach();
     Inbox& inbox = TheInbox();
     std::unique_lock lock(inbox.mutex);
-    const auto half = std::chrono::milliseconds(milliseconds / 2);
-    if (inbox.changed.wait_for(lock, half, [&] { return inbox.stopped; })) {
+    if (inbox.changed.wait_for(lock, kGrace, [&] { return inbox.stopped; })) {
         return true;
     }
     lock.unlock();
     Cloud::DriveAccount::Abort();
     lock.lock();
-    return inbox.changed.wait_for(lock, half, [&] { return inbox.stopped; });
+    return inbox.changed.wait_for(lock, std::chrono::milliseconds(milliseconds), [&] { return inbox.stopped; });
 }
 
 }  // namespace Drive::Host

@@ -39,8 +39,14 @@ public:
     /// Asks the download of that path to end; it does at its next block, and reports Ended.
     static void CancelDownload(const std::wstring& path);
 
-    /// Stops the service on a thread of its own. When it has not ended after half the time, calls to the cloud are
-    /// broken off. False when it has not ended after `milliseconds`; the process can then only end.
+    /// True once the cloud has given the keys of the account; before that the engine moves nothing.
+    static bool HasKeys();
+
+    /// Lets uploads begin again after a migration. Only while no upload runs.
+    static void ForgetMigration();
+
+    /// Stops the service on a thread of its own. What has not ended after two seconds waits for the cloud, and its
+    /// calls are broken off. False when it has not ended after `milliseconds`; the process can then only end.
     static bool Stop(int milliseconds);
 };
 

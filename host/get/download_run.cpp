@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <list>
 #include <utility>
 
 #include "host/control/run_desk.h"
@@ -10,6 +11,10 @@
 #include "host/get/back_off.h"
 #include "host/get/file_rows.h"
 #include "host/module/stop_signal.h"
+#include "host/report/record_bytes.h"
+#include "host/report/reporter.h"
+#include "host/tree/free_space.h"
+#include "interfaces/cloud/drive_account.h"
 #include "interfaces/common/file_helper.h"
 #include "interfaces/common/placeholder.h"
 #include "interfaces/database/sqlite_db.h"
@@ -27,6 +32,8 @@ constexpr std::size_t kRowsInBatch = 1000;
 constexpr std::int64_t kFetchBegins = 60 * 1000;
 constexpr int kSweepRows = 1000000;
 constexpr int kTaskPriority = 1;
+constexpr std::int64_t kReadEvery = 2000;
+constexpr std::int64_t kNoQuestions = 60 * 1000;  // to a cloud that did not answer the last one
 
 }  // namespace
 
@@ -80,6 +87,8 @@ bool DownloadRun::QueueAll(std::string& error) {
 
 void DownloadRun::Settle(Job& job, Result result, const std::string& message) {
     job.settled = true;
+    bytesInRecords -= std::exchange(job.recorded, 0);
+    bytesDone += job.entry.file.size;
     --open;
     settled(job.entry, {job.entry.path, result, job.entry.file.size, message});
 }
@@ -122,8 +131,29 @@ void DownloadRun::Arrived(Job& job) {
     }
 }
 
+// What stands behind a failure as far as the host can find out.
+std::string DownloadRun::Reason(const Job& job, const std::string& otherwise) {
+    if (const std::int64_t free = FreeBytes(session.settings.staging); free >= 0 && free <= kLeastFree) {
+        diskWasFull = true;
+        return "only " + HumanBytes(free) + " are free on the disk of " + session.settings.staging +
+               ", and downloads need more than 200 MiB; make room";
+    }
+    const std::int64_t moment = Platform::MonotonicMilliseconds();
+    if (silentSince != 0 && moment - silentSince < kNoQuestions) {
+        return otherwise + "; the cloud does not answer";
+    }
+    Cloud::CloudFile now;
+    const Cloud::CallOutcome asked = Cloud::DriveAccount::Get(job.entry.file.id, now);
+    silentSince = asked.ok || asked.status != 0 ? 0 : moment;
+    if (asked.status == 404 || (asked.ok && now.isDeleted)) {
+        return "it was removed from the cloud meanwhile";
+    }
+    return asked.ok ? otherwise : otherwise + " (" + asked.message + ")";
+}
+
 void DownloadRun::Failed(Job& job, const std::string& why) {
     ++job.failures;
+    bytesInRecords -= std::exchange(job.recorded, 0);
     if (job.onDemand) {
         FetchSinks::Close(FullPath(job));
         job.onDemand = false;
@@ -134,7 +164,7 @@ void DownloadRun::Failed(Job& job, const std::string& why) {
     }
     if (job.failures >= limits.attempts) {
         Settle(job, Result::Failed,
-               why + "; tried " + std::to_string(job.failures) + " times, see logs/transfer.log" +
+               Reason(job, why) + "; tried " + std::to_string(job.failures) + " times, see logs/transfer.log" +
                    " in the state folder; the next 'get' tries again");
         return;
     }
@@ -175,6 +205,24 @@ void DownloadRun::RetryDue(std::int64_t now) {
         } else if (!QueueAgain(*job)) {
             Failed(*job, "it could not be queued again");
         }
+    }
+}
+
+// For the progress: how far the files at these states are, as their records tell.
+void DownloadRun::ReadRecords(std::int64_t now, const wchar_t* fileStatus) {
+    lastRead = now;
+    std::list<WMap> rows;
+    SQLiteDB::SQLiteDB::GetInstance().ExcuteQuerySQL(
+        rows, std::wstring(L"SELECT t.fileId AS id, t.fragmentInfo AS record FROM T_cloudDriveData c JOIN T_task t ON "
+                           L"t.fileId = c.fileId AND t.direction = 1 WHERE c.isFolder = 0 AND c.fileStatus IN (") +
+                  fileStatus + L")");
+    for (WMap& row : rows) {
+        const auto found = byFileId.find(row[L"id"]);
+        if (found == byFileId.end() || found->second->settled || found->second->nextTry != 0) {
+            continue;
+        }
+        const std::int64_t bytes = BytesInRecord(row[L"record"], 1, found->second->entry.file.size);
+        bytesInRecords += bytes - std::exchange(found->second->recorded, bytes);
     }
 }
 
@@ -268,17 +316,23 @@ void DownloadRun::Turn() {
     if (now - lastSweep >= kSweepEvery) {
         Sweep(now);
     }
+    if (now - lastRead >= kReadEvery) {
+        ReadRecords(now, L"22");
+    }
     FreeStuck(now);
     DropSilentFetches(now);
 }
 
-RunEnd DownloadRun::Run(const std::function<void()>& tick) {
+RunEnd DownloadRun::Run(const std::function<bool()>& tick) {
     lastTick = lastSweep = Platform::MonotonicMilliseconds();
     running = true;
+    ReadRecords(lastTick, L"21,22,23");
     AskForFetches();
     while (open > 0) {
         Turn();
-        tick();
+        if (!tick()) {
+            return RunEnd::NoKeys;
+        }
         if (StopRequested()) {
             return RunEnd::Stopped;
         }

@@ -24,7 +24,13 @@ struct DownloadLimits {
 };
 
 /// Why the run ended.
-enum class RunEnd { AllSettled, Timeout, Stopped };
+enum class RunEnd {
+    AllSettled,
+    Timeout,
+    Stopped,
+    NoKeys,     ///< the cloud gave no keys for the account for two minutes; nothing can move
+    CloudMoves  ///< uploads alone: the cloud is being moved and was still so at the last try
+};
 
 class DownloadRun {
 public:
@@ -47,9 +53,9 @@ public:
     /// Runs until `ended` says so or a signal comes; files may be added by `tick`, on demand.
     void Serve(const std::function<void()>& tick, const std::function<bool()>& ended);
 
-    /// Runs until every file is settled, the deadline passes or a signal comes. `tick` is called several times a
-    /// second.
-    RunEnd Run(const std::function<void()>& tick);
+    /// Runs until every file is settled, the deadline passes, a signal comes, or `tick`, which is called several times
+    /// a second, answers false: no keys.
+    RunEnd Run(const std::function<bool()>& tick);
 
     /// Ends the download of a path below the root on somebody's wish; the answer is for that somebody.
     std::string Cancel(const std::string& path);
@@ -58,6 +64,10 @@ public:
     void SettleRest(const std::string& why);
 
     std::int64_t BytesAll() const { return bytesAll; }
+    std::int64_t BytesRecorded() const { return bytesDone + bytesInRecords; }
+
+    /// True when a file failed because the disk of the staging tree is full.
+    bool DiskWasFull() const { return diskWasFull; }
     std::int64_t FilesDone() const { return static_cast<std::int64_t>(jobs.size()) - open; }
     std::int64_t FilesAll() const { return static_cast<std::int64_t>(jobs.size()); }
     double SecondsWaiting() const { return static_cast<double>(waitingMilliseconds) / 1000; }
@@ -72,7 +82,8 @@ private:
         std::int64_t nextTry = 0;  ///< of the monotonic clock; 0 while the engine has it
         bool onDemand = false;
         bool cancelled = false;
-        std::int64_t asked = 0;  ///< when the fetch was asked for; 0 before
+        std::int64_t asked = 0;     ///< when the fetch was asked for; 0 before
+        std::int64_t recorded = 0;  ///< bytes that its record promised at the last look
     };
 
     void Turn();
@@ -82,6 +93,8 @@ private:
     bool QueueAgain(Job& job);
     void RetryDue(std::int64_t now);
     void Sweep(std::int64_t now);
+    void ReadRecords(std::int64_t now, const wchar_t* fileStatus);
+    std::string Reason(const Job& job, const std::string& otherwise);
     void FreeStuck(std::int64_t now);
     void Delay(Job& job);
     void AskForFetches();
@@ -102,11 +115,16 @@ private:
     std::vector<Job*> asking;   // fetches that have not been seen to begin
     bool running = false;       // the engine is
     std::int64_t bytesAll = 0;
+    std::int64_t bytesDone = 0;       // of settled jobs
+    std::int64_t bytesInRecords = 0;  // of the others
+    bool diskWasFull = false;
     std::int64_t open = 0;
     std::int64_t waitingMilliseconds = 0;
     std::int64_t lastTick = 0;
     std::int64_t lastSweep = 0;
-    std::int64_t idleSince = 0;  // since when no download has been running; 0 while one is
+    std::int64_t lastRead = 0;     // of the records
+    std::int64_t silentSince = 0;  // when a question to the cloud went unanswered; 0 after one that did not
+    std::int64_t idleSince = 0;    // since when no download has been running; 0 while one is
 };
 
 }  // namespace Drive::Host

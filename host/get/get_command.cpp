@@ -1,7 +1,6 @@
 #include "host/get/get_command.h"
 
 #include <limits.h>
-#include <sys/statvfs.h>
 
 #include <exception>
 #include <unordered_set>
@@ -10,8 +9,10 @@
 #include "host/engine/engine_run.h"
 #include "host/engine/kept_positions.h"
 #include "host/engine/parked_tasks.h"
+#include "host/get/run_texts.h"
 #include "host/module/exit_codes.h"
 #include "host/module/stop_signal.h"
+#include "host/tree/free_space.h"
 #include "interfaces/cloud/drive_account.h"
 #include "interfaces/database/sqlite_db.h"
 #include "interfaces/database/sync_rows.h"
@@ -20,8 +21,6 @@
 
 namespace Drive::Host {
 namespace {
-
-constexpr std::int64_t kSpareBytes = 201LL << 20;  // the engine starts no download below 200 MiB of free space
 
 DownloadLimits LimitsOf(const GetOptions& options, std::int64_t started) {
     DownloadLimits limits;
@@ -70,9 +69,11 @@ int GetCommand::List(std::vector<CloudEntry>& entries) {
 
 // What an earlier process left behind must not mislead the engine.
 void GetCommand::PrepareRows() {
-    ShowOnly(1, session.records);
-    SQLiteDB::SyncRows::ForgetEncryptedPositions();
-    SQLiteDB::SyncRows::ResetPriorityKeys();
+    if (!options.dryRun) {
+        ShowOnly(1, session.records);
+        SQLiteDB::SyncRows::ForgetEncryptedPositions();
+        SQLiteDB::SyncRows::ResetPriorityKeys();
+    }
     if (!ReadRows(rows)) {
         throw std::runtime_error("the rows in " + session.stateFolder + " cannot be read; see logs/transfer.log there");
     }
@@ -154,7 +155,7 @@ EntryFacts GetCommand::FactsOf(const CloudEntry& entry) const {
         }
     }
     facts.visible = session.visible.Look(entry.path);
-    if (!entry.file.isFolder) {
+    if (!entry.file.isFolder && !session.staging.Root().empty()) {
         facts.staged = session.staging.Look(entry.path);
     }
     return facts;
@@ -163,7 +164,9 @@ EntryFacts GetCommand::FactsOf(const CloudEntry& entry) const {
 void GetCommand::Tell(const CloudEntry& entry, Result result, const std::string& message) {
     const Outcome outcome{entry.path, result, entry.file.size, message};
     const std::string fileId = Platform::NarrowText(entry.file.id);
-    if (IsTrouble(result)) {
+    if (options.dryRun) {
+        // Nothing is kept of a run that does nothing.
+    } else if (IsTrouble(result)) {
         session.records.PutTrouble({fileId, entry.path, ResultWord(result), message, Platform::UnixTimeSeconds()});
     } else if (troubles.count(fileId) != 0 && result != Result::Pending) {
         session.records.ForgetTrouble(fileId);
@@ -180,36 +183,56 @@ void GetCommand::Tell(const CloudEntry& entry, Result result, const std::string&
     reporter.Entry(outcome);
 }
 
+// False when the engine would not begin a single download.
 bool GetCommand::EnoughSpace() {
-    struct statvfs facts {};
-    if (statvfs(session.settings.staging.c_str(), &facts) != 0) {
-        return true;  // the engine asks again by itself
+    const std::int64_t free = FreeBytes(session.settings.staging);
+    const bool enough = free < 0 || free >= downloads.BytesAll() + kLeastFree;  // who cannot be asked may have enough
+    if (!enough) {
+        reporter.Note("the downloads need " + HumanBytes(downloads.BytesAll()) + " and 200 MiB to spare, but only " +
+                      HumanBytes(free) + " are free on the disk of " + session.settings.staging +
+                      (free > kLeastFree ? "; going on as far as it lasts" : "; make room there"));
     }
-    const auto free = static_cast<std::int64_t>(facts.f_bavail) * static_cast<std::int64_t>(facts.f_frsize);
-    if (free >= downloads.BytesAll() + kSpareBytes) {
-        return true;
-    }
-    reporter.Note("the downloads need " + HumanBytes(downloads.BytesAll()) + " and 200 MiB to spare, but only " +
-                  HumanBytes(free) + " are free on the disk of " + session.settings.staging +
-                  "; going on as far as it lasts");
-    return true;
+    return enough || free > kLeastFree;
 }
 
-void GetCommand::ShowProgress() {
-    const std::uint64_t received = Cloud::DriveAccount::Counters().received - receivedBefore;
+bool GetCommand::ShowProgress() {
     ProgressFigures figures;
     figures.bytesAll = downloads.BytesAll();
-    figures.bytesDone = std::min<std::int64_t>(static_cast<std::int64_t>(received), figures.bytesAll);
+    const auto counted = static_cast<std::int64_t>(Cloud::DriveAccount::Counters().received - receivedBefore);
+    figures.bytesDone = meter.Done(downloads.BytesRecorded(), counted, figures.bytesAll);
     figures.filesDone = downloads.FilesDone();
     figures.filesAll = downloads.FilesAll();
-    reporter.Progress(figures);
-    RunDesk::Get().Tell(options.onDemand ? "fetch" : "get", figures);
+    RunDesk::Get().Tell(options.onDemand ? "fetch" : "get", reporter.Progress(figures));
     RunDesk::Get().Serve([this](const std::string& path) { return downloads.Cancel(path); });
+    const std::int64_t now = Platform::MonotonicMilliseconds();
+    if (keys.TimeToTell(EngineRun::HasKeys(), now) && RunDesk::Get().Note(kNoKeysYet)) {
+        reporter.Note(kNoKeysYet);
+    }
+    return !keys.Exhausted(EngineRun::HasKeys(), now);
+}
+
+int GetCommand::CodeOf(RunEnd end) {
+    switch (end) {
+        case RunEnd::Timeout:
+            return kExitTimeout;
+        case RunEnd::Stopped:
+            return kExitStopped;
+        case RunEnd::NoKeys:
+        case RunEnd::CloudMoves:
+            reporter.Note(kNoKeysAtAll);
+            return kExitCloud;
+        case RunEnd::AllSettled:
+            break;
+    }
+    return downloads.DiskWasFull() ? kExitLocal : kExitOk;
 }
 
 int GetCommand::Download() {
     std::string error;
-    EnoughSpace();
+    if (!EnoughSpace()) {
+        downloads.SettleRest("no room on the disk");
+        return kExitLocal;
+    }
     if (!downloads.QueueAll(error)) {
         reporter.Note(error);
         downloads.SettleRest("not queued");
@@ -218,7 +241,7 @@ int GetCommand::Download() {
     receivedBefore = Cloud::DriveAccount::Counters().received;
     EngineRun::Start();
     OnStopRequested({});
-    const RunEnd end = downloads.Run([this] { ShowProgress(); });
+    const RunEnd end = downloads.Run([this] { return ShowProgress(); });
     const std::vector<Common::TaskItem> positions =
         end == RunEnd::AllSettled ? std::vector<Common::TaskItem>() : ReadPositions();
     if (!EngineRun::Stop(options.stopSeconds * 1000)) {
@@ -228,12 +251,12 @@ int GetCommand::Download() {
     }
     downloads.SettleRest("not finished; the next 'get' goes on");
     session.visible.Sync();
-    return end == RunEnd::Timeout ? kExitTimeout : end == RunEnd::Stopped ? kExitStopped : kExitOk;
+    return CodeOf(end);
 }
 
 int GetCommand::Finish(int code) {
     const int final = code != kExitOk ? code : tally.troubles > 0 ? kExitSome : kExitOk;
-    if (options.only.empty()) {
+    if (options.only.empty() && !cursor.empty() && !options.dryRun) {
         session.records.SetValue("settledCursor", final == kExitOk ? cursor : "");
     }
     RunTimes times;
@@ -247,13 +270,15 @@ int GetCommand::Run() {
     OnStopRequested([] { Cloud::DriveAccount::Abort(); });
     std::vector<CloudEntry> entries;
     if (NothingNew()) {
-        return kExitOk;
+        return reporter.Json() ? Finish(kExitOk) : kExitOk;
     }
     if (const int code = List(entries); code != kExitOk) {
-        return code;
+        return Finish(code);
     }
     PrepareRows();
-    ForgetGone(entries);
+    if (!options.dryRun) {
+        ForgetGone(entries);
+    }
     const int missing = Choose(entries) ? kExitOk : kExitSome;
     reporter.Stage("looking at " + std::to_string(entries.size()) + " entries");
     for (const CloudEntry& entry : entries) {
@@ -273,7 +298,7 @@ int GetCommand::Run() {
         return Finish(kExitStopped);
     }
     const int code = downloads.Empty() ? kExitOk : Download();
-    for (auto entry = entries.rbegin(); code == kExitOk && entry != entries.rend(); ++entry) {
+    for (auto entry = entries.rbegin(); code == kExitOk && !options.dryRun && entry != entries.rend(); ++entry) {
         if (entry->file.isFolder && entry->refusal.empty()) {
             session.staging.RemoveFolderIfEmpty(entry->path);
         }

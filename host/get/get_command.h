@@ -8,6 +8,7 @@
 #include <unordered_set>
 #include <vector>
 
+#include "host/engine/key_patience.h"
 #include "host/get/cloud_tree.h"
 #include "host/get/decide.h"
 #include "host/get/download_run.h"
@@ -16,6 +17,7 @@
 #include "host/get/placement.h"
 #include "host/module/session.h"
 #include "host/mount/entry_source.h"
+#include "host/report/progress_meter.h"
 #include "host/report/reporter.h"
 
 /// "get": makes the visible tree hold what the cloud holds. One thread; one run.
@@ -31,6 +33,7 @@ struct GetOptions {
     std::vector<std::string> only;  ///< these entries, with all below them; empty for everything
     bool ifChanged = false;         ///< do nothing when the cloud tells no change since the last run that went well
     bool onDemand = false;          ///< ahead of everything else
+    bool dryRun = false;            ///< tell what would be done, and do nothing
     ReportOptions report;
 };
 
@@ -68,9 +71,11 @@ private:
     void Queue(const CloudEntry& entry, const EntryFacts& facts, const Decision& decision);
     void WriteRow(const CloudEntry& entry, const EntryFacts& facts, const std::wstring& localSha256);
     void Tell(const CloudEntry& entry, Result result, const std::string& message);
+    void Plan(const CloudEntry& entry, const EntryFacts& facts, const Decision& decision);
     bool EnoughSpace();
     int Download();
-    void ShowProgress();
+    int CodeOf(RunEnd end);
+    bool ShowProgress();
     int Finish(int code);
 
     Session& session;
@@ -84,6 +89,8 @@ private:
     std::unordered_map<std::string, ProvedFile> proved;
     std::unordered_map<std::string, Trouble> troubles;
     std::uint64_t receivedBefore = 0;
+    ProgressMeter meter;
+    KeyPatience keys;
     Tally tally;
     EntrySource* source = nullptr;                       // who is told of settled entries; only while serving
     std::unordered_map<std::string, CloudEntry> served;  // by path; only while serving

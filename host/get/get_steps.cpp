@@ -2,9 +2,8 @@
 #include <utility>
 
 #include "host/get/get_command.h"
-#include "interfaces/common/file_helper.h"
+#include "host/tree/read_digest.h"
 #include "interfaces/database/sync_rows.h"
-#include "interfaces/platform/native_path.h"
 #include "interfaces/platform/text.h"
 
 namespace Drive::Host {
@@ -13,10 +12,6 @@ namespace {
 // Of no bytes.
 constexpr const char* kEmptySha256 = "e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855";
 
-std::wstring HashOf(const std::string& root, const std::string& path) {
-    return Common::FileHepler::GetFileSha256(Platform::EnginePath(root + "/" + path));
-}
-
 }  // namespace
 
 void GetCommand::Act(const CloudEntry& entry) {
@@ -24,7 +19,39 @@ void GetCommand::Act(const CloudEntry& entry) {
     Perform(entry, facts, Decide(entry, facts));
 }
 
+// What a dry run says of an entry.
+void GetCommand::Plan(const CloudEntry& entry, const EntryFacts& facts, const Decision& decision) {
+    switch (decision.step) {
+        case Step::FolderThere:
+            return Tell(entry, Result::FolderThere, "");
+        case Step::MakeFolder:
+            return Tell(entry, Result::Planned, "the folder would be made");
+        case Step::Unchanged:
+            return options.verify ? CheckVisible(entry, facts, Result::Unchanged) : Tell(entry, Result::Unchanged, "");
+        case Step::Adopt:
+            return CheckVisible(entry, facts, Result::Unchanged);
+        case Step::MakeEmpty:
+            return Tell(entry, Result::Planned, "the empty file would be made");
+        case Step::MoveHere:
+            return Tell(entry, Result::Planned, "would be renamed here; it is " + facts.proved->path);
+        case Step::PlaceStaged:
+        case Step::Resume:
+        case Step::Fetch:
+            return Tell(entry, Result::Planned,
+                        decision.replaces ? "a newer version would be brought" : "would be brought");
+        case Step::KeepLocal:
+            return options.overwrite && facts.visible.kind != FileKind::Unreachable
+                       ? Tell(entry, Result::Planned, "what stands there would be moved aside")
+                       : Tell(entry, Result::KeptLocal, decision.reason);
+        case Step::Refuse:
+            return Tell(entry, Result::Refused, decision.reason);
+    }
+}
+
 void GetCommand::Perform(const CloudEntry& entry, const EntryFacts& facts, const Decision& decision) {
+    if (options.dryRun) {
+        return Plan(entry, facts, decision);
+    }
     switch (decision.step) {
         case Step::FolderThere:
             return MakeFolder(entry, facts, Result::FolderThere);
@@ -94,11 +121,14 @@ void GetCommand::MakeEmpty(const CloudEntry& entry, const EntryFacts& facts, con
 
 // Reads a visible file and keeps it when it is what the cloud has.
 void GetCommand::CheckVisible(const CloudEntry& entry, const EntryFacts& facts, Result whenGood) {
-    const std::wstring actual = HashOf(session.settings.root, entry.path);
+    const std::wstring actual = ReadDigest(session.settings.root, entry.path);
     if (actual.empty()) {
         return Tell(entry, Result::Failed, "it cannot be read; check its permissions and the disk");
     }
     if (!entry.file.sha256.empty() && actual == entry.file.sha256) {
+        if (options.dryRun) {
+            return Tell(entry, whenGood, "");
+        }
         placement.RecordProved(entry, Platform::NarrowText(actual));
         std::string ignored;
         session.staging.RemoveFile(entry.path, ignored);
@@ -115,6 +145,9 @@ void GetCommand::CheckVisible(const CloudEntry& entry, const EntryFacts& facts, 
 void GetCommand::Keep(const CloudEntry& entry, EntryFacts facts, const Decision& decision) {
     if (!options.overwrite || facts.visible.kind == FileKind::Unreachable) {
         return Tell(entry, Result::KeptLocal, decision.reason);
+    }
+    if (options.dryRun) {
+        return Plan(entry, facts, decision);
     }
     std::string message;
     if (!placement.MoveAside(entry.path, message)) {
@@ -154,7 +187,7 @@ void GetCommand::MoveHere(const CloudEntry& entry, const EntryFacts& facts) {
 
 // The content arrived in an earlier run that ended before it was shown. It is read again: nobody knows how it ended.
 void GetCommand::PlaceStaged(const CloudEntry& entry, const EntryFacts& facts, const Decision& decision) {
-    const std::wstring actual = HashOf(session.settings.staging, entry.path);
+    const std::wstring actual = ReadDigest(session.settings.staging, entry.path);
     if (actual.empty() || actual != entry.file.sha256) {
         return Queue(entry, facts, {Step::Fetch, decision.replaces, ""});
     }

@@ -40,6 +40,8 @@ const char* ResultWord(Result result) {
             return "extra";
         case Result::Failed:
             return "failed";
+        case Result::Planned:
+            return "planned";
         case Result::Pending:
             return "pending";
     }

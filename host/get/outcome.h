@@ -26,6 +26,7 @@ enum class Result {
     Differs,     ///< "verify": not the same on both sides; not all well
     Extra,       ///< "verify": here and not in the cloud; not all well
     Failed,      ///< not all well
+    Planned,     ///< "--dry-run": what would be done; nothing was
     Pending      ///< not finished when the command ended; the next call goes on
 };
 

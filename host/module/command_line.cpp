@@ -13,6 +13,7 @@
 #include "host/commands/verify_command.h"
 #include "host/get/get_command.h"
 #include "host/launcher/state_option.h"
+#include "host/module/below_root.h"
 #include "host/module/exit_codes.h"
 #include "host/module/session.h"
 #include "host/module/stop_signal.h"
@@ -34,6 +35,7 @@ struct CommandLine {
     std::string cancelPath;
     std::string mountPoint;
     WatchOptions watch;
+    int statusFiles = 20;
     int counted = 0;  // counts that the launcher has read already
     std::function<int()> chosen;
 };
@@ -64,8 +66,19 @@ void AddInit(CLI::App& app, CommandLine& line) {
     });
 }
 
-// Opens a session for a command that moves files, and closes it whatever comes.
-int WithSession(const CommandLine& line, EngineRoot root, const std::function<void(Settings&)>& adjust,
+// How a command wants its session.
+struct SessionWish {
+    EngineRoot root = EngineRoot::Visible;
+    bool readOnly = false;  // nothing is written, no task is touched
+    bool json = false;
+};
+
+int OpenFor(Session& session, const SessionWish& wish, std::string& why) {
+    return wish.readOnly ? session.OpenReadOnly(why) : session.Open(wish.root, why);
+}
+
+// Opens a session for a command, and closes it whatever comes.
+int WithSession(const CommandLine& line, const SessionWish& wish, const std::function<void(Settings&)>& adjust,
                 const std::function<int(Session&)>& command) {
     Session session(line.stateFolder);
     std::string why;
@@ -73,16 +86,15 @@ int WithSession(const CommandLine& line, EngineRoot root, const std::function<vo
     int code = ReadSettings(session.stateFolder, session.settings, why, absent) ? kExitOk : kExitUsage;
     if (code == kExitOk) {
         adjust(session.settings);
-        code = session.Open(root, why);
+        code = OpenFor(session, wish, why);
     }
     if (code != kExitOk) {
-        std::fprintf(stderr, "zelkor-drive: %s\n", why.c_str());
+        ReportError(wish.json, code, why);
     } else {
         try {
             code = command(session);
         } catch (const std::exception& failure) {
-            std::fprintf(stderr, "zelkor-drive: %s\n", failure.what());
-            code = kExitLocal;
+            code = ReportError(wish.json, kExitLocal, failure.what());
         }
     }
     session.Close();
@@ -90,17 +102,26 @@ int WithSession(const CommandLine& line, EngineRoot root, const std::function<vo
 }
 
 int RunGet(const CommandLine& line) {
+    GetOptions options = line.get;
+    options.report.dryRun = options.dryRun;
     return WithSession(
-        line, EngineRoot::Staging,
-        [&line](Settings& settings) { settings.downloadRate = line.get.limitRate.value_or(settings.downloadRate); },
-        [&line](Session& session) { return GetCommand(session, line.get).Run(); });
+        line, {EngineRoot::Staging, options.dryRun, options.report.json},
+        [&](Settings& settings) { settings.downloadRate = options.limitRate.value_or(settings.downloadRate); },
+        [&](Session& session) {
+            for (std::string& path : options.only) {
+                path = BelowRoot(session.settings.root, path);
+            }
+            return GetCommand(session, options).Run();
+        });
 }
 
 int RunPut(const CommandLine& line) {
+    PutOptions options = line.put;
+    options.report.dryRun = options.dryRun;
     return WithSession(
-        line, EngineRoot::Visible,
-        [&line](Settings& settings) { settings.uploadRate = line.put.limitRate.value_or(settings.uploadRate); },
-        [&line](Session& session) { return PutCommand(session, line.put).Run(); });
+        line, {EngineRoot::Visible, options.dryRun, options.report.json},
+        [&](Settings& settings) { settings.uploadRate = options.limitRate.value_or(settings.uploadRate); },
+        [&](Session& session) { return PutCommand(session, options).Run(); });
 }
 
 void AddPut(CLI::App& app, CommandLine& line) {
@@ -112,6 +133,7 @@ void AddPut(CLI::App& app, CommandLine& line) {
     command->add_option("--uploads", line.counted, "uploads at once")->check(CLI::Range(1, 64));
     command->add_option("--attempts", put.attempts, "tries of one file")->check(CLI::Range(1, 1000));
     command->add_flag("--overwrite", put.overwrite, "where both sides differ, send what is here");
+    command->add_flag("-n,--dry-run", put.dryRun, "only tell what would be done");
     AddReport(*command, put.report);
     command->callback([&line] { line.chosen = [&line] { return RunPut(line); }; });
 }
@@ -127,6 +149,7 @@ void AddGet(CLI::App& app, CommandLine& line) {
     command->add_option("PATH", get.only, "only these, below the root, with all that is in them");
     command->add_flag("--if-changed", get.ifChanged,
                       "do nothing when the cloud tells no change since the last run that went well");
+    command->add_flag("-n,--dry-run", get.dryRun, "only tell what would be done");
     command->add_flag("--verify", get.verify, "read every file that is here already and check it");
     command->add_flag("--overwrite", get.overwrite, "move what was changed here aside instead of keeping it in place");
     AddReport(*command, get.report);
@@ -155,7 +178,7 @@ void AddVerify(CLI::App& app, CommandLine& line) {
     command->callback([&line] {
         line.chosen = [&line] {
             return WithSession(
-                line, EngineRoot::Visible, [](Settings&) {},
+                line, {EngineRoot::Visible, false, line.get.report.json}, [](Settings&) {},
                 [&line](Session& session) { return RunVerify(session, line.get.report); });
         };
     });
@@ -164,7 +187,10 @@ void AddVerify(CLI::App& app, CommandLine& line) {
 void AddCancel(CLI::App& app, CommandLine& line) {
     CLI::App* command = app.add_subcommand("cancel", "end the transfer of one file in the command that runs here");
     command->add_option("PATH", line.cancelPath, "path below the root")->required();
-    command->callback([&line] { line.chosen = [&line] { return RunCancel(line.stateFolder, line.cancelPath); }; });
+    command->add_flag("--json", line.get.report.json, "tell it as a JSON object");
+    command->callback([&line] {
+        line.chosen = [&line] { return RunCancel(line.stateFolder, line.cancelPath, line.get.report.json); };
+    });
 }
 
 void AddMount(CLI::App& app, CommandLine& line) {
@@ -177,7 +203,7 @@ void AddMount(CLI::App& app, CommandLine& line) {
         line.chosen = [&line] {
             line.get.onDemand = true;
             return WithSession(
-                line, EngineRoot::Staging, [](Settings&) {},
+                line, {EngineRoot::Staging, false, line.get.report.json}, [](Settings&) {},
                 [&line](Session& session) { return RunMount(session, line.get, line.mountPoint); });
         };
     });
@@ -205,6 +231,7 @@ void AddSync(CLI::App& app, CommandLine& line) {
     command->add_option("--timeout", line.get.timeoutSeconds, "give each way so many seconds")
         ->check(CLI::PositiveNumber);
     command->add_flag("--overwrite", line.get.overwrite, "where both sides differ, what is here wins");
+    command->add_flag("-n,--dry-run", line.get.dryRun, "only tell what would be done");
     AddReport(*command, line.get.report);
     command->callback([&line] {
         line.chosen = [&line] {
@@ -212,8 +239,11 @@ void AddSync(CLI::App& app, CommandLine& line) {
             if (line.get.timeoutSeconds > 0) {
                 words.push_back("--timeout=" + std::to_string(line.get.timeoutSeconds));
             }
-            if (line.get.overwrite) {
-                words.push_back("--overwrite");
+            for (const auto& [set, word] :
+                 {std::pair(line.get.overwrite, "--overwrite"), std::pair(line.get.dryRun, "--dry-run")}) {
+                if (set) {
+                    words.push_back(word);
+                }
             }
             return RunSync(line.stateFolder, words);
         };
@@ -233,8 +263,7 @@ void AddWatch(CLI::App& app, CommandLine& line) {
             std::string why;
             bool absent = false;
             if (!ReadSettings(line.stateFolder, settings, why, absent)) {
-                std::fprintf(stderr, "zelkor-drive: %s\n", why.c_str());
-                return kExitUsage;
+                return ReportError(line.get.report.json, kExitUsage, why);
             }
             line.watch.stateFolder = line.stateFolder;
             line.watch.root = settings.root;
@@ -247,7 +276,11 @@ void AddWatch(CLI::App& app, CommandLine& line) {
 void AddStatus(CLI::App& app, CommandLine& line) {
     CLI::App* command = app.add_subcommand("status", "what waits, what runs and what is wrong");
     command->add_flag("--json", line.get.report.json, "tell it as a JSON object");
-    command->callback([&line] { line.chosen = [&line] { return RunStatus(line.stateFolder, line.get.report.json); }; });
+    command->add_option("--files", line.statusFiles, "most files to name that wait, run or failed")
+        ->check(CLI::NonNegativeNumber);
+    command->callback([&line] {
+        line.chosen = [&line] { return RunStatus(line.stateFolder, line.statusFiles, line.get.report.json); };
+    });
 }
 
 }  // namespace

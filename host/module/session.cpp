@@ -1,10 +1,16 @@
 #include "host/module/session.h"
 
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
 #include <exception>
 
 #include "host/control/control_socket.h"
 #include "host/control/run_desk.h"
 #include "host/module/exit_codes.h"
+#include "host/module/root_check.h"
 #include "host/settings/login_file.h"
 #include "host/settings/private_file.h"
 #include "interfaces/cloud/drive_account.h"
@@ -64,6 +70,9 @@ int Session::OpenState(std::string& error) {
         error = opened.message;
         return opened.outcome == SQLiteDB::OpenOutcome::Failed ? kExitLocal : kExitState;
     }
+    if (opened.outcome == SQLiteDB::OpenOutcome::Rebuilt) {
+        std::fprintf(stderr, "zelkor-drive: %s\n", opened.message.c_str());
+    }
     try {
         records.Open(stateFolder, false);
     } catch (const std::exception& failure) {
@@ -73,14 +82,37 @@ int Session::OpenState(std::string& error) {
     return kExitOk;
 }
 
-int Session::OpenTrees(EngineRoot engineRoot, std::string& error) {
-    if (!MakePrivateFolder(settings.staging, error) || !staging.Open(settings.staging, error) ||
-        !visible.Open(settings.root, error)) {
+int Session::OpenRoot(std::string& error) {
+    if (!visible.Open(settings.root, error)) {
+        error += "; is its disk mounted?";
         return kExitLocal;
     }
     if (!visible.Lock()) {
         error = "another zelkor-drive works on " + settings.root + "; wait for it or stop it";
         return kExitState;
+    }
+    if (!LooksMounted(settings.root, StagingInside(), records)) {
+        error = settings.root +
+                " is empty and not the folder that was there before; is its disk mounted? If it is meant to be filled "
+                "anew, run 'zelkor-drive init' again";
+        return kExitLocal;
+    }
+    return kExitOk;
+}
+
+int Session::OpenTrees(EngineRoot engineRoot, std::string& error) {
+    if (const int code = OpenRoot(error); code != kExitOk) {
+        return code;
+    }
+    RememberRoot(settings.root, records);
+    if (engineRoot == EngineRoot::Staging) {
+        if (access(settings.root.c_str(), W_OK) != 0) {
+            error = "cannot write into " + settings.root + ": " + std::strerror(errno);
+            return kExitLocal;
+        }
+        if (!MakePrivateFolder(settings.staging, error) || !staging.Open(settings.staging, error)) {
+            return kExitLocal;
+        }
     }
     const std::string thumbnails = stateFolder + "/cache/thumbnails";
     const std::string large = stateFolder + "/cache/lcd";
@@ -114,6 +146,25 @@ int Session::OpenAccount(std::string& error) {
 std::string Session::StagingInside() const {
     const std::string root = settings.root + "/";
     return settings.staging.rfind(root, 0) == 0 ? settings.staging.substr(root.size()) : "";
+}
+
+int Session::OpenReadOnly(std::string& error) {
+    const SQLiteDB::OpenResult database = SQLiteDB::OpenDatabaseReadOnly(WideFolder(stateFolder));
+    if (!database.ok()) {
+        error = database.message;
+        return kExitState;
+    }
+    try {
+        records.Open(stateFolder, true);
+    } catch (const std::exception& failure) {
+        error = failure.what();
+        return kExitState;
+    }
+    int code = OpenRoot(error);
+    if (code == kExitOk && access(settings.staging.c_str(), F_OK) == 0 && !staging.Open(settings.staging, error)) {
+        code = kExitLocal;
+    }
+    return code == kExitOk ? OpenAccount(error) : code;
 }
 
 int Session::Open(EngineRoot engineRoot, std::string& error) {

@@ -10,7 +10,7 @@
 /// the logs, the database, and the login.
 namespace Drive::Host {
 
-/// Which tree the engine works in.
+/// Which tree the engine works in. Only a command that works in the staging tree writes into the root.
 enum class EngineRoot { Staging, Visible };
 
 class Session {
@@ -19,6 +19,10 @@ public:
 
     /// Opens all of it. An exit code; other than 0 with `error` set.
     int Open(EngineRoot engineRoot, std::string& error);
+
+    /// Opens all of it for reading alone: nothing is written and no task is touched. The root is taken all the same,
+    /// since a refreshed login would be news to another command.
+    int OpenReadOnly(std::string& error);
 
     /// The same without the login and the trees: settings, logs and database.
     int OpenState(std::string& error);
@@ -40,6 +44,7 @@ public:
     HostRecords records;
 
 private:
+    int OpenRoot(std::string& error);
     int OpenTrees(EngineRoot engineRoot, std::string& error);
     int OpenAccount(std::string& error);
 

@@ -6,6 +6,7 @@
 #include "host/control/run_desk.h"
 #include "host/engine/engine_run.h"
 #include "host/engine/parked_tasks.h"
+#include "host/get/run_texts.h"
 #include "host/module/exit_codes.h"
 #include "host/module/stop_signal.h"
 #include "interfaces/cloud/drive_account.h"
@@ -16,6 +17,7 @@
 namespace Drive::Host {
 namespace {
 
+constexpr const char* kIsFull = " in the cloud is full";
 constexpr std::size_t kLongestPath = 4096;  // bytes; no longer one can be opened here
 
 DownloadLimits LimitsOf(const PutOptions& options, std::int64_t started) {
@@ -34,9 +36,10 @@ PutCommand::PutCommand(Session& session, const PutOptions& options)
       reporter(options.report),
       placement(session.staging, session.visible, session.records),
       uploads(session, LimitsOf(options, Platform::MonotonicMilliseconds()),
-              [this](const UploadRun::Job& job, Result result, const std::string& message) {
-                  Tell(job.entry, result, message);
-              }),
+              {[this](const UploadRun::Job& job, Result result, const std::string& message) {
+                   Tell(job.entry, result, message);
+               },
+               [this](const UploadRun::Job& job) { Emptied(job); }, [this](EngineEvent::Kind kind) { Notice(kind); }}),
       started(Platform::MonotonicMilliseconds()) {}
 
 int PutCommand::List() {
@@ -63,7 +66,9 @@ int PutCommand::List() {
 }
 
 void PutCommand::ReadState() {
-    ShowOnly(2, session.records);
+    if (!options.dryRun) {
+        ShowOnly(2, session.records);
+    }
     for (const Common::TaskItem& task : SQLiteDB::SyncRows::Tasks(std::numeric_limits<int>::max())) {
         uploadTasks[task.GetFileId()] = task.GetDirection() == 2;
     }
@@ -85,7 +90,9 @@ void PutCommand::ReadState() {
 void PutCommand::Tell(const LocalEntry& entry, Result result, const std::string& message) {
     const Outcome outcome{entry.path, result, entry.facts.size, message};
     const std::string key = "path:" + entry.path;
-    if (IsTrouble(result)) {
+    if (options.dryRun) {
+        // Nothing is kept of a run that does nothing.
+    } else if (IsTrouble(result)) {
         session.records.PutTrouble({key, entry.path, ResultWord(result), message, Platform::UnixTimeSeconds()});
     } else if (troubles.count(key) != 0 && result != Result::Pending) {
         session.records.ForgetTrouble(key);
@@ -94,22 +101,45 @@ void PutCommand::Tell(const LocalEntry& entry, Result result, const std::string&
     reporter.Entry(outcome);
 }
 
-void PutCommand::ShowProgress() {
-    ProgressFigures figures;
-    figures.bytesAll = uploads.BytesAll();
-    figures.bytesDone = std::min<std::int64_t>(
-        static_cast<std::int64_t>(Cloud::DriveAccount::Counters().sent - sentBefore), figures.bytesAll);
-    figures.filesDone = uploads.FilesDone();
-    figures.filesAll = uploads.FilesAll();
-    reporter.Progress(figures);
-    RunDesk::Get().Tell("put", figures);
-    RunDesk::Get().Serve([](const std::string&) { return "uploads cannot be cancelled one by one; stop the command"; });
+// The engine may say it several times; the person hears it once, and "status" tells it while the command runs.
+void PutCommand::Notice(EngineEvent::Kind kind) {
+    std::string text;
+    if (kind == EngineEvent::Kind::SpaceFull) {
+        text = "the space of " + session.settings.user + kIsFull + "; make room there";
+    } else if (kind == EngineEvent::Kind::SpaceLow) {
+        text = "the space of " + session.settings.user + " in the cloud will soon be full";
+    } else if (kind == EngineEvent::Kind::Migrating) {
+        text = "the cloud is being moved and takes no files at present; they wait and are tried again";
+    }
+    if (text.empty() || !RunDesk::Get().Note(text)) {
+        return;
+    }
+    reporter.Note(text);
+    if (kind != EngineEvent::Kind::Migrating) {
+        session.records.SetValue(kSpaceNotice, std::to_string(Platform::UnixTimeSeconds()) + " " + text);
+    }
 }
 
-std::string PutCommand::ProofOf(const UploadRun::Job& job) {
+bool PutCommand::ShowProgress() {
+    ProgressFigures figures;
+    figures.bytesAll = uploads.BytesAll();
+    const auto counted = static_cast<std::int64_t>(Cloud::DriveAccount::Counters().sent - sentBefore);
+    figures.bytesDone = meter.Done(uploads.BytesRecorded(), counted, figures.bytesAll);
+    figures.filesDone = uploads.FilesDone();
+    figures.filesAll = uploads.FilesAll();
+    RunDesk::Get().Tell("put", reporter.Progress(figures));
+    RunDesk::Get().Serve([this](const std::string& path) { return uploads.Cancel(path); });
+    const std::int64_t now = Platform::MonotonicMilliseconds();
+    if (keys.TimeToTell(EngineRun::HasKeys(), now)) {
+        reporter.Note(kNoKeysYet);
+    }
+    return !keys.Exhausted(EngineRun::HasKeys(), now);
+}
+
+std::pair<Result, std::string> PutCommand::ProofOf(const UploadRun::Job& job) {
     const auto found = shown.find(job.cloudId);
     if (found == shown.end()) {
-        return "the cloud does not list it after it was sent; the next 'put' sends it again";
+        return {Result::Failed, "the cloud does not list it after it was sent; the next 'put' sends it again"};
     }
     const Cloud::CloudFile& file = found->second;
     const bool same = file.size == job.entry.facts.size && (file.sha256.empty() || file.sha256 == job.sha256);
@@ -118,14 +148,15 @@ std::string PutCommand::ProofOf(const UploadRun::Job& job) {
                             Platform::NarrowText(file.sha256.empty() ? job.sha256 : file.sha256),
                             Platform::NarrowText(file.contentVersion)};
     session.records.PutProved(id, record);
-    if (same) {
-        session.records.ForgetSending(job.entry.path);
+    if (!same) {
+        return {Result::Failed, "the cloud holds another content than what was sent; the next 'put' sends it again"};
     }
-    return same ? "" : "the cloud holds another content than what was sent; the next 'put' sends it again";
+    session.records.ForgetSending(job.entry.path);
+    return {Result::Uploaded, ""};
 }
 
 // One look at the cloud proves all files of the run.
-void PutCommand::Prove(const std::string& pending) {
+void PutCommand::Prove() {
     reporter.Stage("checking what the cloud has");
     std::vector<Cloud::CloudFile> files;
     std::wstring cursor;
@@ -133,44 +164,65 @@ void PutCommand::Prove(const std::string& pending) {
     for (Cloud::CloudFile& file : files) {
         shown[file.id] = std::move(file);
     }
+    session.records.Begin();
     uploads.SettleRest(
         [&](const UploadRun::Job& job) {
             return listed.ok ? ProofOf(job)
-                             : "sent, but the cloud could not be asked afterwards (" + listed.message +
-                                   "); the next 'put' compares";
+                             : std::pair(Result::Failed, "sent, but the cloud could not be asked afterwards (" +
+                                                             listed.message + "); the next 'put' compares");
         },
-        pending);
+        "");
+    session.records.Commit();
+}
+
+// A run in which everything found room.
+void PutCommand::ForgetFullSpace() {
+    if (tally.troubles == 0 && session.records.Value(kSpaceNotice).find(kIsFull) != std::string::npos) {
+        session.records.SetValue(kSpaceNotice, "");
+    }
+}
+
+int PutCommand::CodeOf(RunEnd end) {
+    switch (end) {
+        case RunEnd::AllSettled:
+            return kExitOk;
+        case RunEnd::Timeout:
+            return kExitTimeout;
+        case RunEnd::Stopped:
+            return kExitStopped;
+        case RunEnd::NoKeys:
+            reporter.Note(kNoKeysAtAll);
+            return kExitCloud;
+        case RunEnd::CloudMoves:
+            reporter.Note("the cloud is still being moved; try again later");
+            return kExitCloud;
+    }
+    return kExitLocal;
 }
 
 int PutCommand::Upload() {
+    const auto unproved = [](const UploadRun::Job&) {
+        return std::pair(Result::Pending, std::string("sent, but not checked; the next 'put' compares"));
+    };
     std::string error;
     if (!uploads.QueueAll(error)) {
         reporter.Note(error);
-        uploads.SettleRest([](const UploadRun::Job&) { return std::string("not queued"); }, "not queued");
+        uploads.SettleRest(unproved, "not queued");
         return kExitLocal;
     }
     sentBefore = Cloud::DriveAccount::Counters().sent;
     OnStopRequested({});
     EngineRun::Start();
-    const RunEnd end = uploads.Run([this] { ShowProgress(); });
-    if (!uploads.CloudMoves() && end == RunEnd::AllSettled) {
-        Prove("");
+    const RunEnd end = uploads.Run([this] { return ShowProgress(); });
+    if (end == RunEnd::AllSettled) {
+        Prove();
+        ForgetFullSpace();
     }
     if (!EngineRun::Stop(options.stopSeconds * 1000)) {
         reporter.Note("a transfer did not stop in time and was cut off; the next 'put' goes on from its record");
     }
-    if (uploads.CloudMoves()) {
-        reporter.Note("the cloud is being moved and takes nothing at present; try again later");
-        uploads.SettleRest([](const UploadRun::Job&) { return std::string("the cloud is being moved"); },
-                           "the cloud is being moved");
-        return kExitCloud;
-    }
-    if (end != RunEnd::AllSettled) {
-        uploads.SettleRest(
-            [](const UploadRun::Job&) { return std::string("sent, but not checked; the next 'put' compares"); },
-            "not finished; the next 'put' goes on");
-    }
-    return end == RunEnd::Timeout ? kExitTimeout : end == RunEnd::Stopped ? kExitStopped : kExitOk;
+    uploads.SettleRest(unproved, "not finished; the next 'put' goes on");
+    return CodeOf(end);
 }
 
 int PutCommand::Finish(int code) {
@@ -185,7 +237,7 @@ int PutCommand::Finish(int code) {
 int PutCommand::Run() {
     OnStopRequested([] { Cloud::DriveAccount::Abort(); });
     if (const int code = List(); code != kExitOk) {
-        return code;
+        return Finish(code);
     }
     ReadState();
     reporter.Stage("looking at " + session.settings.root);
@@ -197,7 +249,8 @@ int PutCommand::Run() {
         Act(entry);
     }
     if (StopRequested()) {
-        uploads.SettleRest([](const UploadRun::Job&) { return std::string(); }, "not begun");
+        uploads.SettleRest([](const UploadRun::Job&) { return std::pair(Result::Pending, std::string()); },
+                           "not begun");
         return Finish(kExitStopped);
     }
     return Finish(uploads.Empty() ? kExitOk : Upload());

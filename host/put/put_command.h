@@ -6,6 +6,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "host/engine/key_patience.h"
 #include "host/get/cloud_tree.h"
 #include "host/get/file_rows.h"
 #include "host/get/outcome.h"
@@ -14,6 +15,7 @@
 #include "host/put/local_tree.h"
 #include "host/put/put_decide.h"
 #include "host/put/upload_run.h"
+#include "host/report/progress_meter.h"
 #include "host/report/reporter.h"
 
 /// "put": sends what the visible tree holds and the cloud does not. Nothing is removed from the cloud. One thread; one
@@ -26,6 +28,7 @@ struct PutOptions {
     int attempts = 6;
     int stopSeconds = 30;
     bool overwrite = false;
+    bool dryRun = false;  ///< tell what would be done, and do nothing
     ReportOptions report;
 };
 
@@ -49,10 +52,15 @@ private:
     void Queue(const LocalEntry& entry, const PutFacts& facts, bool fresh);
     std::optional<std::wstring> ParentIdOf(const LocalEntry& entry) const;
     void Tell(const LocalEntry& entry, Result result, const std::string& message);
+    void Plan(const LocalEntry& entry, const PutFacts& facts, PutStep step);
+    void Emptied(const UploadRun::Job& job);
+    void Notice(EngineEvent::Kind kind);
     int Upload();
-    void Prove(const std::string& pending);
-    std::string ProofOf(const UploadRun::Job& job);
-    void ShowProgress();
+    int CodeOf(RunEnd end);
+    void ForgetFullSpace();
+    void Prove();
+    std::pair<Result, std::string> ProofOf(const UploadRun::Job& job);
+    bool ShowProgress();
     int Finish(int code);
 
     Session& session;
@@ -70,6 +78,8 @@ private:
     std::unordered_map<std::string, SentFile> sending;
     std::unordered_map<std::string, Trouble> troubles;
     std::uint64_t sentBefore = 0;
+    ProgressMeter meter;
+    KeyPatience keys;
     Tally tally;
 };
 

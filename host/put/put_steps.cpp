@@ -2,16 +2,17 @@
 #include <openssl/rand.h>
 
 #include "host/put/put_command.h"
+#include "host/tree/read_digest.h"
 #include "interfaces/common/file_helper.h"
 #include "interfaces/common/globals.h"
 #include "interfaces/database/sqlite_db.h"
 #include "interfaces/database/sync_rows.h"
-#include "interfaces/platform/native_path.h"
 #include "interfaces/platform/text.h"
 
 namespace Drive::Host {
 namespace {
 
+constexpr const char* kNoFolder = "its folder is not in the cloud";
 constexpr const wchar_t* kEmptySha256 = L"e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855";
 
 // The engine takes an id that begins so for a file that the cloud does not have yet.
@@ -71,7 +72,38 @@ void PutCommand::Act(const LocalEntry& entry) {
     Perform(entry, facts, decision.step, decision.reason);
 }
 
+// What a dry run says of a step that would change something.
+void PutCommand::Plan(const LocalEntry& entry, const PutFacts& facts, PutStep step) {
+    if (step != PutStep::FolderThere && !ParentIdOf(entry)) {
+        return Tell(entry, Result::Refused, kNoFolder);
+    }
+    switch (step) {
+        case PutStep::FolderThere:
+            return Tell(entry, Result::FolderThere, "");
+        case PutStep::CreateFolder:
+            folderIds[entry.path] = L"planned";
+            return Tell(entry, Result::Planned, "the folder would be made in the cloud");
+        case PutStep::CreateEmpty:
+        case PutStep::ReplaceEmpty:
+            return Tell(entry, Result::Planned, "an empty file would be made in the cloud");
+        default:
+            return Tell(entry, Result::Planned, facts.cloud ? "would be sent as a new version" : "would be sent");
+    }
+}
+
+// Everything of it that the engine had is gone.
+void PutCommand::Emptied(const UploadRun::Job& job) {
+    const PutFacts facts = FactsOf(job.entry);
+    CreateEmpty(job.entry, facts, facts.cloud.has_value());
+}
+
 void PutCommand::Perform(const LocalEntry& entry, const PutFacts& facts, PutStep step, const std::string& reason) {
+    const bool changes = step == PutStep::FolderThere || step == PutStep::CreateFolder ||
+                         step == PutStep::CreateEmpty || step == PutStep::ReplaceEmpty || step == PutStep::SendNew ||
+                         step == PutStep::SendVersion || step == PutStep::Resume;
+    if (options.dryRun && changes) {
+        return Plan(entry, facts, step);
+    }
     switch (step) {
         case PutStep::FolderThere:
             KeepRow(entry, facts.cloud->file, L"");
@@ -100,17 +132,18 @@ void PutCommand::Perform(const LocalEntry& entry, const PutFacts& facts, PutStep
 }
 
 void PutCommand::Compare(const LocalEntry& entry, const PutFacts& facts, const PutDecision& decision) {
-    const std::wstring actual =
-        Common::FileHepler::GetFileSha256(Platform::EnginePath(session.settings.root + "/" + entry.path));
+    const std::wstring actual = ReadDigest(session.settings.root, entry.path);
     if (actual.empty()) {
         return Tell(entry, Result::Failed, "it cannot be read; check its permissions and the disk");
     }
     if (actual != facts.cloud->file.sha256) {
         return Perform(entry, facts, decision.otherwise, decision.reason);
     }
-    placement.RecordProved(*facts.cloud, Platform::NarrowText(actual));
-    session.records.ForgetSending(entry.path);
-    KeepRow(entry, facts.cloud->file, actual);
+    if (!options.dryRun) {
+        placement.RecordProved(*facts.cloud, Platform::NarrowText(actual));
+        session.records.ForgetSending(entry.path);
+        KeepRow(entry, facts.cloud->file, actual);
+    }
     Tell(entry, Result::Unchanged, "");
 }
 
@@ -140,7 +173,7 @@ void PutCommand::KeepRow(const LocalEntry& entry, const Cloud::CloudFile& file, 
 void PutCommand::CreateFolder(const LocalEntry& entry) {
     const std::optional<std::wstring> parent = ParentIdOf(entry);
     if (!parent) {
-        return Tell(entry, Result::Refused, "its folder is not in the cloud");
+        return Tell(entry, Result::Refused, kNoFolder);
     }
     Cloud::CloudFile folder;
     const Cloud::CallOutcome made = Cloud::DriveAccount::CreateFolder(*parent, entry.name, folder);
@@ -158,7 +191,7 @@ void PutCommand::CreateFolder(const LocalEntry& entry) {
 void PutCommand::CreateEmpty(const LocalEntry& entry, const PutFacts& facts, bool replace) {
     const std::optional<std::wstring> parent = ParentIdOf(entry);
     if (!parent) {
-        return Tell(entry, Result::Refused, "its folder is not in the cloud");
+        return Tell(entry, Result::Refused, kNoFolder);
     }
     if (replace) {
         const Cloud::CallOutcome removed = Cloud::DriveAccount::Delete(facts.cloud->file.id);
@@ -184,7 +217,7 @@ void PutCommand::CreateEmpty(const LocalEntry& entry, const PutFacts& facts, boo
 void PutCommand::Queue(const LocalEntry& entry, const PutFacts& facts, bool fresh) {
     const std::optional<std::wstring> parent = ParentIdOf(entry);
     if (!parent) {
-        return Tell(entry, Result::Refused, "its folder is not in the cloud");
+        return Tell(entry, Result::Refused, kNoFolder);
     }
     const auto known = rowsByPlace.find(PlaceOf(entry));
     if (!fresh) {

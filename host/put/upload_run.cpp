@@ -1,11 +1,17 @@
 #include "host/put/upload_run.h"
 
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
 #include <list>
 #include <utility>
 
+#include "host/control/run_desk.h"
 #include "host/get/back_off.h"
 #include "host/module/stop_signal.h"
-#include "interfaces/common/globals.h"
+#include "host/report/record_bytes.h"
+#include "host/tree/read_digest.h"
 #include "interfaces/database/sqlite_db.h"
 #include "interfaces/database/sync_rows.h"
 #include "interfaces/platform/clock.h"
@@ -14,6 +20,7 @@
 namespace Drive::Host {
 namespace {
 
+using SQLiteDB::MakePair;
 using SQLiteDB::SyncRows;
 
 constexpr int kTickMilliseconds = 100;
@@ -23,6 +30,7 @@ constexpr std::size_t kRowsInBatch = 1000;
 constexpr int kRowsInLook = 100000;
 constexpr int kTaskPriority = 1;
 constexpr int kPriorityStep = 3;  // what the engine adds for each failed try
+constexpr const char* kVanished = "it vanished here while it was sent";
 
 SQLiteDB::SQLiteDB& Database() { return SQLiteDB::SQLiteDB::GetInstance(); }
 
@@ -36,10 +44,30 @@ bool AnyRunning() {
     return !Rows(L"SELECT fileId FROM T_cloudDriveData WHERE fileStatus = 12 AND isFolder = 0 LIMIT 1").empty();
 }
 
+Common::FileItem RowAt(const LocalEntry& entry) {
+    return Database().GetDriveDataItem({{L"localFileName", entry.name}, {L"localParentFolder", entry.parentFolder}});
+}
+
+bool IsLocalId(const std::wstring& fileId) { return fileId.rfind(L"Local", 0) == 0; }
+
+bool PutBatch(std::vector<Common::FileItem>& batch) {
+    const bool good = batch.empty() || SyncRows::PutFilesWithTasks(batch, 2, kTaskPriority);
+    batch.clear();
+    return good;
+}
+
+// What an earlier run tried in vain must not count against this one.
+bool ForgetTries(const std::wstring& fileId) {
+    SQLiteDB::UpdateDBInfo update;
+    update.key = fileId;
+    update.columns.insert(MakePair(L"Priority", kTaskPriority));
+    return Database().UpdateTaskItem(update, 2);
+}
+
 }  // namespace
 
-UploadRun::UploadRun(Session& session, const DownloadLimits& limits, Listener settled)
-    : session(session), limits(limits), settled(std::move(settled)) {}
+UploadRun::UploadRun(Session& session, const DownloadLimits& limits, Listener listener)
+    : session(session), limits(limits), listener(std::move(listener)) {}
 
 void UploadRun::Add(const LocalEntry& entry, const Common::FileItem& row, bool fresh) {
     Job job;
@@ -53,32 +81,38 @@ void UploadRun::Add(const LocalEntry& entry, const Common::FileItem& row, bool f
 }
 
 bool UploadRun::QueueAll(std::string& error) {
-    std::vector<Common::FileItem> batch;
-    const auto write = [&batch] {
-        const bool good = batch.empty() || SyncRows::PutFilesWithTasks(batch, 2, kTaskPriority);
-        batch.clear();
-        return good;
-    };
     session.records.Begin();
     for (const Job& job : jobs) {
         session.records.PutSending(job.entry.path, {job.entry.facts.size, job.entry.facts.changed});
     }
     session.records.Commit();
+    std::vector<Common::FileItem> batch;
     bool good = true;
     for (const Job& job : jobs) {
         if (job.fresh) {
             batch.push_back(job.row);
+        } else {
+            good = good && ForgetTries(job.row.GetFileId());
         }
-        good = good && (batch.size() < kRowsInBatch || write());
+        good = good && (batch.size() < kRowsInBatch || PutBatch(batch));
     }
     error = "the database in " + session.stateFolder + " cannot be written; is the disk full?";
-    return good && write();
+    return good && PutBatch(batch);
+}
+
+// The job is no longer the engine's.
+void UploadRun::Close(Job& job) {
+    bytesInRecords -= std::exchange(job.recorded, 0);
+    bytesDone += job.entry.facts.size;
+    --open;
 }
 
 void UploadRun::Settle(Job& job, Result result, const std::string& message) {
     job.settled = true;
-    open -= job.sent ? 0 : 1;
-    settled(job, result, message);
+    if (!job.sent) {
+        Close(job);
+    }
+    listener.settled(job, result, message);
 }
 
 UploadRun::Job* UploadRun::JobAt(const Common::FileItem& row) {
@@ -86,30 +120,57 @@ UploadRun::Job* UploadRun::JobAt(const Common::FileItem& row) {
     return found == byPath.end() || found->second->settled || found->second->sent ? nullptr : found->second;
 }
 
-// The engine has finished. Whether the cloud now shows what is here is asked once, at the end, for all files.
-void UploadRun::Uploaded(Job& job) {
-    const Common::FileItem row = Database().GetDriveDataItem(
-        {{L"localFileName", job.entry.name}, {L"localParentFolder", job.entry.parentFolder}});
+// A file that was written anew with the content that went up is the same file.
+bool UploadRun::StillTheSame(Job& job) {
     const FileFacts now = session.visible.Look(job.entry.path);
-    if (row.GetFileStatus() != 1 || row.GetFileId().rfind(L"Local", 0) == 0) {
+    const auto differs = [](const FileFacts& one, const FileFacts& other) {
+        return one.kind != other.kind || one.size != other.size || one.changed != other.changed;
+    };
+    const bool touched = differs(now, job.entry.facts);
+    bytesAll += now.size - job.entry.facts.size;
+    job.entry.facts = now;
+    if (!touched || now.kind != FileKind::File) {
+        return !touched;
+    }
+    const std::wstring content = ReadDigest(session.settings.root, job.entry.path);
+    return content == job.row.GetHash() && !differs(session.visible.Look(job.entry.path), now);
+}
+
+// The engine has finished. Whether the cloud now shows what is here is asked once, at the end, for all files. Until
+// then it is kept in mind what was sent, so that after a crash nobody takes it for somebody else's content.
+void UploadRun::Uploaded(Job& job) {
+    migrationTries = 0;
+    const Common::FileItem row = RowAt(job.entry);
+    if (row.GetFileStatus() != 1 || IsLocalId(row.GetFileId())) {
         return Failed(job, "its row does not show it in the cloud");
     }
     job.row = row;
-    if (now.kind != FileKind::File || now.size != job.entry.facts.size || now.changed != job.entry.facts.changed) {
-        job.entry.facts = now;
-        return now.kind == FileKind::File ? Failed(job, "it was changed here while it was sent")
-                                          : Settle(job, Result::Failed, "it vanished here while it was sent");
+    session.records.PutProved(Platform::NarrowText(row.GetFileId()),
+                              {job.entry.path, row.GetSize(), 0, Platform::NarrowText(row.GetHash()),
+                               Platform::NarrowText(row.GetContentVersion())});
+    if (!StillTheSame(job)) {
+        return job.entry.facts.kind == FileKind::File ? Failed(job, "it was changed here while it was sent")
+                                                      : Settle(job, Result::Failed, kVanished);
     }
     job.cloudId = row.GetFileId();
     job.sha256 = row.GetHash();
     job.sent = true;
-    --open;
+    Close(job);
+}
+
+std::string UploadRun::Reason(const Job& job, const std::string& otherwise) const {
+    const int descriptor = session.visible.OpenForReading(job.entry.path);
+    if (descriptor < 0) {
+        return errno == ENOENT ? kVanished : std::string("it cannot be read: ") + std::strerror(errno);
+    }
+    close(descriptor);
+    return spaceFull ? "the space in the cloud is full or too small for it; free some there" : otherwise;
 }
 
 void UploadRun::Failed(Job& job, const std::string& why) {
     if (++job.failures >= limits.attempts) {
         return Settle(job, Result::Failed,
-                      why + "; tried " + std::to_string(job.failures) +
+                      Reason(job, why) + "; tried " + std::to_string(job.failures) +
                           " times, see logs/transfer.log in the state folder; the next 'put' tries again");
     }
     job.nextTry = Platform::MonotonicMilliseconds() + WaitAfter(job.failures);
@@ -120,23 +181,42 @@ bool UploadRun::QueueAgain(Job& job) {
     job.nextTry = 0;
     const FileFacts now = session.visible.Look(job.entry.path);
     if (now.kind != FileKind::File) {
-        Settle(job, Result::Failed, "it vanished here while it was sent");
+        Settle(job, Result::Failed, kVanished);
         return true;
     }
+    if (!Database().DeleteTaskItem(job.row.GetFileId(), 2)) {
+        return false;
+    }
+    bytesAll += now.size - job.entry.facts.size;
     job.entry.facts = now;
+    if (now.size == 0) {
+        if (IsLocalId(job.row.GetFileId())) {
+            Database().DeleteDriveDataItem(job.row.GetFileId());
+        }
+        job.settled = true;
+        Close(job);
+        listener.emptied(job);
+        return true;
+    }
     session.records.PutSending(job.entry.path, {now.size, now.changed});
     job.row.SetFileStatus(11);
     job.row.SetStatus(0);
     job.row.SetSize(now.size);
     job.row.SetLocalFileSha256(L"");
-    return Database().DeleteTaskItem(job.row.GetFileId(), 2) && SyncRows::PutFileWithTask(job.row, 2, kTaskPriority);
+    return SyncRows::PutFileWithTask(job.row, 2, kTaskPriority);
 }
 
 void UploadRun::Handle(const EngineEvent& event) {
-    migrating = migrating || event.kind == EngineEvent::Kind::Migrating;
+    spaceFull = spaceFull || event.kind == EngineEvent::Kind::SpaceFull;
+    if (event.kind == EngineEvent::Kind::Migrating) {
+        migrating = true;
+        askAgain = Platform::MonotonicMilliseconds() + WaitAfter(++migrationTries);
+    }
+    if (event.kind != EngineEvent::Kind::Uploaded) {
+        return listener.notice(event.kind);
+    }
     const auto found = byPath.find(event.path);
-    if (event.kind == EngineEvent::Kind::Uploaded && found != byPath.end() && !found->second->settled &&
-        !found->second->sent && found->second->nextTry == 0) {
+    if (found != byPath.end() && Waits(*found->second)) {
         Uploaded(*found->second);
     }
 }
@@ -154,22 +234,27 @@ void UploadRun::RetryDue(std::int64_t now) {
     }
 }
 
+// A failed try that the engine repeats by itself shows in the priority alone.
+void UploadRun::GiveUpTheTired() {
+    const int last = kTaskPriority + kPriorityStep * limits.attempts;
+    for (WMap& task : Rows(L"SELECT fileId FROM T_task WHERE direction = 2 AND Priority >= " + std::to_wstring(last))) {
+        if (Job* job = JobAt(Database().GetDriveDataItemWithKey(task[L"fileId"])); job != nullptr) {
+            job->failures = limits.attempts - 1;
+            Failed(*job, "the cloud did not take it");
+        }
+    }
+}
+
 void UploadRun::LookAtRows(std::int64_t now) {
     lastLook = now;
+    ReadRecords(L"12");
     for (const Common::FileItem& row : SyncRows::FilesWithoutTask({11, 13}, 2, kRowsInLook)) {
         if (Job* job = JobAt(row); job != nullptr && job->nextTry == 0) {
             job->row = row;
             Failed(*job, "the engine gave it up");
         }
     }
-    // A failed try that the engine repeats by itself shows in the priority alone.
-    const int last = kTaskPriority + kPriorityStep * limits.attempts;
-    for (WMap& task : Rows(L"SELECT fileId FROM T_task WHERE direction = 2 AND Priority >= " + std::to_wstring(last))) {
-        if (Job* job = JobAt(Database().GetDriveDataItemWithKey(task[L"fileId"])); job != nullptr) {
-            job->failures = limits.attempts;
-            Failed(*job, "it could not be sent");
-        }
-    }
+    GiveUpTheTired();
     const bool tasks = Database().hasTransferTasks();
     withoutTasksSince = tasks ? 0 : withoutTasksSince == 0 ? now : withoutTasksSince;
     if (withoutTasksSince != 0 && now - withoutTasksSince >= kLostAfter) {
@@ -177,14 +262,29 @@ void UploadRun::LookAtRows(std::int64_t now) {
     }
 }
 
+// For the progress: how far the files at these states are, as their records tell.
+void UploadRun::ReadRecords(const wchar_t* fileStatus) {
+    for (WMap& row : Rows(std::wstring(L"SELECT c.localFileName AS name, c.localParentFolder AS folder, t.fragmentInfo "
+                                       L"AS record FROM T_cloudDriveData c JOIN T_task t ON t.fileId = c.fileId AND "
+                                       L"t.direction = 2 WHERE c.isFolder = 0 AND c.fileStatus IN (") +
+                          fileStatus + L")")) {
+        const auto found = byPath.find(session.EnginePath(row[L"folder"] + row[L"name"]));
+        if (found == byPath.end() || found->second->settled || found->second->sent) {
+            continue;
+        }
+        Job& job = *found->second;
+        const std::int64_t bytes = BytesInRecord(row[L"record"], 2, job.entry.facts.size);
+        bytesInRecords += bytes - std::exchange(job.recorded, bytes);
+    }
+}
+
 // No task is left, and yet some file was not heard of.
 void UploadRun::FindLost() {
     for (Job& job : jobs) {
-        if (job.settled || job.sent || job.nextTry != 0) {
+        if (!Waits(job)) {
             continue;
         }
-        const Common::FileItem row = Database().GetDriveDataItem(
-            {{L"localFileName", job.entry.name}, {L"localParentFolder", job.entry.parentFolder}});
+        const Common::FileItem row = RowAt(job.entry);
         if (row.GetFileId().empty()) {
             Failed(job, "its row is gone");
         } else if (row.GetFileStatus() == 1) {
@@ -195,41 +295,102 @@ void UploadRun::FindLost() {
     }
 }
 
-RunEnd UploadRun::Run(const std::function<void()>& tick) {
+// The engine has emptied the task table, and its workers end by themselves. Once none runs the cloud is tried again:
+// the first file finds out whether it is still being moved.
+void UploadRun::FollowMigration(std::int64_t now) {
+    if (!migrating || now < askAgain || AnyRunning()) {
+        return;
+    }
+    EngineRun::ForgetMigration();
+    migrating = !QueueAnew();
+    askAgain = now + WaitAfter(migrationTries);
+    withoutTasksSince = 0;
+}
+
+bool UploadRun::QueueAnew() {
+    std::vector<Common::FileItem> batch;
+    bool good = true;
+    for (Job& job : jobs) {
+        const Common::FileItem row = Waits(job) ? RowAt(job.entry) : Common::FileItem();
+        if (!Waits(job) || row.GetFileStatus() == 1) {
+            continue;
+        }
+        job.row.SetFileStatus(11);
+        job.row.SetStatus(0);
+        batch.push_back(job.row);
+        good = good && (batch.size() < kRowsInBatch || PutBatch(batch));
+    }
+    return good && PutBatch(batch);
+}
+
+RunEnd UploadRun::HowLong(std::int64_t now) const {
+    if (StopRequested()) {
+        return RunEnd::Stopped;
+    }
+    if (limits.deadline != 0 && now >= limits.deadline) {
+        return RunEnd::Timeout;
+    }
+    return migrating && migrationTries >= limits.attempts ? RunEnd::CloudMoves : RunEnd::AllSettled;
+}
+
+RunEnd UploadRun::Run(const std::function<bool()>& tick) {
     lastTick = lastLook = Platform::MonotonicMilliseconds();
-    while (open > 0 && !migrating) {
+    ReadRecords(L"11,12,13");
+    while (open > 0) {
         for (const EngineEvent& event : EngineRun::Wait(kTickMilliseconds)) {
             Handle(event);
         }
         const std::int64_t now = Platform::MonotonicMilliseconds();
         waitingMilliseconds += AnyRunning() ? 0 : now - lastTick;
         lastTick = now;
-        RetryDue(now);
-        if (now - lastLook >= kLookEvery) {
+        FollowMigration(now);
+        if (!migrating) {
+            RetryDue(now);
+        }
+        if (!migrating && now - lastLook >= kLookEvery) {
             LookAtRows(now);
         }
-        tick();
-        if (StopRequested()) {
-            return RunEnd::Stopped;
+        if (!tick()) {
+            return RunEnd::NoKeys;
         }
-        if (limits.deadline != 0 && now >= limits.deadline) {
-            return RunEnd::Timeout;
+        if (const RunEnd end = HowLong(now); end != RunEnd::AllSettled) {
+            return end;
         }
     }
     return RunEnd::AllSettled;
 }
 
-void UploadRun::SettleRest(const std::function<std::string(const Job&)>& proof, const std::string& pending) {
+// Without its rows the engine cannot take the file any more, also when it holds the task in memory already.
+std::string UploadRun::Cancel(const std::string& path) {
+    for (Job& job : jobs) {
+        if (job.entry.path != path) {
+            continue;
+        }
+        if (job.settled || job.sent) {
+            return "it is done already";
+        }
+        const Common::FileItem row = RowAt(job.entry);
+        if (row.GetFileStatus() == 12 && job.nextTry == 0) {
+            return "it is being sent at this moment and cannot be called back; stop the command to break it off";
+        }
+        if (!Database().DeleteTaskItem(row.GetFileId(), 2) || !Database().DeleteDriveDataItem(row.GetFileId())) {
+            return "it could not be taken out of the queue; is the disk full?";
+        }
+        session.records.ForgetSending(path);
+        Settle(job, Result::Cancelled, "");
+        return kCancelled;
+    }
+    return "no upload of that name is under way";
+}
+
+void UploadRun::SettleRest(const std::function<std::pair<Result, std::string>(const Job&)>& proof,
+                           const std::string& pending) {
     for (Job& job : jobs) {
         if (job.settled) {
             continue;
         }
-        const std::string doubt = job.sent ? proof(job) : "";
-        Settle(job,
-               !job.sent       ? Result::Pending
-               : doubt.empty() ? Result::Uploaded
-                               : Result::Failed,
-               job.sent ? doubt : pending);
+        const auto [result, message] = job.sent ? proof(job) : std::pair(Result::Pending, pending);
+        Settle(job, result, message);
     }
 }
 

@@ -102,6 +102,11 @@ void HostRecords::PutProved(const std::string& fileId, const ProvedFile& file) {
 
 void HostRecords::ForgetProved(const std::string& fileId) { body->Run("DELETE FROM proved WHERE fileId = ?", fileId); }
 
+bool HostRecords::AnyProved() {
+    return body->Guarded(
+        [](SQLite::Database& open) { return SQLite::Statement(open, "SELECT 1 FROM proved LIMIT 1").executeStep(); });
+}
+
 std::vector<Trouble> HostRecords::Troubles() {
     return body->Guarded([](SQLite::Database& open) {
         std::vector<Trouble> troubles;

@@ -59,6 +59,7 @@ public:
     std::optional<ProvedFile> Proved(const std::string& fileId);
     void PutProved(const std::string& fileId, const ProvedFile& file);
     void ForgetProved(const std::string& fileId);
+    bool AnyProved();
 
     std::vector<Trouble> Troubles();
     void PutTrouble(const Trouble& trouble);

@@ -43,6 +43,18 @@ Json::Value SummaryValue(const Tally& tally, const RunTimes& times, int exitCode
 
 }  // namespace
 
+int ReportError(bool json, int code, const std::string& why) {
+    std::fprintf(stderr, "zelkor-drive: %s\n", why.c_str());
+    if (json) {
+        Json::Value value;
+        value["event"] = "error";
+        value["message"] = JsonPath(why);
+        value["exitCode"] = code;
+        PutJson(value);
+    }
+    return code;
+}
+
 Reporter::Reporter(const ReportOptions& options)
     : options(options), terminal(!options.json && isatty(STDERR_FILENO) != 0) {}
 
@@ -79,8 +91,7 @@ void Reporter::Entry(const Outcome& outcome) {
         PutJson(value);
         return;
     }
-    const bool dull = WasFine(outcome.result) || outcome.result == Result::Pending;
-    if (!IsTrouble(outcome.result) && (options.quiet || (dull && !options.verbose))) {
+    if (!IsTrouble(outcome.result) && (options.quiet || (WasFine(outcome.result) && !options.verbose))) {
         return;
     }
     ClearLine();
@@ -88,18 +99,24 @@ void Reporter::Entry(const Outcome& outcome) {
                 outcome.message.empty() ? "" : ": ", Printable(outcome.message).c_str());
 }
 
-void Reporter::Progress(const ProgressFigures& figures) {
+ProgressFigures Reporter::Progress(ProgressFigures figures) {
     const std::int64_t now = Platform::MonotonicMilliseconds();
     rate.Add(now, figures.bytesDone);
+    const double left = rate.SecondsFor(figures.bytesAll - figures.bytesDone);
+    figures.bytesPerSecond = static_cast<std::int64_t>(rate.PerSecond());
+    figures.secondsLeft = static_cast<std::int64_t>(left);
     if (options.quiet || now - lastShown < (terminal ? kTerminalEvery : kPlainEvery)) {
-        return;
+        return figures;
     }
     const bool first = lastShown == 0;
     lastShown = now;
-    if (options.json || (!terminal && first)) {
-        return;
+    if (!options.json && (terminal || !first)) {
+        ShowLine(figures, left);
     }
-    const double left = rate.SecondsFor(figures.bytesAll - figures.bytesDone);
+    return figures;
+}
+
+void Reporter::ShowLine(const ProgressFigures& figures, double left) {
     const double share = figures.bytesAll > 0
                              ? 100.0 * static_cast<double>(figures.bytesDone) / static_cast<double>(figures.bytesAll)
                              : 0;
@@ -107,14 +124,16 @@ void Reporter::Progress(const ProgressFigures& figures) {
     std::fprintf(stderr, "%3.0f%%  %s of %s  %lld/%lld files  %s/s  %s left%s", share,
                  HumanBytes(figures.bytesDone).c_str(), HumanBytes(figures.bytesAll).c_str(),
                  static_cast<long long>(figures.filesDone), static_cast<long long>(figures.filesAll),
-                 HumanBytes(static_cast<std::int64_t>(rate.PerSecond())).c_str(),
-                 left < 0 ? "-:--" : HumanSeconds(left).c_str(), terminal ? "" : "\n");
+                 HumanBytes(figures.bytesPerSecond).c_str(), left < 0 ? "-:--" : HumanSeconds(left).c_str(),
+                 terminal ? "" : "\n");
     lineShown = terminal;
 }
 
 void Reporter::Summary(const Tally& tally, const RunTimes& times, int exitCode) {
     if (options.json) {
-        PutJson(SummaryValue(tally, times, exitCode));
+        Json::Value value = SummaryValue(tally, times, exitCode);
+        value["dryRun"] = options.dryRun;
+        PutJson(value);
         return;
     }
     ClearLine();
@@ -129,7 +148,8 @@ void Reporter::Summary(const Tally& tally, const RunTimes& times, int exitCode) 
                         bytes > 0 ? " (" : "", bytes > 0 ? HumanBytes(bytes).c_str() : "", bytes > 0 ? ")" : "");
         }
     }
-    std::printf("; %.1f s, of which %.1f s waiting\n", times.all, times.waiting);
+    std::printf("; %.1f s, of which %.1f s waiting%s\n", times.all, times.waiting,
+                options.dryRun ? "; a dry run, nothing was changed" : "");
     std::fflush(stdout);
 }
 

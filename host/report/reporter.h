@@ -14,6 +14,7 @@ struct ReportOptions {
     bool json = false;
     bool verbose = false;  ///< also what was fine already
     bool quiet = false;    ///< troubles and the summary only
+    bool dryRun = false;   ///< for the summary: nothing was done
 };
 
 struct ProgressFigures {
@@ -21,6 +22,8 @@ struct ProgressFigures {
     std::int64_t bytesAll = 0;
     std::int64_t filesDone = 0;
     std::int64_t filesAll = 0;
+    std::int64_t bytesPerSecond = 0;  ///< smoothed; 0 while nothing is known
+    std::int64_t secondsLeft = -1;    ///< -1 while that cannot be told
 };
 
 struct RunTimes {
@@ -36,13 +39,16 @@ public:
     void Stage(const std::string& text);
     void Entry(const Outcome& outcome);
     void Note(const std::string& text);
-    void Progress(const ProgressFigures& figures);
+    /// Shows the figures several times a second on a terminal, else every ten seconds; comes back with rate and time
+    /// left filled in.
+    ProgressFigures Progress(ProgressFigures figures);
     void Summary(const Tally& tally, const RunTimes& times, int exitCode);
 
     bool Json() const { return options.json; }
 
 private:
     void ClearLine();
+    void ShowLine(const ProgressFigures& figures, double secondsLeft);
 
     const ReportOptions options;
     const bool terminal;
@@ -50,6 +56,10 @@ private:
     std::int64_t lastShown = 0;
     Rate rate;
 };
+
+/// What keeps a command from its work: a line on the error stream and, for JSON, an object of event "error" on the
+/// output. Returns the code.
+int ReportError(bool json, int code, const std::string& why);
 
 /// A path as it may be shown on a terminal: control characters and undecodable bytes as \xNN.
 std::string Printable(const std::string& path);
