@@ -28,17 +28,20 @@ std::string MetadataOf(const Common::FileItem& file) {
     return metadata;
 }
 
+// SUP-MULTI-01
 TEST(UploadMetadata, IsOneLineInSortedOrderWithTheParentAsAnArrayOfOne) {
     EXPECT_EQ(MetadataOf(SomeFile()),
               "{\"fileName\":\"a \\\"b\\\".txt\",\"mimeType\":\"text/plain\",\"parentFolder\":[\"parent\"],"
               "\"sha256\":\"abc\"}\n");
 }
 
+// SUP-MULTI-02
 TEST(UploadMetadata, KeepsEmptyValues) {
     EXPECT_EQ(MetadataOf(Common::FileItem()),
               "{\"fileName\":\"\",\"mimeType\":\"\",\"parentFolder\":[\"\"],\"sha256\":\"\"}\n");
 }
 
+// SUP-MULTI-03
 TEST(UploadMetadata, NamesBeyondAsciiComeBackTheSame) {
     Common::FileItem file = SomeFile();
     file.SetLocalFileName(L"\u00e4\U0001F600.txt");
@@ -47,6 +50,7 @@ TEST(UploadMetadata, NamesBeyondAsciiComeBackTheSame) {
     EXPECT_EQ(TypeConvert::StringToWString(value["fileName"].asString()), L"\u00e4\U0001F600.txt");
 }
 
+// SUP-MULTI-04
 TEST(MultipartBody, IsByteForByteWhatTheProxyReads) {
     EXPECT_EQ(BuildMultipartBody("\r\n ", "B", "{\"a\":1}\n", std::string("x\0y", 3)),
               std::string("--B\r\n Content-Type: application/json; charset=UTF-8\r\n {\"a\":1}\n\r\n --B\r\n "
@@ -54,6 +58,7 @@ TEST(MultipartBody, IsByteForByteWhatTheProxyReads) {
                           138));
 }
 
+// SUP-RES-01
 TEST(ResumeOpening, SpellsTheFirstHeaderWithTwentyCharacters) {
     EXPECT_EQ(ResumeOpeningHeaders(SomeFile()), (WMap{{L"X-Upload-Content-Typ", L"text/plain"},
                                                       {L"X-Upload-Content-Length", L"12582912"},
@@ -61,6 +66,7 @@ TEST(ResumeOpening, SpellsTheFirstHeaderWithTwentyCharacters) {
                                                       {L"Cache-Control", L"no-cache"}}));
 }
 
+// SUP-RES-13
 TEST(SliceRange, EndsAtTheSliceLengthLessOneWhateverThePosition) {
     const WMap headers = SliceHeaders(SomeFile(), 5242880, 5242880);
     EXPECT_EQ(headers, (WMap{{L"Content-Range", L"bytes 5242880-5242879/12582912"},
@@ -69,10 +75,12 @@ TEST(SliceRange, EndsAtTheSliceLengthLessOneWhateverThePosition) {
     EXPECT_EQ(SliceHeaders(SomeFile(), 0, 12582912).at(L"Content-Range"), L"bytes 0-12582911/12582912");
 }
 
+// SUP-RES-14
 TEST(SliceRange, WrapsForAnEmptySlice) {
     EXPECT_EQ(SliceHeaders(SomeFile(), 0, 0).at(L"Content-Range"), L"bytes 0-18446744073709551615/12582912");
 }
 
+// SUP-RES-07
 TEST(SliceSize, TextThatIsNoNumberGivesZero) {
     EXPECT_EQ(ReadSliceSize(L"5242880"), 5242880);
     EXPECT_EQ(ReadSliceSize(L""), 0);
@@ -81,6 +89,7 @@ TEST(SliceSize, TextThatIsNoNumberGivesZero) {
     EXPECT_EQ(ReadSliceSize(L"-4"), -4);
 }
 
+// SUP-RES-11
 TEST(SliceLength, OfAResumedUploadIsThePositionsLow32Bits) {
     EXPECT_EQ(ResumedSliceLength(5242880), 5242880);
     EXPECT_EQ(ResumedSliceLength(0), 0);
@@ -88,16 +97,19 @@ TEST(SliceLength, OfAResumedUploadIsThePositionsLow32Bits) {
     EXPECT_EQ(ResumedSliceLength(3221225472), -1073741824);
 }
 
+// SUP-RES-15
 TEST(SliceLength, IsCutBackAtTheEndOfTheFile) {
     EXPECT_EQ(NextSliceLength(5, 0, 12), 5u);
     EXPECT_EQ(NextSliceLength(5, 10, 12), 2u);
     EXPECT_EQ(NextSliceLength(0, 10, 12), 0u);
 }
 
+// SUP-RES-15
 TEST(SliceLength, ANegativeOneTakesAllThatIsLeft) {
     EXPECT_EQ(NextSliceLength(-1073741824, 3221225472, 3221225482), 10u);
 }
 
+// SUP-RES-21
 TEST(PositionRecord, HoldsSixKeysAndNoVersion) {
     Common::UploadStartInfo info;
     info.SetUploadType(L"server");
@@ -120,6 +132,7 @@ TEST(PositionRecord, HoldsSixKeysAndNoVersion) {
     EXPECT_EQ(value["resumeUrl"].asString(), "https://r");
 }
 
+// SUP-RES-21
 TEST(PositionRecord, ReadBackAsAPlanHasNoVersionSoThatTheNextAnswerIsNew) {
     Common::UploadStartInfo info;
     info.SetUploadType(L"server");

@@ -80,6 +80,7 @@ protected:
     std::vector<Request> requests;
 };
 
+// SUP-MULTI-04, SUP-MULTI-05, SUP-MULTI-06
 TEST_F(ServerMode, ASmallFileGoesInOneMultipartRequest) {
     Give(L"Local-1", L"a.txt", std::string("con\0tent\r\n", 10));
     Run(L"Local-1");
@@ -99,6 +100,7 @@ TEST_F(ServerMode, ASmallFileGoesInOneMultipartRequest) {
     EXPECT_EQ(Outcome(), "success");
 }
 
+// SUP-DISP-03, SUP-MULTI-06, SUP-MULTI-08
 TEST_F(ServerMode, AMultipartUploadWritesItsLinesInOrder) {
     Give(L"Local-1", L"a.txt", "content");
     Run(L"Local-1");
@@ -113,6 +115,7 @@ TEST_F(ServerMode, AMultipartUploadWritesItsLinesInOrder) {
               "stat 15002|ServerUpload::uploadFileWithServerType |FileproxyMultipartUpload Begin. fileid=Local-1");
 }
 
+// SUP-MULTI-07
 TEST_F(ServerMode, AKnownFileIsUpdated) {
     Give(L"file-1", L"a.txt", "content");
     Run(L"file-1");
@@ -120,6 +123,7 @@ TEST_F(ServerMode, AKnownFileIsUpdated) {
     EXPECT_TRUE(Journal::Has(Kind::Trace, "FileproxyMultipartUpload Update begin. fileid=file-1"));
 }
 
+// SUP-DISP-04, SUP-MULTI-10
 TEST_F(ServerMode, TheAnswerGoesIntoTheRowWithoutAHashCheckOrARefresh) {
     Give(L"Local-1", L"a.txt", "content");
     Answer(false, {{L"statuscode", L"200"}, {L"id", L"cloud-9"}, {L"category", L"doc"}});
@@ -131,6 +135,7 @@ TEST_F(ServerMode, TheAnswerGoesIntoTheRowWithoutAHashCheckOrARefresh) {
     EXPECT_EQ(cloud.filesCreateComplete.Calls(), 0);
 }
 
+// SUP-DISP-05, SUP-MULTI-09, SUP-MULTI-10
 TEST_F(ServerMode, OnlyAnAnswerOfExactly200IsASuccess) {
     for (const wchar_t* status : {L"201", L"2000", L"", L"500"}) {
         Give(L"Local-1", L"a.txt", "content");
@@ -142,6 +147,7 @@ TEST_F(ServerMode, OnlyAnAnswerOfExactly200IsASuccess) {
     }
 }
 
+// SUP-MULTI-11
 TEST_F(ServerMode, AnAnswerWithoutAStatusIsAFailure) {
     Give(L"Local-1", L"a.txt", "content");
     Answer(true, {});
@@ -149,6 +155,7 @@ TEST_F(ServerMode, AnAnswerWithoutAStatusIsAFailure) {
     EXPECT_EQ(Outcome(), "fail");
 }
 
+// SUP-MULTI-12
 TEST_F(ServerMode, AFileThatCannotBeOpenedIsReportedByTheMultipartUpload) {
     Give(L"Local-1", L"a.txt", "content");
     cloud.objectsUploadStart.Before([&](Common::FileItem&, const std::wstring&, const std::wstring&, std::wstring&) {
@@ -163,6 +170,7 @@ TEST_F(ServerMode, AFileThatCannotBeOpenedIsReportedByTheMultipartUpload) {
     EXPECT_EQ(Outcome(), "fail");
 }
 
+// SUP-MULTI-13
 TEST_F(ServerMode, AnExceptionOfTheRequestIsReportedByTheMultipartUpload) {
     Give(L"Local-1", L"a.txt", "content");
     cloud.fileproxyUpload.NextThrows("cut off");
@@ -174,6 +182,7 @@ TEST_F(ServerMode, AnExceptionOfTheRequestIsReportedByTheMultipartUpload) {
         << Journal::Dump();
 }
 
+// SUP-MULTI-14
 TEST_F(ServerMode, ACancelledTaskIsThrownOnAndFailsTheAttempt) {
     Give(L"Local-1", L"a.txt", "content");
     cloud.fileproxyUpload.Next([](const std::wstring&, const std::wstring&, HttpInterface::InterfaceName,
@@ -185,6 +194,7 @@ TEST_F(ServerMode, ACancelledTaskIsThrownOnAndFailsTheAttempt) {
     EXPECT_EQ(world.Row(L"Local-1").GetFileStatus(), 13);
 }
 
+// SUP-DISP-01
 TEST_F(ServerMode, OneByteBelowTenMebibytesStillGoesMultipart) {
     Give(L"Local-1", L"a.bin", Content(kTenMebibytes - 1));
     Run(L"Local-1");
@@ -208,6 +218,7 @@ protected:
     std::string content;
 };
 
+// SUP-DISP-02, SUP-RES-01, SUP-RES-02, SUP-RES-12, SUP-RES-13
 TEST_F(ResumableUpload, TenMebibytesAskForAUrlAndGoSliceBySlice) {
     GiveLarge();
     AnswerOpening(L"4194304");
@@ -243,6 +254,7 @@ TEST_F(ResumableUpload, TenMebibytesAskForAUrlAndGoSliceBySlice) {
     EXPECT_EQ(world.Row(L"cloud-9").GetFileStatus(), 1);
 }
 
+// SUP-DISP-03, SUP-RES-17, SUP-RES-18
 TEST_F(ResumableUpload, WritesItsLinesInOrderAndPausesBetweenSlices) {
     GiveLarge();
     AnswerOpening(L"8388608");
@@ -263,6 +275,7 @@ TEST_F(ResumableUpload, WritesItsLinesInOrderAndPausesBetweenSlices) {
               "stat 15002|ServerUpload::uploadFileWithServerType |FileproxyResumeUpload Begin. fileid=Local-1");
 }
 
+// SUP-RES-16
 TEST_F(ResumableUpload, AFileOfExactlyOneSliceIsOneRequestOverTheWholeRange) {
     GiveLarge();
     AnswerOpening(L"10485760");
@@ -272,6 +285,7 @@ TEST_F(ResumableUpload, AFileOfExactlyOneSliceIsOneRequestOverTheWholeRange) {
     EXPECT_EQ(requests[1].headers[L"Content-Range"], L"bytes 0-10485759/10485760");
 }
 
+// SUP-RES-03
 TEST_F(ResumableUpload, AKnownFileAsksForAnUpdate) {
     GiveLarge(L"file-1");
     AnswerOpening(L"10485760");
@@ -281,6 +295,7 @@ TEST_F(ResumableUpload, AKnownFileAsksForAnUpdate) {
     EXPECT_TRUE(Journal::Has(Kind::Trace, "FileproxyResumeUpload Update begin. fileid=file-1"));
 }
 
+// SUP-RES-22
 TEST_F(ResumableUpload, ThePositionIsKeptAfterTheLastSliceToo) {
     GiveLarge();
     AnswerOpening(L"10485760");
@@ -298,6 +313,7 @@ TEST_F(ResumableUpload, ThePositionIsKeptAfterTheLastSliceToo) {
     EXPECT_NE(record.find("\"uploadType\":\"server\""), std::string::npos) << record;
 }
 
+// SUP-RES-04
 TEST_F(ResumableUpload, ARefusedOpeningWithoutAUrlFailsAtOnce) {
     GiveLarge();
     Answer(false, {{L"statuscode", L"403"}});
@@ -308,6 +324,7 @@ TEST_F(ResumableUpload, ARefusedOpeningWithoutAUrlFailsAtOnce) {
     EXPECT_EQ(Journal::CountBeginning(Kind::Trace, "FileproxyResumeUpload End"), 0);
 }
 
+// SUP-RES-05
 TEST_F(ResumableUpload, ARefusedOpeningWithAUrlGoesOn) {
     GiveLarge();
     Answer(false, {{L"resumeUrl", L"http://proxy/r"}, {L"sliceSize", L"10485760"}});
@@ -316,6 +333,7 @@ TEST_F(ResumableUpload, ARefusedOpeningWithAUrlGoesOn) {
     EXPECT_EQ(Outcome(), "success");
 }
 
+// SUP-RES-06
 TEST_F(ResumableUpload, AnAcceptedOpeningWithoutAUrlGoesOnToTheEmptyOne) {
     GiveLarge();
     Answer(true, {{L"statuscode", L"200"}, {L"sliceSize", L"10485760"}});
@@ -326,6 +344,7 @@ TEST_F(ResumableUpload, AnAcceptedOpeningWithoutAUrlGoesOnToTheEmptyOne) {
     EXPECT_EQ(Outcome(), "fail");
 }
 
+// SUP-RES-08
 TEST_F(ResumableUpload, ASliceSizeThatIsNoNumberSendsEmptySlicesUntilOneFails) {
     GiveLarge();
     AnswerOpening(L"large");
@@ -338,6 +357,7 @@ TEST_F(ResumableUpload, ASliceSizeThatIsNoNumberSendsEmptySlicesUntilOneFails) {
     EXPECT_EQ(requests[2].headers[L"Content-Range"], L"bytes 0-18446744073709551615/10485760");
 }
 
+// SUP-RES-09
 TEST_F(ResumableUpload, AKnownUrlGoesOnWithSlicesAsLongAsThePosition) {
     GiveLarge();
     PlanWithUrl("3000000");
@@ -355,6 +375,7 @@ TEST_F(ResumableUpload, AKnownUrlGoesOnWithSlicesAsLongAsThePosition) {
     EXPECT_EQ(Outcome(), "success");
 }
 
+// SUP-RES-10
 TEST_F(ResumableUpload, AKnownUrlAtPositionZeroSendsEmptySlices) {
     GiveLarge();
     PlanWithUrl("0");
@@ -366,6 +387,7 @@ TEST_F(ResumableUpload, AKnownUrlAtPositionZeroSendsEmptySlices) {
     EXPECT_EQ(RecordOf(L"Local-1").GetPosition(), 0u);
 }
 
+// SUP-RES-19
 TEST_F(ResumableUpload, APositionAtTheEndSendsNothingFailsAndKeepsTheRecord) {
     GiveLarge();
     PlanWithUrl("10485760");
@@ -376,6 +398,7 @@ TEST_F(ResumableUpload, APositionAtTheEndSendsNothingFailsAndKeepsTheRecord) {
     EXPECT_EQ(RecordOf(L"Local-1").GetResumeUrl(), L"http://proxy/old");
 }
 
+// SUP-RES-25
 TEST_F(ResumableUpload, AUrlThatIsGoneEmptiesTheRecord) {
     GiveLarge();
     AnswerOpening(L"4194304");
@@ -390,6 +413,7 @@ TEST_F(ResumableUpload, AUrlThatIsGoneEmptiesTheRecord) {
     EXPECT_EQ(Journal::CountBeginning(Kind::Trace, "FileproxyResumeUpload SaveResumUploadPostion"), 0);
 }
 
+// SUP-DISP-05, SUP-RES-23
 TEST_F(ResumableUpload, AFailedSliceIsNotRetriedAndItsPositionIsKept) {
     GiveLarge();
     AnswerOpening(L"4194304");
@@ -405,6 +429,7 @@ TEST_F(ResumableUpload, AFailedSliceIsNotRetriedAndItsPositionIsKept) {
     EXPECT_EQ(world.Task(L"Local-1", 2).GetPriority(), 4);
 }
 
+// SUP-RES-24
 TEST_F(ResumableUpload, AFailedSliceWhoseAnswerIs200CountsAsSent) {
     GiveLarge();
     AnswerOpening(L"10485760");
@@ -413,6 +438,7 @@ TEST_F(ResumableUpload, AFailedSliceWhoseAnswerIs200CountsAsSent) {
     EXPECT_EQ(Outcome(), "success");
 }
 
+// SUP-RES-30
 TEST_F(ResumableUpload, AnExceptionOfASliceIsReportedAndThePositionKept) {
     GiveLarge();
     AnswerOpening(L"4194304");
@@ -429,6 +455,7 @@ TEST_F(ResumableUpload, AnExceptionOfASliceIsReportedAndThePositionKept) {
     EXPECT_EQ(RecordOf(L"Local-1").GetPosition(), 4194304u);
 }
 
+// SUP-RES-31
 TEST_F(ResumableUpload, AFileThatCannotBeOpenedIsReportedAndThePositionKept) {
     GiveLarge();
     PlanWithUrl("3000000");
@@ -441,6 +468,7 @@ TEST_F(ResumableUpload, AFileThatCannotBeOpenedIsReportedAndThePositionKept) {
     EXPECT_EQ(RecordOf(L"Local-1").GetPosition(), 3000000u);
 }
 
+// SUP-RES-32
 TEST_F(ResumableUpload, AFileCutShortAmongItsSlicesEndsWithAnEmptySlice) {
     GiveLarge();
     AnswerOpening(L"4194304");
@@ -458,6 +486,7 @@ TEST_F(ResumableUpload, AFileCutShortAmongItsSlicesEndsWithAnEmptySlice) {
     EXPECT_EQ(Record(L"Local-1"), "") << "the library answers an empty slice with 404";
 }
 
+// SUP-RES-33
 TEST_F(ResumableUpload, ACancelledTaskIsThrownOnAndFailsTheAttempt) {
     GiveLarge();
     AnswerOpening(L"4194304");

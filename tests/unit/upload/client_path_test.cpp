@@ -64,6 +64,7 @@ protected:
     std::wstring sentName;
 };
 
+// UP-OBJ-01
 TEST_F(ClientUpload, WhatTheStoreHoldsDecryptsToTheFileObjectByObject) {
     const std::string bytes = Content(40);
     Give(L"Local-1", L"a.bin", bytes);
@@ -86,6 +87,7 @@ TEST_F(ClientUpload, WhatTheStoreHoldsDecryptsToTheFileObjectByObject) {
     EXPECT_EQ(back, bytes);
 }
 
+// UP-OBJ-02
 TEST_F(ClientUpload, TheCompletionNamesBucketSliceSizeAndObjectsInOrder) {
     Common::FileItem file = Give(L"Local-1", L"a.bin", Content(40));
     file.SetName(L"another name");
@@ -101,6 +103,7 @@ TEST_F(ClientUpload, TheCompletionNamesBucketSliceSizeAndObjectsInOrder) {
     EXPECT_EQ(sentName, L"a.bin");
 }
 
+// UP-OBJ-03
 TEST_F(ClientUpload, TheAddressIsAskedWithAllThatThePlanAndTheDigestsSay) {
     Give(L"Local-1", L"a.bin", Content(10));
     KelpAddressRequestModel asked;
@@ -118,6 +121,7 @@ TEST_F(ClientUpload, TheAddressIsAskedWithAllThatThePlanAndTheDigestsSay) {
     EXPECT_EQ(asked.md5.size(), 32u);
 }
 
+// UP-OBJ-04
 TEST_F(ClientUpload, ThePutIsExactlyWhatTheAddressGrants) {
     Give(L"Local-1", L"a.bin", Content(10));
     cloud.getUploadKelpAddress.Always(
@@ -133,6 +137,7 @@ TEST_F(ClientUpload, ThePutIsExactlyWhatTheAddressGrants) {
         << Journal::Dump();
 }
 
+// UP-FRAG-06
 TEST_F(ClientUpload, EachObjectRewritesTheRecordWithItsStatusAndThePosition) {
     Give(L"Local-1", L"a.bin", Content(40));
     std::vector<std::pair<std::uint64_t, std::string>> steps;
@@ -151,6 +156,7 @@ TEST_F(ClientUpload, EachObjectRewritesTheRecordWithItsStatusAndThePosition) {
               (std::vector<std::pair<std::uint64_t, std::string>>{{0, "000"}, {16, "100"}, {32, "110"}, {40, "111"}}));
 }
 
+// UP-OBJ-05
 TEST_F(ClientUpload, AResumeSkipsWhatIsStoredAndReadsOnAtTwiceTheSliceSize) {
     Give(L"Local-1", L"a.bin", Content(40));
     SetRecord(L"Local-1",
@@ -165,6 +171,7 @@ TEST_F(ClientUpload, AResumeSkipsWhatIsStoredAndReadsOnAtTwiceTheSliceSize) {
     EXPECT_EQ(SentObjectIds(), (std::vector<std::wstring>{L"p1", L"p2", L"p3"}));
 }
 
+// UP-OBJ-06
 TEST_F(ClientUpload, WithEveryObjectStoredNothingIsReadOrSentButTheFileIsCompleted) {
     Give(L"Local-1", L"a.bin", Content(20));
     SetRecord(L"Local-1",
@@ -179,6 +186,7 @@ TEST_F(ClientUpload, WithEveryObjectStoredNothingIsReadOrSentButTheFileIsComplet
     EXPECT_EQ(common.getFileHash.Calls(), 1);
 }
 
+// UP-OBJ-07
 TEST_F(ClientUpload, AFileThatCannotBeOpenedIsDeletedForRetry) {
     Give(L"Local-1", L"a.bin", "content");
     files.createFileW.AlwaysReturns(Platform::kInvalidHandle);
@@ -194,6 +202,7 @@ TEST_F(ClientUpload, AFileThatCannotBeOpenedIsDeletedForRetry) {
     EXPECT_EQ(world.Row(L"Local-1").GetFileStatus(), 13);
 }
 
+// UP-OBJ-08
 TEST_F(ClientUpload, AFileDeletedAmongItsObjectsStopsTheUploadAndLeavesTheHandleOpen) {
     Give(L"Local-1", L"a.bin", Content(40));
     cloud.uploadRequest.Before([&](const std::wstring&, WMap, const std::wstring&, const std::vector<unsigned char>&,
@@ -210,6 +219,7 @@ TEST_F(ClientUpload, AFileDeletedAmongItsObjectsStopsTheUploadAndLeavesTheHandle
     EXPECT_EQ(world.Row(L"Local-1").GetFileStatus(), 13);
 }
 
+// UP-OBJ-09
 TEST_F(ClientUpload, AMigrationSeenAmongTheObjectsStopsBeforeTheNextOne) {
     Give(L"Local-1", L"a.bin", Content(40));
     cloud.objectsUploadComplete.Before([](const Common::FileItem&, const Common::FragmentInfo&,
@@ -224,6 +234,7 @@ TEST_F(ClientUpload, AMigrationSeenAmongTheObjectsStopsBeforeTheNextOne) {
     EXPECT_EQ(RecordOf(L"Local-1").GetPosition(), 16u);
 }
 
+// UP-OBJ-10
 TEST_F(ClientUpload, AFailedEncryptionIsRecordedAsNotStoredWithAnEmptyBucket) {
     Give(L"Local-1", L"a.bin", Content(40));
     common.aES_128_CBC_Encrypt_FileHandle.AlwaysReturns(Common::Bytes());
@@ -238,6 +249,7 @@ TEST_F(ClientUpload, AFailedEncryptionIsRecordedAsNotStoredWithAnEmptyBucket) {
     EXPECT_EQ(RecordOf(L"Local-1").GetPosition(), 0u);
 }
 
+// UP-OBJ-11, UP-OBJ-12
 TEST_F(ClientUpload, AFileGrownSinceThePlanFailsOnTheLengthAndDropsTheRecord) {
     Give(L"Local-1", L"a.bin", Content(10));
     cloud.objectsUploadStart.Always([&](Common::FileItem&, const std::wstring&, const std::wstring&, std::wstring&) {
@@ -256,6 +268,7 @@ TEST_F(ClientUpload, AFileGrownSinceThePlanFailsOnTheLengthAndDropsTheRecord) {
     EXPECT_EQ(Journal::Count(Kind::Cloud, "ObjectsUploadStart(Local-1, " + Sha256(Content(10)) + ", )"), 2);
 }
 
+// UP-OBJ-13
 TEST_F(ClientUpload, ARefusedAddressKeepsTheRecordAsItWas) {
     Give(L"Local-1", L"a.bin", Content(40));
     FailAddress(L"21000401", L"403", L"no");
@@ -269,6 +282,7 @@ TEST_F(ClientUpload, ARefusedAddressKeepsTheRecordAsItWas) {
     EXPECT_EQ(RecordOf(L"Local-1").GetRecordCursor(), L"cursor-Local-1");
 }
 
+// UP-OBJ-14
 TEST_F(ClientUpload, ALostPlanClearsTheRecordWhateverTheStatusIs) {
     Give(L"Local-1", L"a.bin", Content(40));
     FailAddress(L"21000400", L"404", L"");
@@ -282,6 +296,7 @@ TEST_F(ClientUpload, ALostPlanClearsTheRecordWhateverTheStatusIs) {
     EXPECT_EQ(Record(L"Local-1"), "");
 }
 
+// UP-OBJ-15
 TEST_F(ClientUpload, AStatusOf500ClearsTheRecordWhateverTheCodeIs) {
     Give(L"Local-1", L"a.bin", Content(40));
     FailAddress(L"", L"500", L"");
@@ -289,6 +304,7 @@ TEST_F(ClientUpload, AStatusOf500ClearsTheRecordWhateverTheCodeIs) {
     EXPECT_EQ(Record(L"Local-1"), "");
 }
 
+// UP-OBJ-16
 TEST_F(ClientUpload, AStatusThatOnlyBeginsWith500KeepsTheRecord) {
     Give(L"Local-1", L"a.bin", Content(40));
     FailAddress(L"210004000", L"5000", L"");
@@ -296,6 +312,7 @@ TEST_F(ClientUpload, AStatusThatOnlyBeginsWith500KeepsTheRecord) {
     EXPECT_NE(Record(L"Local-1"), "");
 }
 
+// UP-OBJ-17
 TEST_F(ClientUpload, AnExceptionOfTheAddressCallIsNoAddressAndReleasesTheLock) {
     Give(L"Local-1", L"a.bin", Content(40));
     cloud.getUploadKelpAddress.NextThrows("gone");
@@ -307,6 +324,7 @@ TEST_F(ClientUpload, AnExceptionOfTheAddressCallIsNoAddressAndReleasesTheLock) {
     EXPECT_EQ(world.Row(L"cloud-1").GetFileStatus(), 1);
 }
 
+// UP-OBJ-18
 TEST_F(ClientUpload, AFailedPutIsTriedAgainWithTheBucketThatTheEngineRemembers) {
     Give(L"Local-1", L"a.bin", Content(20));
     cloud.getUploadKelpAddress.Always(
@@ -329,6 +347,7 @@ TEST_F(ClientUpload, AFailedPutIsTriedAgainWithTheBucketThatTheEngineRemembers) 
     EXPECT_EQ(asked, (std::vector<std::wstring>{L"named-by-the-cloud", L"named-by-the-cloud"}));
 }
 
+// UP-OBJ-19
 TEST_F(ClientUpload, AnUnconfirmedObjectKeepsItsBucketButNotItsStatus) {
     Give(L"Local-1", L"a.bin", Content(20));
     cloud.objectsUploadComplete.AlwaysReturns(false);
@@ -341,6 +360,7 @@ TEST_F(ClientUpload, AnUnconfirmedObjectKeepsItsBucketButNotItsStatus) {
         Journal::Has(Kind::Trace, "UpLoadTaskManger.UploadThreadFunc:file upload task end failure fileid=Local-1"));
 }
 
+// UP-OBJ-20
 TEST_F(ClientUpload, AnExceptionOfTheStoreIsLoggedWithoutAStatisticAndRecorded) {
     Give(L"Local-1", L"a.bin", Content(20));
     cloud.uploadRequest.NextThrows("cut off");
@@ -350,6 +370,7 @@ TEST_F(ClientUpload, AnExceptionOfTheStoreIsLoggedWithoutAStatisticAndRecorded) 
     EXPECT_TRUE(InOrder(Lines(), {"file CloseHandle(open)"}));
 }
 
+// UP-OBJ-21
 TEST_F(ClientUpload, NothingOfAFailedAttemptStaysOpen) {
     Give(L"Local-1", L"a.bin", Content(20));
     cloud.uploadRequest.NextReturns(false);
@@ -360,6 +381,7 @@ TEST_F(ClientUpload, NothingOfAFailedAttemptStaysOpen) {
     EXPECT_EQ(world.Row(L"cloud-1").GetFileStatus(), 1);
 }
 
+// UP-FRAG-07
 TEST_F(ClientUpload, ARecordThatCannotBeWrittenGoesUnnoticed) {
     Give(L"Local-1", L"a.bin", Content(20));
     database.updateTaskItem.Always(
@@ -368,6 +390,7 @@ TEST_F(ClientUpload, ARecordThatCannotBeWrittenGoesUnnoticed) {
     EXPECT_EQ(world.Row(L"cloud-1").GetFileStatus(), 1);
 }
 
+// UP-OBJ-22
 TEST_F(ClientUpload, TheWorkersAskForAddressesOneAtATime) {
     Give(L"Local-1", L"a.bin", Content(10));
     Give(L"Local-2", L"b.bin", Content(10));

@@ -40,6 +40,7 @@ protected:
     }
 };
 
+// UP-DONE-01
 TEST_F(UploadFinish, ALocalIdIsCreatedWithBothWrappedKeysTypeOneFirst) {
     Give(L"Local-1", L"a.bin", "content");
     common.getFileHmac.AlwaysReturns(std::string(32, 'a') + std::string(32, 'b'));
@@ -64,6 +65,7 @@ TEST_F(UploadFinish, ALocalIdIsCreatedWithBothWrappedKeysTypeOneFirst) {
     EXPECT_EQ(keys[1].encryptAlgorithm, L"AES_256");
 }
 
+// UP-DONE-02
 TEST_F(UploadFinish, AnyOtherIdIsUpdated) {
     Give(L"file-1", L"a.bin", "content");
     EXPECT_FALSE(ModelOf(L"file-1").GetIsCreateNew());
@@ -72,6 +74,7 @@ TEST_F(UploadFinish, AnyOtherIdIsUpdated) {
     EXPECT_EQ(world.Row(L"file-1").GetFileStatus(), 1);
 }
 
+// UP-DONE-03
 TEST_F(UploadFinish, TheModelCarriesTheDigestsOfThisAttempt) {
     Give(L"Local-1", L"a.bin", "content");
     const Common::CreateUpdateRequestModel model = ModelOf(L"Local-1");
@@ -80,6 +83,7 @@ TEST_F(UploadFinish, TheModelCarriesTheDigestsOfThisAttempt) {
     EXPECT_EQ(model.GetSize(), 7);
 }
 
+// UP-DONE-04
 TEST_F(UploadFinish, WithoutTheSecondKeyNoCallIsMadeAndTheLineShowsTheFirst) {
     Give(L"Local-1", L"a.bin", "content");
     std::memset(g_SyncUserKey_sfek, 0, kKeyBufferBytes);
@@ -95,6 +99,7 @@ TEST_F(UploadFinish, WithoutTheSecondKeyNoCallIsMadeAndTheLineShowsTheFirst) {
     EXPECT_EQ(Outcome(), "failure fileid=Local-1");
 }
 
+// UP-DONE-05
 TEST_F(UploadFinish, AnExceptionOfTheFinishingCallIsAFailure) {
     Give(L"Local-1", L"a.bin", "content");
     cloud.filesCreateComplete.AlwaysThrows("cut off");
@@ -106,6 +111,7 @@ TEST_F(UploadFinish, AnExceptionOfTheFinishingCallIsAFailure) {
     EXPECT_EQ(Outcome(), "failure fileid=Local-1");
 }
 
+// UP-DONE-06, UP-DONE-07
 TEST_F(UploadFinish, AFailedCompletionIsToldWithTheCloudsWords) {
     Give(L"Local-1", L"a.bin", "content");
     FailCompletion(L"", L"not today");
@@ -120,6 +126,7 @@ TEST_F(UploadFinish, AFailedCompletionIsToldWithTheCloudsWords) {
     EXPECT_TRUE(world.HasTask(L"Local-1", 2));
 }
 
+// UP-DONE-08
 TEST_F(UploadFinish, MissingObjectsDeleteTheTaskForRetry) {
     Give(L"Local-1", L"a.bin", "content");
     FailCompletion(L"21004932", L"");
@@ -129,6 +136,7 @@ TEST_F(UploadFinish, MissingObjectsDeleteTheTaskForRetry) {
     EXPECT_EQ(world.Row(L"Local-1").GetStatus(), 0);
 }
 
+// UP-DONE-09
 TEST_F(UploadFinish, AnUnknownParentKeepsTheTask) {
     Give(L"Local-1", L"a.bin", "content");
     FailCompletion(L"21000401", L"");
@@ -137,6 +145,7 @@ TEST_F(UploadFinish, AnUnknownParentKeepsTheTask) {
     EXPECT_TRUE(world.HasTask(L"Local-1", 2));
 }
 
+// UP-DONE-10
 TEST_F(UploadFinish, AFileThatTheCloudAlreadyHasIsTakenAsItIs) {
     Give(L"Local-1", L"a.bin", "content");
     FailCompletion(L"21015002", L"exists");
@@ -151,6 +160,7 @@ TEST_F(UploadFinish, AFileThatTheCloudAlreadyHasIsTakenAsItIs) {
     EXPECT_EQ(cloud.getUserSpace.Calls(), 1) << "no refresh on this road";
 }
 
+// UP-DONE-11
 TEST_F(UploadFinish, AFileThatTheCloudSaysItHasButDoesNotShowKeepsItsTask) {
     Give(L"Local-1", L"a.bin", "content");
     FailCompletion(L"21015002", L"exists");
@@ -160,6 +170,7 @@ TEST_F(UploadFinish, AFileThatTheCloudSaysItHasButDoesNotShowKeepsItsTask) {
     EXPECT_TRUE(world.HasTask(L"Local-1", 2));
 }
 
+// UP-DONE-12
 TEST_F(UploadFinish, AnyOtherCodeDeletesTheTaskAndHoldsTheFileBack) {
     Give(L"Local-1", L"a.bin", "content");
     FailCompletion(L"12345", L"");
@@ -169,6 +180,7 @@ TEST_F(UploadFinish, AnyOtherCodeDeletesTheTaskAndHoldsTheFileBack) {
     EXPECT_FALSE(world.HasTask(L"Local-1", 2));
 }
 
+// UP-DONE-13
 TEST_F(UploadFinish, AnAnswerWithoutAVersionKeepsTheColumnAndCategoryBecomesKind) {
     Common::FileItem file = Give(L"file-1", L"a.bin", "content");
     file.SetContentVersion(L"41");
@@ -188,6 +200,7 @@ TEST_F(UploadFinish, AnAnswerWithoutAVersionKeepsTheColumnAndCategoryBecomesKind
         << Journal::Dump();
 }
 
+// UP-DONE-14
 TEST_F(UploadFinish, AnAnswerWithoutAnIdWritesAnEmptyOne) {
     Give(L"Local-1", L"Folder\\a.bin", "content");
     cloud.filesCreateComplete.AlwaysReturns(true);
@@ -199,6 +212,7 @@ TEST_F(UploadFinish, AnAnswerWithoutAnIdWritesAnEmptyOne) {
         Kind::Trace, "fileCreateUpdateComplete success. [LocalFileId:Local-1][CloudFileId:][parentId:root-id]"));
 }
 
+// UP-DONE-15
 TEST_F(UploadFinish, AChangedFileFailsWithTheNewHashAndAnEmptyRecord) {
     Give(L"Local-1", L"a.bin", "content");
     cloud.objectsUploadComplete.Before([&](const Common::FileItem&, const Common::FragmentInfo&,
@@ -222,6 +236,7 @@ TEST_F(UploadFinish, AChangedFileFailsWithTheNewHashAndAnEmptyRecord) {
     EXPECT_EQ(Narrow(world.Row(L"Local-1").GetHash()), sha);
 }
 
+// UP-DONE-16
 TEST_F(UploadFinish, AnEmptyMd5IsAMismatch) {
     Give(L"Local-1", L"a.bin", "content");
     common.getFileHash.Always([](const std::wstring&, std::wstring& sha256, std::wstring& md5) {
@@ -234,6 +249,7 @@ TEST_F(UploadFinish, AnEmptyMd5IsAMismatch) {
     EXPECT_EQ(Outcome(), "failure fileid=Local-1");
 }
 
+// UP-DONE-17
 TEST_F(UploadFinish, AFileThatCannotBeReadAgainIsNoMismatchAndGoesWithoutAnMd5) {
     Give(L"Local-1", L"a.bin", "content");
     common.getFileHash.AlwaysReturns(false);
@@ -242,6 +258,7 @@ TEST_F(UploadFinish, AFileThatCannotBeReadAgainIsNoMismatchAndGoesWithoutAnMd5) 
     EXPECT_EQ(Outcome(), "Success fileid=Local-1");
 }
 
+// UP-DONE-18
 TEST_F(UploadFinish, AFileThatTheCloudHasMovesNoContentAndNamesNoBucket) {
     Common::FileItem file = Give(L"Local-1", L"a.bin", "content");
     file.SetName(L"");
@@ -273,6 +290,7 @@ TEST_F(UploadFinish, AFileThatTheCloudHasMovesNoContentAndNamesNoBucket) {
     EXPECT_EQ(Journal::CountBeginning(Kind::File, "CreateFileW"), 0);
 }
 
+// UP-DONE-19
 TEST_F(UploadFinish, AnExistingFileWithoutObjectsIsCompletedWithAnEmptyListAndItsOwnName) {
     Common::FileItem file = Give(L"Local-1", L"a.bin", "content");
     file.SetName(L"cloud name");
@@ -285,6 +303,7 @@ TEST_F(UploadFinish, AnExistingFileWithoutObjectsIsCompletedWithAnEmptyListAndIt
     EXPECT_EQ(model.GetFileName(), L"cloud name");
 }
 
+// UP-DONE-20
 TEST_F(UploadFinish, ASmallSpaceAfterTheUploadIsToldToTheClient) {
     g_SpaceIsFullSize = 100;
     Give(L"Local-1", L"a.bin", "content");
@@ -294,6 +313,7 @@ TEST_F(UploadFinish, ASmallSpaceAfterTheUploadIsToldToTheClient) {
     EXPECT_EQ(Journal::Texts(Kind::Message).back(), "DiskStatus(2)");
 }
 
+// UP-DONE-21
 TEST_F(UploadFinish, ASpaceThatIsEnoughOrUnknownIsNotTold) {
     g_SpaceIsFullSize = 100;
     for (const std::int64_t space : {std::int64_t{100}, std::int64_t{0}, std::int64_t{-1}}) {
@@ -305,6 +325,7 @@ TEST_F(UploadFinish, ASpaceThatIsEnoughOrUnknownIsNotTold) {
     }
 }
 
+// UP-DONE-22
 TEST_F(UploadFinish, AFailureOfTheRefreshDoesNotTouchTheUpload) {
     Give(L"Local-1", L"a.bin", "content");
     cloud.getUserSpace.NextDefault();
@@ -315,6 +336,7 @@ TEST_F(UploadFinish, AFailureOfTheRefreshDoesNotTouchTheUpload) {
     EXPECT_EQ(Outcome(), "Success fileid=Local-1");
 }
 
+// UP-DONE-22
 TEST_F(UploadFinish, ARefreshThatCannotBeStartedDoesNotTouchTheUploadEither) {
     Give(L"Local-1", L"a.bin", "content");
     ScriptedPool::FailNextTasks(1);
@@ -324,6 +346,7 @@ TEST_F(UploadFinish, ARefreshThatCannotBeStartedDoesNotTouchTheUploadEither) {
     EXPECT_EQ(Outcome(), "Success fileid=Local-1");
 }
 
+// UP-DONE-23
 TEST_F(UploadFinish, TheWorkerDoesNotWaitForTheRefresh) {
     Give(L"Local-1", L"a.bin", "content");
     cloud.getUserSpace.NextDefault();

@@ -36,6 +36,7 @@ Json::Value Parsed(const UploadStartInfo& info) {
     return value;
 }
 
+// UP-FRAG-01
 TEST(FragmentRecord, ComesBackAsTheSamePlanWithoutTheResumeUrl) {
     UploadStartInfo back;
     ASSERT_TRUE(ReadStartRecord(TypeConvert::WStringToString(WriteFragmentRecord(PlanOfThree())), back));
@@ -56,6 +57,7 @@ TEST(FragmentRecord, ComesBackAsTheSamePlanWithoutTheResumeUrl) {
     EXPECT_FALSE(back.GetFragmentInfos()[2].status);
 }
 
+// UP-FRAG-02
 TEST(FragmentRecord, HoldsExactlyTheNineKeysAndFiveOfEachItem) {
     const Json::Value value = Parsed(PlanOfThree());
     EXPECT_EQ(value.getMemberNames(),
@@ -67,6 +69,7 @@ TEST(FragmentRecord, HoldsExactlyTheNineKeysAndFiveOfEachItem) {
     EXPECT_TRUE(value["items"][0]["status"].isBool());
 }
 
+// UP-FRAG-03
 TEST(FragmentRecord, WritesNumbersAsIntegersNeverInFloatingNotation) {
     UploadStartInfo info = PlanOfThree();
     info.SetVersion(9007199254740993);
@@ -77,11 +80,13 @@ TEST(FragmentRecord, WritesNumbersAsIntegersNeverInFloatingNotation) {
     EXPECT_NE(text.find(L"\"length\":4194320"), std::wstring::npos) << TypeConvert::WStringToString(text);
 }
 
+// UP-FRAG-04
 TEST(FragmentRecord, WritesAnEmptyListAsAnEmptyArray) {
     UploadStartInfo info;
     EXPECT_NE(WriteFragmentRecord(info).find(L"\"items\":[]"), std::wstring::npos);
 }
 
+// UP-FRAG-05
 TEST(FragmentRecord, WritesTheCountOfThePlanNotOfTheList) {
     UploadStartInfo info = PlanOfThree();
     info.SetItemcount(5);

@@ -23,6 +23,7 @@ protected:
 std::string TaskError(const std::string& text) { return "error UpLoadTaskManger|uploadTask|" + text; }
 std::string TaskStatistic(const std::string& text) { return "stat 15002|UpLoadTaskManger::uploadTask |" + text; }
 
+// UP-GATE-01
 TEST_F(UploadGate, AMigrationStopsBeforeAnyLookAtTheFile) {
     g_cloudServerIsMigrating = true;
     Give(L"Local-1", L"a.bin", "content");
@@ -30,6 +31,7 @@ TEST_F(UploadGate, AMigrationStopsBeforeAnyLookAtTheFile) {
     EXPECT_EQ(Lines({Kind::Common}), (Texts{"common RefreshFile(ROOT\\a.bin)"}));
 }
 
+// UP-GATE-02
 TEST_F(UploadGate, AFileWithoutARowFails) {
     Give(L"Local-1", L"a.bin", "content");
     world.Sql({"DELETE FROM T_cloudDriveData"});
@@ -37,6 +39,7 @@ TEST_F(UploadGate, AFileWithoutARowFails) {
     EXPECT_EQ(Priority(L"Local-1"), 4);
 }
 
+// UP-GATE-04
 TEST_F(UploadGate, APlaceholderHasNothingToUpload) {
     Give(L"Local-1", L"a.bin", "content");
     common.isPlaceholder.AlwaysReturns(true);
@@ -44,6 +47,7 @@ TEST_F(UploadGate, APlaceholderHasNothingToUpload) {
     EXPECT_EQ(common.isFileExists.Calls(), 0);
 }
 
+// UP-GATE-05
 TEST_F(UploadGate, APlaceholderWhoseRowHasMovedOnIsLeftAlone) {
     Give(L"Local-1", L"a.bin", "content");
     common.isPlaceholder.Always([&](const std::wstring&) {
@@ -54,6 +58,7 @@ TEST_F(UploadGate, APlaceholderWhoseRowHasMovedOnIsLeftAlone) {
     EXPECT_EQ(world.Row(L"Local-1").GetFileStatus(), 22);
 }
 
+// UP-GATE-06
 TEST_F(UploadGate, AFileThatIsGoneIsForgotten) {
     Give(L"Local-1", L"a.bin", "content");
     std::remove(world.NativeFile(L"a.bin").c_str());
@@ -62,6 +67,7 @@ TEST_F(UploadGate, AFileThatIsGoneIsForgotten) {
                      TaskStatistic("Terminate upload task:File is not exists. fileid=Local-1")}));
 }
 
+// UP-GATE-07
 TEST_F(UploadGate, ANameOfTheLongestLengthPassesAndOneCharacterMoreDoesNot) {
     g_FolderNameMaxLength = 5;
     g_isOffLine = true;
@@ -76,6 +82,7 @@ TEST_F(UploadGate, ANameOfTheLongestLengthPassesAndOneCharacterMoreDoesNot) {
     EXPECT_EQ(world.Row(L"Local-2").GetStatus(), 5);
 }
 
+// UP-GATE-08
 TEST_F(UploadGate, ANameIsMeasuredInWideCharacters) {
     g_FolderNameMaxLength = 3;
     g_isOffLine = true;
@@ -84,6 +91,7 @@ TEST_F(UploadGate, ANameIsMeasuredInWideCharacters) {
               TaskError("Terminate upload task:Network connection is broken. fileid=Local-1"));
 }
 
+// UP-GATE-09
 TEST_F(UploadGate, FiftyGibibytesPassAndOneByteMoreDoesNot) {
     g_isOffLine = true;
     Give(L"Local-1", L"a.bin", "content");
@@ -98,6 +106,7 @@ TEST_F(UploadGate, FiftyGibibytesPassAndOneByteMoreDoesNot) {
                      TaskStatistic("Terminate upload task:File size exceeds limit Or empty. fileid=Local-2")}));
 }
 
+// UP-GATE-10
 TEST_F(UploadGate, AnEmptyFileAndOneWithoutASizeAreRefused) {
     Give(L"Local-1", L"a.bin", "");
     Give(L"Local-2", L"b.bin", "content");
@@ -109,6 +118,7 @@ TEST_F(UploadGate, AnEmptyFileAndOneWithoutASizeAreRefused) {
               TaskError("Terminate upload task:File size exceeds limit Or empty. fileid=Local-2"));
 }
 
+// UP-GATE-03
 TEST_F(UploadGate, TheSizeIsThatOnDiskNotThatOfTheRow) {
     Common::FileItem file = Give(L"Local-1", L"a.bin", "content");
     file.SetSize(0);
@@ -119,6 +129,7 @@ TEST_F(UploadGate, TheSizeIsThatOnDiskNotThatOfTheRow) {
     EXPECT_EQ(world.Row(L"cloud-1").GetSize(), 7);
 }
 
+// UP-GATE-11
 TEST_F(UploadGate, AParentThatIsStillLocalFails) {
     Common::FileItem file = Give(L"Local-1", L"Folder\\a.bin", "content");
     file.SetLocalParentId(L"Local-folder");
@@ -130,6 +141,7 @@ TEST_F(UploadGate, AParentThatIsStillLocalFails) {
     EXPECT_EQ(Priority(L"Local-1"), 4);
 }
 
+// UP-GATE-12
 TEST_F(UploadGate, WithoutANetworkNothingIsRead) {
     g_isOffLine = true;
     Give(L"Local-1", L"a.bin", "content");
@@ -139,6 +151,7 @@ TEST_F(UploadGate, WithoutANetworkNothingIsRead) {
     EXPECT_EQ(common.getFileHmac.Calls(), 0);
 }
 
+// UP-GATE-13
 TEST_F(UploadGate, WithoutAKeyTextTheFileIsQueuedAgain) {
     Give(L"Local-1", L"a.bin", "content");
     common.getFileHmac.AlwaysReturns(std::string());
@@ -152,6 +165,7 @@ TEST_F(UploadGate, WithoutAKeyTextTheFileIsQueuedAgain) {
     EXPECT_FALSE(world.HasTask(L"Local-1", 2));
 }
 
+// UP-GATE-15
 TEST_F(UploadGate, SpaceThatCannotBeAskedFails) {
     Give(L"Local-1", L"a.bin", "content");
     cloud.space = -1;
@@ -162,6 +176,7 @@ TEST_F(UploadGate, SpaceThatCannotBeAskedFails) {
     EXPECT_EQ(Priority(L"Local-1"), 4);
 }
 
+// UP-GATE-16
 TEST_F(UploadGate, AFullSpaceNotifiesOnceInTheLifeOfTheProcess) {
     cloud.space = 3;
     Give(L"Local-1", L"a.bin", "content");
@@ -179,6 +194,7 @@ TEST_F(UploadGate, AFullSpaceNotifiesOnceInTheLifeOfTheProcess) {
     EXPECT_EQ(Priority(L"Local-1"), 7);
 }
 
+// UP-GATE-17
 TEST_F(UploadGate, ASpaceThatIsAsLargeAsTheFileButBelowTheThresholdIsFull) {
     g_SpaceIsFullSize = 100;
     cloud.space = 99;
@@ -187,6 +203,7 @@ TEST_F(UploadGate, ASpaceThatIsAsLargeAsTheFileButBelowTheThresholdIsFull) {
     EXPECT_EQ(Journal::Count(Kind::Callback, "task(1, 2)"), 1);
 }
 
+// UP-GATE-19
 TEST_F(UploadGate, ASpaceThatWillBeFullNotifiesOnceAndTheUploadGoesOn) {
     g_SpaceIsFullSize = 10;
     g_SpaceWillBeFullSize = 1000;
@@ -204,6 +221,7 @@ TEST_F(UploadGate, ASpaceThatWillBeFullNotifiesOnceAndTheUploadGoesOn) {
     EXPECT_EQ(world.Row(L"cloud-2").GetFileStatus(), 1);
 }
 
+// UP-GATE-20
 TEST_F(UploadGate, AWillBeFullMessageThatIsNotDueIsNotSentAndNotLogged) {
     g_SpaceIsFullSize = 10;
     g_SpaceWillBeFullSize = 1000;
@@ -215,6 +233,7 @@ TEST_F(UploadGate, AWillBeFullMessageThatIsNotDueIsNotSentAndNotLogged) {
     EXPECT_EQ(Journal::CountBeginning(Kind::Error, ""), 0);
 }
 
+// UP-GATE-21
 TEST_F(UploadGate, AFileHeldBackIsLetThroughOnceTheSpaceAllowsIt) {
     Common::FileItem file = Give(L"Local-1", L"a.bin", "content");
     file.SetStatus(5);
@@ -228,6 +247,7 @@ TEST_F(UploadGate, AFileHeldBackIsLetThroughOnceTheSpaceAllowsIt) {
         << Journal::Dump();
 }
 
+// UP-GATE-24
 TEST_F(UploadGate, AnExceptionAnywhereFailsTheAttempt) {
     Give(L"Local-1", L"a.bin", "content");
     common.getFileHmac.AlwaysThrows("broken");
@@ -255,6 +275,7 @@ protected:
     }
 };
 
+// UP-PARENT-01
 TEST_F(UploadParent, ARealParentIdTouchesNoRow) {
     Give(L"Local-1", L"Folder\\a.bin", "content");
     Run(L"Local-1");
@@ -262,6 +283,7 @@ TEST_F(UploadParent, ARealParentIdTouchesNoRow) {
     EXPECT_EQ(world.Row(L"cloud-1").GetFileStatus(), 1);
 }
 
+// UP-PARENT-02
 TEST_F(UploadParent, AFileInTheRootTakesTheRootIdInTheRowButNotInThisAttempt) {
     GiveWithLocalParent(L"a.bin");
     std::wstring sent;
@@ -272,6 +294,7 @@ TEST_F(UploadParent, AFileInTheRootTakesTheRootIdInTheRowButNotInThisAttempt) {
     EXPECT_EQ(sent, L"Local-folder");
 }
 
+// UP-PARENT-03
 TEST_F(UploadParent, AFolderInTheRootIsLookedUpByItsNameAndAnEmptyPath) {
     GiveFolder(L"folder-1", L"Folder");
     GiveWithLocalParent(L"Folder\\a.bin");
@@ -286,6 +309,7 @@ TEST_F(UploadParent, AFolderInTheRootIsLookedUpByItsNameAndAnEmptyPath) {
     EXPECT_EQ(sent, L"folder-1/folder-1");
 }
 
+// UP-PARENT-04
 TEST_F(UploadParent, ANestedFolderIsLookedUpBelowItsParentsPath) {
     GiveFolder(L"folder-2", L"Folder\\Inner");
     GiveWithLocalParent(L"Folder\\Inner\\a.bin");
@@ -295,6 +319,7 @@ TEST_F(UploadParent, ANestedFolderIsLookedUpBelowItsParentsPath) {
     EXPECT_EQ(world.Row(L"cloud-1").GetLocalParentId(), L"folder-2");
 }
 
+// UP-PARENT-06
 TEST_F(UploadParent, AFolderThatIsStillLocalOrWithoutARowChangesNothing) {
     GiveWithLocalParent(L"Folder\\a.bin");
     Run(L"Local-1");
@@ -305,6 +330,7 @@ TEST_F(UploadParent, AFolderThatIsStillLocalOrWithoutARowChangesNothing) {
     EXPECT_EQ(cloud.objectsUploadStart.Calls(), 0);
 }
 
+// UP-PARENT-07
 TEST_F(UploadParent, ARowThatCannotBeWrittenFailsTheCheck) {
     GiveFolder(L"folder-1", L"Folder");
     GiveWithLocalParent(L"Folder\\a.bin");

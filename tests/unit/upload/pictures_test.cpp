@@ -61,6 +61,7 @@ protected:
     std::size_t largeBytes = 40;
 };
 
+// UP-PIC-01, UP-PIC-11
 TEST_F(UploadPictures, AreMadeInOrderBeforeTheStart) {
     GivePicture();
     Run(L"Local-1");
@@ -78,6 +79,7 @@ TEST_F(UploadPictures, AreMadeInOrderBeforeTheStart) {
     EXPECT_EQ(world.Row(L"cloud-1").GetAttachmentSize(), (std::vector<int>{20, 40}));
 }
 
+// UP-PIC-12, UP-PIC-13
 TEST_F(UploadPictures, RideOnTheLastObjectSmallFirstEachAStreamOfItsOwn) {
     cloud.sliceSize = 64;
     GivePicture();
@@ -109,6 +111,7 @@ TEST_F(UploadPictures, RideOnTheLastObjectSmallFirstEachAStreamOfItsOwn) {
     EXPECT_EQ(Journal::CountBeginning(Kind::Trace, "UpLoadTaskManger.fileUpload:upload slicefile stratoffset= "), 2);
 }
 
+// UP-PIC-14
 TEST_F(UploadPictures, AreNotListedWhenTheirObjectWasStoredEarlier) {
     GivePicture(10);
     smallBytes = 5;
@@ -127,6 +130,7 @@ TEST_F(UploadPictures, AreNotListedWhenTheirObjectWasStoredEarlier) {
     EXPECT_EQ(Journal::Count(Kind::Trace, "UpLoadTaskManger.uploadTask:upload attachment"), 0);
 }
 
+// UP-PIC-02
 TEST_F(UploadPictures, AVideoHasThemToo) {
     Give(L"Local-1", L"clip.bin", Content(100));
     common.isImageFile.AlwaysReturns(false);
@@ -135,6 +139,7 @@ TEST_F(UploadPictures, AVideoHasThemToo) {
     EXPECT_EQ(common.createThumbnail.Calls(), 2);
 }
 
+// UP-PIC-02
 TEST_F(UploadPictures, OtherFilesHaveNone) {
     Give(L"Local-1", L"a.bin", Content(100));
     Run(L"Local-1");
@@ -142,6 +147,7 @@ TEST_F(UploadPictures, OtherFilesHaveNone) {
     EXPECT_EQ(Journal::CountBeginning(Kind::Callback, "service(2"), 0);
 }
 
+// UP-PIC-04
 TEST_F(UploadPictures, ThatExistAreReusedWithoutALookAtTheirAge) {
     GivePicture();
     WriteNative(Small(), Content(7));
@@ -151,6 +157,7 @@ TEST_F(UploadPictures, ThatExistAreReusedWithoutALookAtTheirAge) {
     EXPECT_EQ(world.Row(L"cloud-1").GetAttachmentSize(), (std::vector<int>{7, 9}));
 }
 
+// UP-PIC-05
 TEST_F(UploadPictures, ThatAreBiggerThanTheFileAreReplacedByTheFile) {
     GivePicture(30);
     Run(L"Local-1");
@@ -164,6 +171,7 @@ TEST_F(UploadPictures, ThatAreBiggerThanTheFileAreReplacedByTheFile) {
     EXPECT_EQ(ReadNative(Large()), Content(30));
 }
 
+// UP-PIC-06
 TEST_F(UploadPictures, OfExactlyTheFilesSizeAreKept) {
     GivePicture(40);
     Run(L"Local-1");
@@ -171,6 +179,7 @@ TEST_F(UploadPictures, OfExactlyTheFilesSizeAreKept) {
     EXPECT_EQ(world.Row(L"cloud-1").GetAttachmentSize(), (std::vector<int>{20, 40}));
 }
 
+// UP-PIC-08
 TEST_F(UploadPictures, OfOtherSizesThanPlannedEmptyTheRecord) {
     Common::FileItem file = GivePicture();
     file.SetAttachmentSize({20, 41});
@@ -184,6 +193,7 @@ TEST_F(UploadPictures, OfOtherSizesThanPlannedEmptyTheRecord) {
         << Tidy(Journal::Dump());
 }
 
+// UP-PIC-09
 TEST_F(UploadPictures, OfTheSizesPlannedKeepTheRecord) {
     Common::FileItem file = GivePicture();
     file.SetAttachmentSize({20, 40});
@@ -193,6 +203,7 @@ TEST_F(UploadPictures, OfTheSizesPlannedKeepTheRecord) {
     EXPECT_TRUE(Journal::Has(Kind::Cloud, "ObjectsUploadStart(Local-1, " + Sha256(Content(100)) + ", good)"));
 }
 
+// UP-PIC-10
 TEST_F(UploadPictures, AreNotComparedWithASingleSize) {
     Common::FileItem file = GivePicture();
     file.SetAttachmentSize({1});
@@ -202,6 +213,7 @@ TEST_F(UploadPictures, AreNotComparedWithASingleSize) {
     EXPECT_TRUE(Journal::Has(Kind::Cloud, "ObjectsUploadStart(Local-1, " + Sha256(Content(100)) + ", good)"));
 }
 
+// UP-PIC-16
 TEST_F(UploadPictures, OfNoBytesFailTheAttemptAndAreRemoved) {
     GivePicture();
     smallBytes = 0;
@@ -217,6 +229,7 @@ TEST_F(UploadPictures, OfNoBytesFailTheAttemptAndAreRemoved) {
     EXPECT_EQ(world.Row(L"cloud-1").GetFileStatus(), 1);
 }
 
+// UP-PIC-17, UP-PIC-22
 TEST_F(UploadPictures, WithoutASmallFolderFail) {
     GivePicture();
     common.createLocalDirectory.NextReturns(false);
@@ -224,6 +237,7 @@ TEST_F(UploadPictures, WithoutASmallFolderFail) {
     ExpectPictureFailure("upload file create thumbnail directory fail. fileid=Local-1");
 }
 
+// UP-PIC-18
 TEST_F(UploadPictures, WithoutALargeFolderFail) {
     GivePicture();
     common.createLocalDirectory.NextDefault();
@@ -233,6 +247,7 @@ TEST_F(UploadPictures, WithoutALargeFolderFail) {
     EXPECT_EQ(Journal::CountBeginning(Kind::Callback, "service(2"), 0);
 }
 
+// UP-PIC-19, UP-PIC-22
 TEST_F(UploadPictures, FailWhenTheSmallOneCannotBeMade) {
     GivePicture();
     common.createThumbnail.NextReturns(false);
@@ -240,6 +255,7 @@ TEST_F(UploadPictures, FailWhenTheSmallOneCannotBeMade) {
     ExpectPictureFailure("upload file create thumbnail file fail. fileid=Local-1");
 }
 
+// UP-PIC-20
 TEST_F(UploadPictures, FailWhenTheLargeOneCannotBeMadeAndTheSmallOneStays) {
     GivePicture();
     common.createThumbnail.Next([this](const Common::FileItem&, const ThumbnailOptions&, const std::wstring& target) {
@@ -252,6 +268,7 @@ TEST_F(UploadPictures, FailWhenTheLargeOneCannotBeMadeAndTheSmallOneStays) {
     EXPECT_EQ(ReadNative(Small()), Content(20));
 }
 
+// UP-PIC-21
 TEST_F(UploadPictures, CannotBeMadeWithoutTheHostsCallback) {
     GivePicture();
     TransferService::UpLoadTaskManger::getInstance().SetUploadServiceCallbackFun(nullptr);
@@ -259,6 +276,7 @@ TEST_F(UploadPictures, CannotBeMadeWithoutTheHostsCallback) {
     ExpectPictureFailure("fail: bad_function_call");
 }
 
+// UP-CLEAN-02
 TEST_F(UploadPictures, AreRemovedWithTheRecordWhenTheFileChangedUnderTheUpload) {
     GivePicture();
     common.getFileHash.Always([](const std::wstring&, std::wstring& sha256, std::wstring& md5) {

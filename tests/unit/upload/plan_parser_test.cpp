@@ -31,6 +31,7 @@ UploadStartInfo FilledPlan() {
     return info;
 }
 
+// UP-PLAN-01
 TEST(PlanParser, ReadsEveryFieldOfAnAnswer) {
     const UploadStartInfo info =
         Read(R"({"uploadType":"client","version":7,"bucketId":"b","position":12,"recordCursor":"c","uploadUrl":"u",)"
@@ -56,6 +57,7 @@ TEST(PlanParser, ReadsEveryFieldOfAnAnswer) {
     EXPECT_FALSE(info.GetFragmentInfos()[1].status);
 }
 
+// UP-PLAN-02
 TEST(PlanParser, RefusesEmptyTextAndLeavesThePlanUntouched) {
     UploadStartInfo info = FilledPlan();
     EXPECT_FALSE(ReadStartRecord("", info));
@@ -63,12 +65,14 @@ TEST(PlanParser, RefusesEmptyTextAndLeavesThePlanUntouched) {
     EXPECT_EQ(info.GetVersion(), 7);
 }
 
+// UP-PLAN-03
 TEST(PlanParser, RefusesTextThatIsNoJson) {
     UploadStartInfo info;
     EXPECT_FALSE(ReadStartRecord("{\"uploadType\":", info));
     EXPECT_FALSE(ReadStartRecord("<html>", info));
 }
 
+// UP-PLAN-04
 TEST(PlanParser, RefusesARootThatIsNeitherObjectNorNull) {
     UploadStartInfo info;
     EXPECT_FALSE(ReadStartRecord("[1]", info));
@@ -76,6 +80,7 @@ TEST(PlanParser, RefusesARootThatIsNeitherObjectNorNull) {
     EXPECT_FALSE(ReadStartRecord("7", info));
 }
 
+// UP-PLAN-05
 TEST(PlanParser, TakesNullAsAPlanOfAllDefaults) {
     UploadStartInfo info = FilledPlan();
     EXPECT_TRUE(ReadStartRecord("null", info));
@@ -87,6 +92,7 @@ TEST(PlanParser, TakesNullAsAPlanOfAllDefaults) {
     EXPECT_TRUE(info.GetFragmentInfos().empty());
 }
 
+// UP-PLAN-06
 TEST(PlanParser, ClearsAFieldWhoseKeyIsAbsent) {
     UploadStartInfo info = FilledPlan();
     EXPECT_TRUE(ReadStartRecord("{}", info));
@@ -98,6 +104,7 @@ TEST(PlanParser, ClearsAFieldWhoseKeyIsAbsent) {
     EXPECT_EQ(info.GetVersion(), 0);
 }
 
+// UP-PLAN-07
 TEST(PlanParser, TakesAbsentOrNullItemsAsAnEmptyList) {
     for (const char* text : {"{}", "{\"items\":null}", "{\"items\":[]}"}) {
         UploadStartInfo info = FilledPlan();
@@ -107,6 +114,7 @@ TEST(PlanParser, TakesAbsentOrNullItemsAsAnEmptyList) {
     }
 }
 
+// UP-PLAN-08
 TEST(PlanParser, KeepsListAndCountWhenItemsIsNoArray) {
     for (const char* text : {"{\"items\":3}", "{\"items\":{}}", "{\"items\":\"x\"}"}) {
         UploadStartInfo info = FilledPlan();
@@ -117,6 +125,7 @@ TEST(PlanParser, KeepsListAndCountWhenItemsIsNoArray) {
     }
 }
 
+// UP-PLAN-09
 TEST(PlanParser, SkipsEntriesThatAreNoObjectsAndCountsTheRest) {
     const UploadStartInfo info = Read(R"({"items":[{"objectId":"a"},"text",5,[],{"objectId":"b"}]})");
     EXPECT_EQ(info.GetItemcount(), 2u);
@@ -124,6 +133,7 @@ TEST(PlanParser, SkipsEntriesThatAreNoObjectsAndCountsTheRest) {
     EXPECT_EQ(info.GetFragmentInfos()[1].objectId, L"b");
 }
 
+// UP-PLAN-10
 TEST(PlanParser, TakesANullEntryAsAnEmptyFragment) {
     const UploadStartInfo info = Read(R"({"items":[null]})");
     ASSERT_EQ(info.GetFragmentInfos().size(), 1u);
@@ -132,10 +142,12 @@ TEST(PlanParser, TakesANullEntryAsAnEmptyFragment) {
     EXPECT_FALSE(info.GetFragmentInfos()[0].status);
 }
 
+// UP-PLAN-11
 TEST(PlanParser, IgnoresTheWrittenItemcount) {
     EXPECT_EQ(Read(R"({"itemcount":99,"items":[{},{},{}]})").GetItemcount(), 3u);
 }
 
+// UP-PLAN-12
 TEST(PlanParser, ReadsANumberUnderStatusAsFalseForZeroAndTrueOtherwise) {
     const UploadStartInfo info = Read(R"({"items":[{"status":0},{"status":1},{"status":-2.5}]})");
     EXPECT_FALSE(info.GetFragmentInfos()[0].status);
@@ -143,6 +155,7 @@ TEST(PlanParser, ReadsANumberUnderStatusAsFalseForZeroAndTrueOtherwise) {
     EXPECT_TRUE(info.GetFragmentInfos()[2].status);
 }
 
+// UP-PLAN-13
 TEST(PlanParser, TruncatesNumbersTowardZero) {
     const UploadStartInfo info = Read(R"({"version":-3.9,"position":8.9,"sliceSize":5.99,"items":[{"length":16.7}]})");
     EXPECT_EQ(info.GetVersion(), -3);
@@ -151,19 +164,23 @@ TEST(PlanParser, TruncatesNumbersTowardZero) {
     EXPECT_EQ(info.GetFragmentInfos()[0].length, 16);
 }
 
+// UP-PLAN-14
 TEST(PlanParser, LosesPrecisionAboveTwoTo53) {
     EXPECT_EQ(Read(R"({"version":9007199254740993})").GetVersion(), 9007199254740992);
 }
 
+// UP-PLAN-15
 TEST(PlanParser, TakesAPositionAboveTheSignedRange) {
     EXPECT_EQ(Read(R"({"position":9223372036854775808})").GetPosition(), std::uint64_t{1} << 63);
     EXPECT_EQ(Read(R"({"position":13835058055282163712})").GetPosition(), std::uint64_t{3} << 62);
 }
 
+// UP-PLAN-16
 TEST(PlanParser, ReadsOnlyTheLow32BitsOfASliceSize) {
     EXPECT_EQ(Read(R"({"sliceSize":4294967312})").GetSliceSize(), 16);
 }
 
+// UP-PLAN-17
 TEST(PlanParser, ThrowsForATextUnderANumberKeyWithTheFieldsBeforeItSet) {
     UploadStartInfo info = FilledPlan();
     EXPECT_THROW(ReadStartRecord(R"({"uploadType":"server","version":"seven","bucketId":"new"})", info),
@@ -173,16 +190,20 @@ TEST(PlanParser, ThrowsForATextUnderANumberKeyWithTheFieldsBeforeItSet) {
     EXPECT_EQ(info.GetBucketId(), L"bucket");
 }
 
+// UP-PLAN-17
 TEST(PlanParser, ThrowsForAnObjectUnderATextKey) {
     UploadStartInfo info;
     EXPECT_THROW(ReadStartRecord(R"({"uploadType":{}})", info), std::exception);
     EXPECT_THROW(ReadStartRecord(R"({"items":[{"status":"yes"}]})", info), std::exception);
 }
 
+// UP-PLAN-18
 TEST(PlanParser, AcceptsCommentsInARecord) { EXPECT_EQ(Read("{ /* kept */ \"version\": 3 }").GetVersion(), 3); }
 
+// UP-PLAN-19
 TEST(PlanParser, WidensTextsBeyondAscii) { EXPECT_EQ(Read("{\"bucketId\":\"\xC3\xA4\"}").GetBucketId(), L"\u00e4"); }
 
+// UP-PLAN-20
 TEST(PlanNumbers, NumbersThatDoNotFitGiveTheSmallestValue) {
     constexpr auto kSmallest = std::numeric_limits<std::int64_t>::min();
     EXPECT_EQ(TruncateToSigned(1e30), kSmallest);
@@ -191,10 +212,12 @@ TEST(PlanNumbers, NumbersThatDoNotFitGiveTheSmallestValue) {
     EXPECT_EQ(TruncateToSigned(-9223372036854775808.0), kSmallest);
 }
 
+// UP-PLAN-20
 TEST(PlanNumbers, ANegativePositionWraps) {
     EXPECT_EQ(TruncateToUnsigned(-1.0), std::numeric_limits<std::uint64_t>::max());
 }
 
+// UP-PLAN-15
 TEST(PlanNumbers, TwoTo64AndMoreGiveTheTopBitAlone) {
     EXPECT_EQ(TruncateToUnsigned(18446744073709551616.0), std::uint64_t{1} << 63);
 }

@@ -60,6 +60,7 @@ protected:
 const char* const kNewPlan = R"({"uploadType":"client","version":7,"bucketId":"b","recordCursor":"c7","sliceSize":16,)"
                              R"("items":[{"objectId":"o1","length":16,"extra":1}],"unknown":"kept"})";
 
+// UP-START-01, UP-START-18
 TEST_F(UploadStart, AnEmptyParentIdFailsBeforeAnyCallOrRow) {
     Common::FileItem file = Give(L"Local-1", L"a.bin", "content");
     common.isLocalDirectory.AlwaysReturns(false);
@@ -76,6 +77,7 @@ TEST_F(UploadStart, AnEmptyParentIdFailsBeforeAnyCallOrRow) {
     EXPECT_EQ(world.Task(L"Local-1", 2).GetPriority(), 4);
 }
 
+// UP-START-02, UP-START-05
 TEST_F(UploadStart, AHashOfTheRowIsTrustedAndTheFileIsNotRead) {
     Common::FileItem file = Give(L"Local-1", L"a.bin", "content");
     file.SetLocalFileSha256(L"from-the-row");
@@ -88,6 +90,7 @@ TEST_F(UploadStart, AHashOfTheRowIsTrustedAndTheFileIsNotRead) {
                              "UpdateDriveData(Local-1, {hash: from-the-row, localFileSha256: from-the-row, size: 7})"));
 }
 
+// UP-START-03
 TEST_F(UploadStart, ASizeThatIsZeroNegativeOrTheLargestIsRefusedInOneTest) {
     Give(L"Local-1", L"a.bin", "content");
     for (const std::int64_t size : {std::int64_t{0}, std::int64_t{-1}, std::numeric_limits<std::int64_t>::min() + 1,
@@ -102,6 +105,7 @@ TEST_F(UploadStart, ASizeThatIsZeroNegativeOrTheLargestIsRefusedInOneTest) {
     EXPECT_EQ(cloud.objectsUploadStart.Calls(), 0);
 }
 
+// UP-START-04
 TEST_F(UploadStart, TheLargestSizeLessOnePasses) {
     Give(L"Local-1", L"a.bin", "content");
     common.getLocalFileSize.AlwaysReturns(std::numeric_limits<std::int64_t>::max() - 1);
@@ -110,6 +114,7 @@ TEST_F(UploadStart, TheLargestSizeLessOnePasses) {
     EXPECT_EQ(cloud.objectsUploadStart.Calls(), 1);
 }
 
+// UP-START-06
 TEST_F(UploadStart, AFirstAttemptSendsAnEmptyCursorAndStoresTheAnswerCharacterForCharacter) {
     Give(L"Local-1", L"a.bin", "content");
     Answer(kNewPlan);
@@ -119,6 +124,7 @@ TEST_F(UploadStart, AFirstAttemptSendsAnEmptyCursorAndStoresTheAnswerCharacterFo
     EXPECT_TRUE(Journal::Has(Kind::Cloud, "ObjectsUploadStart(Local-1, " + Sha256("content") + ", )"));
 }
 
+// UP-START-07
 TEST_F(UploadStart, AnAnswerWithVersionZeroIsStoredToo) {
     Give(L"Local-1", L"a.bin", "content");
     SetRecord(L"Local-1", R"({"version":0,"recordCursor":"old"})");
@@ -129,6 +135,7 @@ TEST_F(UploadStart, AnAnswerWithVersionZeroIsStoredToo) {
     EXPECT_TRUE(Journal::Has(Kind::Cloud, "ObjectsUploadStart(Local-1, " + Sha256("content") + ", old)"));
 }
 
+// UP-START-08
 TEST_F(UploadStart, AnEqualVersionKeepsTheLocalPlanWhole) {
     Give(L"Local-1", L"a.bin", "content");
     SetRecord(L"Local-1",
@@ -142,6 +149,7 @@ TEST_F(UploadStart, AnEqualVersionKeepsTheLocalPlanWhole) {
     EXPECT_EQ(cloud.uploadRequest.Calls(), 0);
 }
 
+// UP-START-09
 TEST_F(UploadStart, ANewerVersionReplacesTheLocalPlanAndItsProgress) {
     Give(L"Local-1", L"a.bin", "content");
     SetRecord(L"Local-1", R"({"uploadType":"client","version":6,"sliceSize":16,)"
@@ -152,6 +160,7 @@ TEST_F(UploadStart, ANewerVersionReplacesTheLocalPlanAndItsProgress) {
     EXPECT_TRUE(Journal::Has(Kind::Cloud, "GetUploadKelpAddress(Local-1, o1, 16)"));
 }
 
+// UP-START-10
 TEST_F(UploadStart, ADamagedRecordCountsAsNone) {
     Give(L"Local-1", L"a.bin", "content");
     SetRecord(L"Local-1", R"({"version":7,"recordCursor":)");
@@ -162,6 +171,7 @@ TEST_F(UploadStart, ADamagedRecordCountsAsNone) {
     EXPECT_EQ(world.Row(L"cloud-1").GetFileStatus(), 1);
 }
 
+// UP-START-11
 TEST_F(UploadStart, ARecordWithATextInPlaceOfANumberIsLoggedAndCountsAsFarAsItWasRead) {
     Give(L"Local-1", L"a.bin", "content");
     SetRecord(L"Local-1", R"({"version":7,"recordCursor":"old","sliceSize":"many"})");
@@ -173,6 +183,7 @@ TEST_F(UploadStart, ARecordWithATextInPlaceOfANumberIsLoggedAndCountsAsFarAsItWa
     EXPECT_TRUE(Journal::Has(Kind::Cloud, "ObjectsUploadStart(Local-1, " + Sha256("content") + ", old)"));
 }
 
+// UP-START-12, UP-START-18
 TEST_F(UploadStart, AnAnswerThatCannotBeReadFailsWithHashAndSizeInTheRowAndTheRecordKept) {
     Give(L"Local-1", L"a.bin", "content");
     SetRecord(L"Local-1", R"({"version":7})");
@@ -187,6 +198,7 @@ TEST_F(UploadStart, AnAnswerThatCannotBeReadFailsWithHashAndSizeInTheRowAndTheRe
     EXPECT_EQ(Record(L"Local-1"), R"({"version":7})");
 }
 
+// UP-START-13
 TEST_F(UploadStart, AMigrationEmptiesTheTasksAndTellsTheClientOnce) {
     Give(L"Local-1", L"a.bin", "content");
     Answer("", L"21084031");
@@ -203,6 +215,7 @@ TEST_F(UploadStart, AMigrationEmptiesTheTasksAndTellsTheClientOnce) {
     EXPECT_EQ(world.TaskCount(), 0);
 }
 
+// UP-START-14
 TEST_F(UploadStart, AMigrationAnswerWithAReadableBodyGoesOnUntilTheNextTestOfTheFlag) {
     Give(L"Local-1", L"a.bin", "content");
     Answer(kNewPlan, L"21084031");
@@ -218,6 +231,7 @@ TEST_F(UploadStart, AMigrationAnswerWithAReadableBodyGoesOnUntilTheNextTestOfThe
     EXPECT_EQ(cloud.uploadRequest.Calls(), 0);
 }
 
+// UP-START-15
 TEST_F(UploadStart, ASecondMigrationAnswerClearsAndTellsNothing) {
     Give(L"Local-1", L"a.bin", "content");
     cloud.objectsUploadStart.Always(
@@ -232,6 +246,7 @@ TEST_F(UploadStart, ASecondMigrationAnswerClearsAndTellsNothing) {
     EXPECT_EQ(Journal::CountBeginning(Kind::Trace, "[UpLoadTaskManger::uploadStart]"), 0);
 }
 
+// UP-START-16
 TEST_F(UploadStart, ACodeThatOnlyBeginsLikeAMigrationIsNone) {
     Give(L"Local-1", L"a.bin", "content");
     Answer("", L"210840311");
@@ -240,6 +255,7 @@ TEST_F(UploadStart, ACodeThatOnlyBeginsLikeAMigrationIsNone) {
     EXPECT_TRUE(world.HasTask(L"Local-1", 2));
 }
 
+// UP-START-17, UP-CLEAN-01
 TEST_F(UploadStart, AnExceptionIsLoggedAndDropsTheRecord) {
     Give(L"Local-1", L"a.bin", "content");
     SetRecord(L"Local-1", R"({"version":7})");
@@ -253,6 +269,7 @@ TEST_F(UploadStart, AnExceptionIsLoggedAndDropsTheRecord) {
     EXPECT_EQ(Record(L"Local-1"), "");
 }
 
+// UP-CLEAN-03
 TEST_F(UploadStart, TheCleanUpsOwnExceptionIsLoggedAndNotSeen) {
     Give(L"Local-1", L"a.bin", "content");
     cloud.objectsUploadStart.AlwaysThrows("no line");
@@ -267,6 +284,7 @@ TEST_F(UploadStart, TheCleanUpsOwnExceptionIsLoggedAndNotSeen) {
         << Journal::Dump();
 }
 
+// UP-GATE-27
 TEST_F(UploadStart, ATypeThatNobodyKnowsMovesNoContentAndIsNoError) {
     Give(L"Local-1", L"a.bin", "content");
     Answer(R"({"uploadType":"teleport","version":1,"recordCursor":"c"})");

@@ -16,6 +16,7 @@ class UploadWorker : public UploadBench {};
 
 UpLoadTaskManger& Engine() { return UpLoadTaskManger::getInstance(); }
 
+// UP-WORK-01, UP-WORK-08
 TEST_F(UploadWorker, ASuccessfulUploadMakesEveryCallInOrder) {
     Give(L"Local-1", L"a.bin", Content(40));
     const std::string sha = Sha256(Content(40));
@@ -101,6 +102,7 @@ TEST_F(UploadWorker, ASuccessfulUploadMakesEveryCallInOrder) {
     EXPECT_EQ(Joined(shortened), Joined(expected));
 }
 
+// UP-WORK-02, UP-WORK-08, UP-START-05, UP-DONE-24
 TEST_F(UploadWorker, ASuccessfulUploadWritesItsRowsInOrder) {
     Give(L"Local-1", L"a.bin", Content(10));
     const std::string sha = Sha256(Content(10));
@@ -122,6 +124,7 @@ TEST_F(UploadWorker, ASuccessfulUploadWritesItsRowsInOrder) {
     EXPECT_EQ(world.TaskCount(), 0);
 }
 
+// UP-WORK-03
 TEST_F(UploadWorker, ARefusedClaimRaisesOneEndAndNoBeginAndWritesNoRow) {
     Common::FileItem file = Give(L"Local-1", L"a.bin", "content");
     file.SetFileStatus(12);
@@ -136,6 +139,7 @@ TEST_F(UploadWorker, ARefusedClaimRaisesOneEndAndNoBeginAndWritesNoRow) {
                                   taskId + ";fileStatus=12"}));
 }
 
+// UP-WORK-04
 TEST_F(UploadWorker, ARefusedClaimLeavesTheCountUnchanged) {
     Common::FileItem file = Give(L"Local-1", L"a.bin", "content");
     file.SetFileStatus(12);
@@ -148,6 +152,7 @@ TEST_F(UploadWorker, ARefusedClaimLeavesTheCountUnchanged) {
     EXPECT_TRUE(Journal::Has(Kind::Trace, "UpLoadTaskManger.UploadThreadFunc: End uploadTaskCount=:0"));
 }
 
+// UP-WORK-05, UP-WORK-15, UP-WORK-16
 TEST_F(UploadWorker, AFailureKeepsTheTaskLessUrgentAndMarksTheFile) {
     g_isOffLine = true;
     Give(L"Local-1", L"a.bin", "content", 4);
@@ -163,6 +168,7 @@ TEST_F(UploadWorker, AFailureKeepsTheTaskLessUrgentAndMarksTheFile) {
     EXPECT_EQ(world.Task(L"Local-1", 2).GetTaskstatus(), 0);
 }
 
+// UP-WORK-06
 TEST_F(UploadWorker, APriorityJustBelowTheCeilingIsStillRaised) {
     g_isOffLine = true;
     Give(L"Local-1", L"a.bin", "content", 2147483643);
@@ -170,6 +176,7 @@ TEST_F(UploadWorker, APriorityJustBelowTheCeilingIsStillRaised) {
     EXPECT_EQ(world.Task(L"Local-1", 2).GetPriority(), 2147483646);
 }
 
+// UP-WORK-07
 TEST_F(UploadWorker, APriorityAtTheCeilingIsKept) {
     g_isOffLine = true;
     Give(L"Local-1", L"a.bin", "content", 2147483644);
@@ -178,6 +185,7 @@ TEST_F(UploadWorker, APriorityAtTheCeilingIsKept) {
     EXPECT_TRUE(Journal::Has(Kind::Database, "UpdateTaskItem(Local-1, {TaskStatus: 0}, 2)"));
 }
 
+// UP-WORK-09, UP-GATE-06
 TEST_F(UploadWorker, AFileThatIsGoneLosesTaskAndRow) {
     Give(L"Local-1", L"a.bin", "content");
     std::remove(world.NativeFile(L"a.bin").c_str());
@@ -191,6 +199,7 @@ TEST_F(UploadWorker, AFileThatIsGoneLosesTaskAndRow) {
     EXPECT_TRUE(world.Row(L"Local-1").GetFileId().empty());
 }
 
+// UP-WORK-10, UP-WORK-15
 TEST_F(UploadWorker, AnEmptyFileIsHeldBack) {
     Give(L"Local-1", L"a.bin", "");
     Run(L"Local-1");
@@ -204,6 +213,7 @@ TEST_F(UploadWorker, AnEmptyFileIsHeldBack) {
     EXPECT_FALSE(world.HasTask(L"Local-1", 2));
 }
 
+// UP-WORK-11
 TEST_F(UploadWorker, AStopKeepsTheTaskAtItsPriority) {
     g_cloudServerIsMigrating = true;
     Give(L"Local-1", L"a.bin", "content", 4);
@@ -216,6 +226,7 @@ TEST_F(UploadWorker, AStopKeepsTheTaskAtItsPriority) {
     EXPECT_EQ(world.Row(L"Local-1").GetFileStatus(), 13);
 }
 
+// UP-WORK-12, UP-GATE-04
 TEST_F(UploadWorker, APlaceholderLosesItsTaskAndKeepsTheStatusOfItsOwnStatement) {
     Give(L"Local-1", L"a.bin", "content");
     common.isPlaceholder.AlwaysReturns(true);
@@ -231,6 +242,7 @@ TEST_F(UploadWorker, APlaceholderLosesItsTaskAndKeepsTheStatusOfItsOwnStatement)
     EXPECT_EQ(world.Row(L"Local-1").GetFileStatus(), 0);
 }
 
+// UP-WORK-17, UP-WORK-19
 TEST_F(UploadWorker, WithoutAServiceCallbackASuccessKeepsItsTaskWaiting) {
     Engine().SetUploadServiceCallbackFun(nullptr);
     Give(L"Local-1", L"a.bin", "content");
@@ -244,6 +256,7 @@ TEST_F(UploadWorker, WithoutAServiceCallbackASuccessKeepsItsTaskWaiting) {
     EXPECT_EQ(world.Task(L"Local-1", 2).GetTaskstatus(), 0);
 }
 
+// UP-WORK-18
 TEST_F(UploadWorker, AThrowingBeginStillGivesTheSlotBackAndTheCountDown) {
     Engine().SetUploadTaskCallbackFun([](int kind, int value) {
         Journal::Write(Kind::Callback, "task(" + std::to_string(kind) + ", " + std::to_string(value) + ")");
@@ -257,6 +270,7 @@ TEST_F(UploadWorker, AThrowingBeginStillGivesTheSlotBackAndTheCountDown) {
     EXPECT_EQ(world.Task(L"Local-1", 2).GetTaskstatus(), 0);
 }
 
+// UP-WORK-20
 TEST_F(UploadWorker, WithoutATaskCallbackNothingLeavesTheWorker) {
     Engine().SetUploadTaskCallbackFun(nullptr);
     Give(L"Local-1", L"a.bin", "content");
@@ -264,6 +278,7 @@ TEST_F(UploadWorker, WithoutATaskCallbackNothingLeavesTheWorker) {
     EXPECT_EQ(Lines({Kind::Error}), (Texts{"error UpLoadTaskManger|StartUpLoadMangerService|error bad_function_call"}));
 }
 
+// UP-WORK-21
 TEST_F(UploadWorker, AnExceptionThatIsNoStandardOneDoesNotLeaveTheWorkerEither) {
     Engine().SetUploadServiceCallbackFun([](int, const std::wstring&) -> bool { throw 7; });
     Give(L"Local-1", L"a.bin", "content");
@@ -272,6 +287,7 @@ TEST_F(UploadWorker, AnExceptionThatIsNoStandardOneDoesNotLeaveTheWorkerEither) 
     EXPECT_EQ(Journal::CountBeginning(Kind::Error, "UpLoadTaskManger|StartUpLoadMangerService|error "), 1);
 }
 
+// UP-WORK-22
 TEST_F(UploadWorker, AnExceptionBeforeTheCountWentUpLeavesItAtZero) {
     Engine().SetUploadTaskCallbackFun([](int, int) { throw std::runtime_error("no"); });
     Common::FileItem file = Give(L"Local-1", L"a.bin", "content");
@@ -289,6 +305,7 @@ TEST_F(UploadWorker, AnExceptionBeforeTheCountWentUpLeavesItAtZero) {
 
 class UploadStop : public UploadBench {};
 
+// UP-STOP-01
 TEST_F(UploadStop, ReturnsAtOnceWhenNothingRuns) {
     VirtualTime::Run(0, [] {
         Engine().StopUpLoadMangerService();
@@ -299,6 +316,7 @@ TEST_F(UploadStop, ReturnsAtOnceWhenNothingRuns) {
                               "trace UpLoadTaskManger.StopUpLoadMangerService End "}));
 }
 
+// UP-STOP-02
 TEST_F(UploadStop, GivesUpOnAWorkerThatNeverEndsAfterTenSecondsInAll) {
     cloud.getUserSpace.Takes(1000000);
     Give(L"Local-1", L"a.bin", "content");
@@ -316,6 +334,7 @@ TEST_F(UploadStop, GivesUpOnAWorkerThatNeverEndsAfterTenSecondsInAll) {
     });
 }
 
+// UP-STOP-03
 TEST_F(UploadStop, ReturnsAsSoonAsTheLastWorkerHasEnded) {
     cloud.getUserSpace.Takes(3000);
     cloud.getUserSpace.AlwaysReturns(std::int64_t{-1});
@@ -328,6 +347,7 @@ TEST_F(UploadStop, ReturnsAsSoonAsTheLastWorkerHasEnded) {
     });
 }
 
+// UP-STOP-04
 TEST_F(UploadStop, EveryLaterUploadEndsAsStoppedWithoutALine) {
     Engine().StopUpLoadMangerService();
     g_cloudServerIsMigrating = true;
@@ -340,6 +360,7 @@ TEST_F(UploadStop, EveryLaterUploadEndsAsStoppedWithoutALine) {
     EXPECT_EQ(Journal::CountBeginning(Kind::Common, "GetFileMimeType"), 0);
 }
 
+// UP-STOP-05
 TEST_F(UploadStop, AnUploadAmongItsObjectsStopsBeforeTheNextOne) {
     Give(L"Local-1", L"a.bin", Content(40));
     cloud.objectsUploadComplete.Before([](const Common::FileItem&, const Common::FragmentInfo&,
