@@ -165,4 +165,13 @@ const std::vector<Step>& Steps() {
     return steps;
 }
 
+const std::vector<Step>& FirstSteps() {
+    static const std::vector<Step> steps = {
+        Put(L"down", 21, 1),          Put(L"Local", 11, 2),     Claim(L"down", 22),
+        Position(L"down", 1, 40),     Finish(L"down"),          DeleteTask(L"down", 1),
+        Renumber(L"Local", L"cloud"), Position(L"Local", 2, 0), Fetch(L"down"),
+    };
+    return steps;
+}
+
 }  // namespace Drive::Testing

@@ -45,4 +45,7 @@ struct Step {
 /// A life of the database in small: every kind of write, a log that grows over its limit, and rows that come and go.
 const std::vector<Step>& Steps();
 
+/// A few of these steps, for the tests that run often.
+const std::vector<Step>& FirstSteps();
+
 }  // namespace Drive::Testing

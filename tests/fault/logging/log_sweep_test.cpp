@@ -1,0 +1,156 @@
+// Every call with which the writer works on its file goes wrong in turn, until none is left that could.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <set>
+
+#include "collaborators/log/line_channel.h"
+#include "tests/contract/platform/temporary_folder.h"
+#include "tests/fault/logging/file_faults.h"
+
+namespace Drive::Logging {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr int kRecords = 40;
+constexpr int kAfterwards = 3;
+constexpr std::chrono::milliseconds kMost{20000};
+
+/// Long enough for a few of them to fill a file, and told apart by the number.
+std::string Record(int number) { return "record " + std::to_string(number) + ' ' + std::string(100, 'r') + " end"; }
+
+std::string LossLine(std::uint64_t lost) { return "lost " + std::to_string(lost); }
+
+/// What all files of the log hold.
+struct Found {
+    std::multiset<int> whole;
+    int cut = 0;
+    std::uint64_t lost = 0;
+    bool foreign = false;
+
+    explicit Found(const fs::path& folder) {
+        for (const auto& entry : fs::directory_iterator(folder)) {
+            std::ifstream file(entry.path(), std::ios::binary);
+            for (std::string line; std::getline(file, line);) Take(line);
+        }
+    }
+
+    void Take(const std::string& line) {
+        if (line.starts_with("lost ")) {
+            lost += std::stoull(line.substr(5));
+            return;
+        }
+        const int number = line.starts_with("record ") ? std::atoi(line.c_str() + 7) : 0;
+        if (line == Record(number)) {
+            whole.insert(number);
+        } else {
+            ++cut;
+            foreign = foreign || !Record(number).starts_with(line);
+        }
+    }
+};
+
+struct Fault {
+    const char* name;
+    Trial::Kind kind;
+    bool lasting;
+};
+
+void PrintTo(const Fault& fault, std::ostream* out) { *out << fault.name; }
+
+/// A file that cannot be looked for or renamed when its turn comes is given up for the next one, so that the log stays
+/// within its bounds: what rotation does to the oldest file anyway.
+bool CostsAFile(const std::string& struck) {
+    const std::string calls = ' ' + struck;
+    return calls.find(" stat ") != std::string::npos || calls.find(" rename rename ") != std::string::npos;
+}
+
+class LogSweep : public ::testing::TestWithParam<Fault> {
+protected:
+    LineChannel& Channel() {
+        static LineChannel* const channel = new LineChannel(&LossLine);
+        return *channel;
+    }
+
+    void LogOne(int number) {
+        Channel().Push([number] { return Record(number); }, 200);
+        // One batch a record, so that each run makes the same calls.
+        Channel().Flush(kMost);
+        if (number % 7 == 0) Trial::StepClock(2);
+    }
+
+    /// A log of many small files with one fault in it, and a healthy end. Answers what went wrong.
+    std::string Live(int nth) {
+        const Testing::TemporaryFolder folder;
+        const RotatingFile::Place place{folder.Native("log").string() + "/t.log", 700, 60};
+        Trial::BeginFaults(GetParam().kind, nth, GetParam().lasting);
+        const bool opened = Channel().Open(place);
+        if (opened) LogWithFaults();
+        const std::string struck = Trial::EndFaults();
+        if (!opened) {
+            EXPECT_FALSE(struck.empty());
+            EXPECT_TRUE(Channel().Open(place)) << "tried once more";
+        }
+        Trial::StepClock(2);
+        for (int number = 1; number <= kAfterwards; ++number) LogOne(kRecords + number);
+        EXPECT_TRUE(Channel().Flush(kMost)) << "the file can be written again";
+        Channel().Silence();
+        Check(Found(folder.Native("log")), struck, opened ? 1 : kRecords + 1);
+        return struck;
+    }
+
+    void LogWithFaults() {
+        Trial::Watch(std::this_thread::get_id());
+        for (int number = 1; number <= kRecords; ++number) LogOne(number);
+        EXPECT_EQ(Trial::EndWatch(), "") << "the thread that logs touched the file";
+    }
+
+    void Check(const Found& found, const std::string& struck, int first) {
+        EXPECT_FALSE(found.foreign) << "a line that nobody wrote";
+        EXPECT_LE(found.cut, struck.empty() ? 0 : 1 + kRecords / 7) << "at most one cut line a file that failed";
+        int missing = 0;
+        for (int number = first; number <= kRecords + kAfterwards; ++number) {
+            EXPECT_LE(found.whole.count(number), 1u) << number << " stands twice";
+            missing += found.whole.count(number) == 0 ? 1 : 0;
+        }
+        EXPECT_TRUE(found.whole.contains(kRecords + kAfterwards)) << "the last one, after all was well again";
+        if (!CostsAFile(struck)) {
+            EXPECT_LE(missing, static_cast<int>(found.lost)) << "lost without a word";
+        }
+        if (struck.empty()) {
+            EXPECT_EQ(missing, 0);
+            EXPECT_EQ(found.lost, 0u);
+        }
+    }
+};
+
+std::size_t OpenDescriptors() {
+    return static_cast<std::size_t>(std::distance(fs::directory_iterator("/proc/self/fd"), {}));
+}
+
+// LOG-FILE-20
+TEST_P(LogSweep, AFaultAtAnyCallDisturbsNobodyAndWhatIsLostIsTold) {
+    const std::size_t before = OpenDescriptors();
+    constexpr int kMostCalls = 5000;
+    int nth = 1;
+    while (nth < kMostCalls && !HasFailure() && !Live(nth).empty()) ++nth;
+    EXPECT_FALSE(HasFailure()) << "at call " << nth;
+    EXPECT_LT(nth, kMostCalls);
+    EXPECT_GT(nth, kRecords) << "the sweep met nearly no calls";
+    EXPECT_EQ(OpenDescriptors(), before);
+    RecordProperty("calls", nth - 1);
+}
+
+INSTANTIATE_TEST_SUITE_P(Disk, LogSweep,
+                         ::testing::Values(Fault{"ErrorOnce", Trial::Kind::Error, false},
+                                           Fault{"ErrorFromThenOn", Trial::Kind::Error, true},
+                                           Fault{"HalfALineOnce", Trial::Kind::HalfWritten, false},
+                                           Fault{"HalfALineFromThenOn", Trial::Kind::HalfWritten, true}),
+                         [](const auto& info) { return info.param.name; });
+
+}  // namespace
+
+}  // namespace Drive::Logging
