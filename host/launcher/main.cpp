@@ -13,6 +13,7 @@
 #include "host/launcher/apply_settings.h"
 #include "host/launcher/state_option.h"
 #include "host/module/exit_codes.h"
+#include "interfaces/common/core_files.h"
 
 // Present only in builds with the leak check or with coverage.
 extern "C" int __lsan_do_recoverable_leak_check() __attribute__((weak));
@@ -80,6 +81,9 @@ int RunHostModule(int argc, char** argv) {
 int main(int argc, char** argv) {
     using namespace Drive::Host;
     BlockStopSignals();
+    // Keys and tokens must not reach a disk by way of a crash. Where it cannot be set, the key buffers are left out all
+    // the same.
+    Drive::Common::LeaveMemoryOutOfCoreFiles();
     const EarlyOptions options = ReadEarlyOptions(argc, argv);
     Settings settings;
     std::string error;

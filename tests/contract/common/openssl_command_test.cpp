@@ -37,13 +37,30 @@ protected:
         return Run("dgst -r " + arguments).substr(0, length);
     }
 
-    std::string RandomInput(std::size_t most) {
-        std::string bytes(std::uniform_int_distribution<std::size_t>(0, most)(random), '\0');
+    /// Random bytes of that length, given to the command as well.
+    std::string Input(std::size_t length) {
+        std::string bytes(length, '\0');
         for (char& byte : bytes) {
             byte = static_cast<char>(random());
         }
         Trial::Put(base / "root/in", bytes);
         return bytes;
+    }
+
+    /// Lengths around blocks, any up to 70,000, and four mebibytes.
+    std::vector<std::size_t> Lengths() {
+        std::vector<std::size_t> lengths = {0, 1, 15, 16, 17, 70000, std::size_t{4} << 20};
+        std::uniform_int_distribution<std::size_t> any(0, 70000);
+        for (int number = 0; number < 5; ++number) {
+            lengths.push_back(any(random));
+        }
+        return lengths;
+    }
+
+    Bytes RandomKey(std::size_t length) {
+        Bytes key(length);
+        EXPECT_TRUE(EncryptHelper::GetSecureRandom(key.data(), key.size()));
+        return key;
     }
 
     static std::string HexOf(const Bytes& bytes) { return HexText<std::string>(bytes.data(), bytes.size()); }
@@ -52,8 +69,8 @@ protected:
 };
 
 TEST_F(OpensslCommand, AgreesOnDigestsOfBytesAndFiles) {
-    for (int round = 0; round < 8; ++round) {
-        const Bytes bytes = Of(RandomInput(3000000));
+    for (const std::size_t length : Lengths()) {
+        const Bytes bytes = Of(Input(length));
         const std::string sha256 = Digest("-sha256", 64);
         const std::string md5 = Digest("-md5", 32);
         EXPECT_EQ(EncryptHelper::SHA256_Encode(bytes), sha256);
@@ -68,22 +85,41 @@ TEST_F(OpensslCommand, AgreesOnDigestsOfBytesAndFiles) {
 }
 
 TEST_F(OpensslCommand, AgreesOnCbc) {
-    for (int round = 0; round < 8; ++round) {
-        const Bytes bytes = Of(RandomInput(100000));
-        Bytes key(16);
-        Bytes iv(16);
-        ASSERT_TRUE(EncryptHelper::GetSecureRandom(key.data(), key.size()));
-        ASSERT_TRUE(EncryptHelper::GetSecureRandom(iv.data(), iv.size()));
-        EXPECT_EQ(EncryptHelper::AES_128_CBC_Encrypt(key, iv, bytes),
-                  Run("enc -aes-128-cbc -K " + HexOf(key) + " -iv " + HexOf(iv)));
+    for (const std::size_t length : Lengths()) {
+        const Bytes bytes = Of(Input(length));
+        const Bytes key = RandomKey(16);
+        const Bytes iv = RandomKey(16);
+        EXPECT_TRUE(EncryptHelper::AES_128_CBC_Encrypt(key, iv, bytes) ==
+                    Run("enc -aes-128-cbc -K " + HexOf(key) + " -iv " + HexOf(iv)))
+            << length;
+    }
+}
+
+// The command knows no GCM, but its cipher text is that of counter mode which begins at the nonce and 2.
+TEST_F(OpensslCommand, AgreesOnTheCipherTextOfGcm) {
+    for (const std::size_t keyBytes : {16, 32}) {
+        for (const std::size_t length : Lengths()) {
+            const Bytes bytes = Of(Input(length));
+            const Bytes key = RandomKey(keyBytes);
+            const std::string sealed = Trial::Text(EncryptHelper::AES_GCM_Encrypt(bytes, key));
+            ASSERT_EQ(sealed.size(), 12 + length + 16);
+            const std::string nonce = HexOf(Of(sealed.substr(0, 12)));
+            const std::string mode = keyBytes == 16 ? "-aes-128-ctr" : "-aes-256-ctr";
+            EXPECT_TRUE(sealed.substr(12, length) ==
+                        Run("enc " + mode + " -K " + HexOf(key) + " -iv " + nonce + "00000002"))
+                << length;
+        }
     }
 }
 
 TEST_F(OpensslCommand, AgreesOnBase64) {
-    for (int round = 0; round < 8; ++round) {
-        const Bytes bytes = Of(RandomInput(2000));
-        EXPECT_EQ(EncryptHelper::Base64Encode(bytes.data(), bytes.size(), true), Run("base64 -A"));
-        EXPECT_EQ(EncryptHelper::Base64Encode(bytes.data(), bytes.size(), false), Run("base64"));
+    for (const std::size_t length : Lengths()) {
+        const std::string bytes = Input(length);
+        const auto* data = reinterpret_cast<const unsigned char*>(bytes.data());
+        const std::string line = EncryptHelper::Base64Encode(data, bytes.size(), true);
+        EXPECT_TRUE(line == Run("base64 -A")) << length;
+        EXPECT_TRUE(EncryptHelper::Base64Encode(data, bytes.size(), false) == Run("base64")) << length;
+        EXPECT_TRUE(EncryptHelper::Base64Decode(line, true) == bytes) << length;
     }
 }
 
