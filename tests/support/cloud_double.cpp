@@ -255,10 +255,10 @@ bool FileTransRequest::DownloadDriveFileRequest(const std::wstring& url, WMap he
                                                 std::int64_t length, std::vector<unsigned char>& received) {
     Record("DownloadDriveFileRequest(" + Narrow(url) + ", " + List(headers) + ", " + std::to_string(fek.size()) + ", " +
            std::to_string(iv.size()) + ", " + Narrow(algorithm) + ", " + std::to_string(length) + ")");
-    received.clear();
     const auto fetch = [](const std::wstring& address, WMap, const std::vector<unsigned char>&,
                           const std::vector<unsigned char>&, const std::wstring&, std::int64_t,
                           std::vector<unsigned char>& bytes) {
+        bytes.clear();
         const auto found = Script().objects.find(address.substr(address.rfind(L'/') + 1));
         if (found == Script().objects.end()) return false;
         bytes = found->second;
