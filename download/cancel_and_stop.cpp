@@ -1,6 +1,7 @@
 #include <mutex>
 #include <string>
 
+#include "download/closing_handle.h"
 #include "download/download_task_manager.h"
 #include "interfaces/common/file_helper.h"
 #include "interfaces/common/globals.h"
@@ -38,14 +39,14 @@ void DownLoadTaskManger::CancleDownload(const std::wstring& localPath) {
     DOWNLOADTASK_CONTEXT job;
     job.localFilePath = localPath;
     // The handle is not tested: the host is told in any case.
-    job.fileHandle = Platform::CreateFileW(localPath.c_str(), Platform::kFileReadAttributes,
-                                           Platform::kFileShareRead | Platform::kFileShareDelete, nullptr,
-                                           Platform::kOpenExisting, Platform::kFileFlagOverlapped, nullptr);
+    const ClosingHandle placeholder(Platform::CreateFileW(
+        localPath.c_str(), Platform::kFileReadAttributes, Platform::kFileShareRead | Platform::kFileShareDelete,
+        nullptr, Platform::kOpenExisting, Platform::kFileFlagOverlapped, nullptr));
+    job.fileHandle = placeholder.Get();
     DOWNLOADCALLBACK_CONTEXT record(job);
     record.ok = true;
     record.event = DownloadEventEnd;
     (*downLoadTaskCallBack)(record);
-    Platform::CloseHandle(job.fileHandle);
 }
 
 bool DownLoadTaskManger::StopDownloadTask(const std::wstring& localPath) {

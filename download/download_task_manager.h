@@ -74,7 +74,9 @@ private:
     // Worker (worker.cpp) and what each outcome does (outcomes.cpp).
     void runJob(Common::TaskItem& task);
     void refuseUnopenedPlaceholder(const DOWNLOADTASK_CONTEXT& job, const Common::TaskItem& task);
-    void finishJob(const DOWNLOADTASK_CONTEXT& job, const Common::TaskItem& task);
+    void carryOut(DOWNLOADTASK_CONTEXT& job, Common::TaskItem& task, const Common::FileItem& file);
+    bool closePlaceholder(DOWNLOADTASK_CONTEXT& job);
+    void finishJob(DOWNLOADTASK_CONTEXT& job, const Common::TaskItem& task);
     bool applyOutcome(TaskResult result, DOWNLOADTASK_CONTEXT& job, Common::TaskItem& task);
     void finishSuccess(const DOWNLOADTASK_CONTEXT& job);
     void finishFailure(const DOWNLOADTASK_CONTEXT& job);

@@ -2,6 +2,7 @@
 #include <memory>
 #include <string>
 
+#include "download/closing_handle.h"
 #include "download/download_task_manager.h"
 #include "interfaces/cloud/file_trans_request.h"
 #include "interfaces/common/drive_functions.h"
@@ -59,6 +60,21 @@ int FetchInto(Platform::HANDLE handle, const DOWNLOADTASK_CONTEXT& job) {
     return status;
 }
 
+// The file is kept open for others to write and delete; an existing picture is not cut. The handle is not tested: every
+// write through one that failed is refused, and the download with it.
+int FetchPicture(const std::wstring& path, const DOWNLOADTASK_CONTEXT& job) {
+    const ClosingHandle file(Platform::CreateFileW(path.c_str(), Platform::kGenericRead | Platform::kGenericWrite,
+                                                   Platform::kFileShareWrite | Platform::kFileShareDelete, nullptr,
+                                                   Platform::kOpenAlways, Platform::kFileFlagOverlapped, nullptr));
+    const int status = FetchInto(file.Get(), job);
+    EraseOpetatingFile(job.relativePath);
+    return status;
+}
+
+void LogFailedJob(const char* text) {
+    SyncPanelLog::WriteErrorLog("DownloadTaskManager", "DownloadThumbnailThreadFunc", text);
+}
+
 }  // namespace
 
 // A best-effort side path: one try, no resume, no callback to the host.
@@ -73,11 +89,15 @@ std::uint32_t DownLoadTaskManger::DownloadThumbnailThreadFunc(void* param) {
     try {
         engine.runThumbnailJob(MakeThumbnailJob(*row));
     } catch (const std::exception& error) {
-        SyncPanelLog::WriteErrorLog("DownloadTaskManager", "DownloadThumbnailThreadFunc", error.what());
+        LogFailedJob(error.what());
     } catch (...) {
-        SyncPanelLog::WriteErrorLog("DownloadTaskManager", "DownloadThumbnailThreadFunc", "unknown!!!");
+        LogFailedJob("unknown!!!");
     }
-    (*engine.taskSemaphoreCallback)(kKeyThumbnail);
+    try {
+        (*engine.taskSemaphoreCallback)(kKeyThumbnail);
+    } catch (const std::exception& error) {
+        LogFailedJob(error.what());  // nothing leaves a worker
+    }
     return 1;
 }
 
@@ -104,15 +124,7 @@ bool DownLoadTaskManger::downLoadThumbnailTask(DOWNLOADTASK_CONTEXT& job) {
     }
     const std::wstring path = job.localFilePath + L".jpg";
     Common::FileHepler::CreateLocalDirectory(FolderOf(path));
-    // Kept open for others to write and delete; an existing picture is not cut. The handle is not tested: every write
-    // through one that failed is refused, and the download with it.
-    const Platform::HANDLE handle =
-        Platform::CreateFileW(path.c_str(), Platform::kGenericRead | Platform::kGenericWrite,
-                              Platform::kFileShareWrite | Platform::kFileShareDelete, nullptr, Platform::kOpenAlways,
-                              Platform::kFileFlagOverlapped, nullptr);
-    const int status = FetchInto(handle, job);
-    EraseOpetatingFile(job.relativePath);
-    Platform::CloseHandle(handle);
+    const int status = FetchPicture(path, job);
     if (status == 200 || status == 206) {
         SyncPanelLog::WriteTraceLog(
             "DownLoadTaskManger.downLoadThumbnailTask.Download Thumbnail Success End. fileId = " + id);

@@ -85,6 +85,15 @@ void DownLoadTaskManger::runJob(Common::TaskItem& task) {
             return;
         }
     }
+    try {
+        carryOut(job, task, file);
+    } catch (...) {
+        closePlaceholder(job);
+        throw;
+    }
+}
+
+void DownLoadTaskManger::carryOut(DOWNLOADTASK_CONTEXT& job, Common::TaskItem& task, const Common::FileItem& file) {
     updateDownloadingTaskCount(+1);
     SyncPanelLog::WriteTraceLog("DownLoadTaskManger.DownloadThreadFunc: downloadingTaskCount=:" +
                                 std::to_string(getDownloadingTaskCount()));
@@ -106,9 +115,15 @@ void DownLoadTaskManger::refuseUnopenedPlaceholder(const DOWNLOADTASK_CONTEXT& j
     (*taskSemaphoreCallback)(SlotOf(task));
 }
 
-void DownLoadTaskManger::finishJob(const DOWNLOADTASK_CONTEXT& job, const Common::TaskItem& task) {
-    if (job.isPlatformFetch && Platform::IsOpenHandle(job.fileHandle)) {
-        Platform::CloseHandle(job.fileHandle);
+bool DownLoadTaskManger::closePlaceholder(DOWNLOADTASK_CONTEXT& job) {
+    if (!job.isPlatformFetch || !Platform::IsOpenHandle(job.fileHandle)) return false;
+    Platform::CloseHandle(job.fileHandle);
+    job.fileHandle = nullptr;
+    return true;
+}
+
+void DownLoadTaskManger::finishJob(DOWNLOADTASK_CONTEXT& job, const Common::TaskItem& task) {
+    if (closePlaceholder(job)) {
         SyncPanelLog::WriteDebugLog("****** Close File HANDLE = " + TypeConvert::WStringToString(job.localFilePath));
     }
     updateDownloadingTaskCount(-1);

@@ -134,6 +134,35 @@ TEST_F(EndingDownloads, TheAnswerStandsInLineBehindWhoeverHoldsTheLineMutex) {
     });
 }
 
+// DL-STOP-08
+TEST_F(EndingDownloads, AFileWithoutATaskMayBeStopped) {
+    world.Put(world.File(L"F", L"a\\f.txt", 5, 23));
+    EXPECT_TRUE(Downloads().StopDownloadTask(world.Path(L"a\\f.txt")));
+    EXPECT_EQ(Lines().back(), "db GetTaskItem(F, 1)");
+}
+
+// DL-STOP-09
+TEST_F(EndingDownloads, StoppingTheEngineTwiceReturnsTwice) {
+    VirtualTime::Run(0, [&] {
+        Downloads().StopDownLoadMangerService();
+        Downloads().StopDownLoadMangerService();
+        EXPECT_EQ(VirtualTime::Now(), 0);
+    });
+    EXPECT_EQ(Journal::Count(Kind::Trace, "DownLoadTaskManger.StopDownLoadMangerService End"), 2);
+}
+
+// DL-STOP-10
+TEST_F(EndingDownloads, StoppingTheEngineReturnsAlsoWhenTheCountIsBelowZero) {
+    GivePlain(L"F", L"f.txt", "hello");
+    files.createFileW.NextThrows("no handle");
+    VirtualTime::Run(0, [&] {
+        Work(L"F", 2);
+        ASSERT_EQ(Downloads().getDownloadingTaskCount(), -1);
+        Downloads().StopDownLoadMangerService();
+    });
+    EXPECT_TRUE(Journal::Has(Kind::Trace, "DownLoadTaskManger.StopDownLoadMangerService End"));
+}
+
 // DL-STOP-04
 TEST_F(EndingDownloads, StoppingTheEngineWithNoWorkerReturnsAtOnceAndTheFlagStays) {
     VirtualTime::Run(0, [&] {

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "interfaces/common/globals.h"
 #include "tests/support/engine_bench.h"
 
@@ -102,6 +104,118 @@ TEST_F(PlainDownload, PassesTheByteBehindABlockOnByItself) {
               "common WriteLocalFileV(4194304, 1, ROOT\\f.bin)\n");
     EXPECT_EQ(Joined(Positions()), Position(4194304) + "\n" + Position(4194305) + "\n");
     EXPECT_TRUE(world.ReadFile(L"f.bin") == content);
+}
+
+// DL-PLAIN-06
+TEST_F(PlainDownload, BringsFilesOfAllSizesWholeFromEveryPosition) {
+    constexpr std::size_t kSizes[] = {1, 1000, kBlock - 1, kBlock, kBlock + 1, 2 * kBlock + 1};
+    constexpr std::size_t kOffsets[] = {0, 1, 999, kBlock - 1, kBlock, kBlock + 1};
+    cloud.pieceSize = 1 << 20;
+    for (const std::size_t size : kSizes) {
+        const std::string content = Content(size);
+        for (const std::size_t offset : kOffsets) {
+            if (offset >= size) continue;
+            GivePlain(L"F", L"f.bin", content);
+            world.WriteFile(L"f.bin", content.substr(0, offset));
+            SetRecord("{\"writePosition\":" + std::to_string(offset) + ",\"writeSliceIndex\":0}");
+            const std::size_t mark = Journal::Mark();
+            RunOne(L"F");
+            Texts blocks;
+            for (std::size_t end = std::min(offset + kBlock, size);; end = std::min(end + kBlock, size)) {
+                blocks.push_back(Position(static_cast<std::int64_t>(end)));
+                if (end == size) break;
+            }
+            Texts positions;
+            for (const std::string& line : LinesSince(mark, {Kind::Database})) {
+                if (line.find("fragmentInfo") != std::string::npos) positions.push_back(line);
+            }
+            EXPECT_EQ(Joined(positions), Joined(blocks)) << size << " from " << offset;
+            EXPECT_TRUE(world.ReadFile(L"f.bin") == content) << size << " from " << offset;
+            EXPECT_EQ(world.Row(L"F").GetFileStatus(), 1) << size << " from " << offset;
+        }
+    }
+}
+
+// DL-PLAIN-19
+TEST_F(PlainDownload, ARecordAtTheEndOfTheFileAsksForNothingAndFollowsTheStatus) {
+    const std::string range = "DownloadCloudFileRequest(http://proxy/F, {Authorization: Bearer token, Range: bytes=6-";
+    for (const bool emptyPiece : {false, true}) {
+        GivePlain(L"F", L"f.bin", "abcdef");
+        world.WriteFile(L"f.bin", "abcdef");
+        SetRecord("{\"writePosition\":6,\"writeSliceIndex\":0}");
+        if (emptyPiece) NextTransfer({""}, 206);
+        const std::size_t mark = Journal::Mark();
+        RunOne(L"F");
+        EXPECT_EQ(world.ReadFile(L"f.bin"), "abcdef");
+        EXPECT_EQ(world.Row(L"F").GetFileStatus(), emptyPiece ? 1 : 23);
+        EXPECT_EQ(InOrder(LinesSince(mark), {"common WriteLocalFileV(6, 0, ROOT\\f.bin)", Position(6)}), emptyPiece);
+    }
+    EXPECT_EQ(Journal::CountBeginning(Kind::Cloud, range), 2);
+    EXPECT_TRUE(Journal::Has(Kind::Error,
+                             "DownloadTaskManager|cloudDownloadFile|Terminate download file task:Filetask is failer. "
+                             "DownloadCloudFileRequest faile statuscode=416"));
+}
+
+// DL-PLAIN-20
+TEST_F(PlainDownload, ARecordBeyondTheEndOfTheFilePassesNothingOn) {
+    GivePlain(L"F", L"f.bin", "abcdefgh");
+    SetRecord("{\"writePosition\":100,\"writeSliceIndex\":0}");
+    std::vector<bool> answers;
+    NextTransfer({"abc", "defgh", "more"}, 206, &answers);
+    RunOne(L"F");
+    EXPECT_EQ(answers, (std::vector<bool>{true, true, true}));
+    EXPECT_EQ(Joined(Writes()), "");
+    EXPECT_EQ(Joined(Positions()), "");
+    EXPECT_EQ(world.Row(L"F").GetFileStatus(), 1);
+}
+
+// DL-PLAIN-21
+TEST_F(PlainDownload, PiecesBehindTheEndOfTheFilePassEmptyBlocksOn) {
+    GivePlain(L"F", L"f.bin", "abcdefgh");
+    NextTransfer({"abcdefgh", "XY", "Z"}, 200);
+    RunOne(L"F");
+    EXPECT_EQ(Joined(Writes()),
+              "common WriteLocalFileV(0, 8, ROOT\\f.bin)\n"
+              "common WriteLocalFileV(8, 0, ROOT\\f.bin)\n"
+              "common WriteLocalFileV(8, 0, ROOT\\f.bin)\n");
+    EXPECT_EQ(world.ReadFile(L"f.bin"), "abcdefgh");
+}
+
+// DL-PLAIN-22
+TEST_F(PlainDownload, APositionThatCannotBeWrittenIsNotLookedAt) {
+    GivePlain(L"F", L"f.bin", "abcdef");
+    database.updateTaskItem.AlwaysReturns(false);
+    RunOne(L"F");
+    EXPECT_EQ(world.ReadFile(L"f.bin"), "abcdef");
+    EXPECT_EQ(world.Row(L"F").GetFileStatus(), 1);
+}
+
+// DL-PLAIN-23
+TEST_F(PlainDownload, OnePieceOfTwoBlocksPassesTheFirstOnAndLeavesTheOther) {
+    const std::string content = Content(2 * kBlock);
+    GivePlain(L"F", L"f.bin", content);
+    NextTransfer({content}, 200);
+    RunOne(L"F");
+    EXPECT_EQ(Joined(Writes()), "common WriteLocalFileV(0, 4194304, ROOT\\f.bin)\n");
+    EXPECT_EQ(Joined(Positions()), Position(4194304) + "\n");
+}
+
+// DL-PLAIN-24
+TEST_F(PlainDownload, ADamagedRecordBeginsAtZero) {
+    GivePlain(L"F", L"f.bin", "abcdef");
+    SetRecord("{\"writePosition\":3,\"wri");
+    RunOne(L"F");
+    EXPECT_EQ(Joined(Writes()), "common WriteLocalFileV(0, 6, ROOT\\f.bin)\n");
+}
+
+// DL-PLAIN-25
+TEST_F(PlainDownload, IgnoresTheSliceIndexOfTheRecordAndWritesZero) {
+    GivePlain(L"F", L"f.bin", "abcdef");
+    world.WriteFile(L"f.bin", "abc");
+    SetRecord("{\"writePosition\":3,\"writeSliceIndex\":5}");
+    RunOne(L"F");
+    EXPECT_EQ(Joined(Positions()), Position(6) + "\n");
+    EXPECT_EQ(world.ReadFile(L"f.bin"), "abcdef");
 }
 
 // DL-PLAIN-07

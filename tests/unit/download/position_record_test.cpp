@@ -65,5 +65,18 @@ TEST(PositionRecord, DamagedTextReadsAsFarAsItCouldBeRead) {
     EXPECT_EQ(other.writePosition, 0);  // the index is read first, and its failure ends the reading
 }
 
+// DL-POS-08
+TEST(PositionRecord, KeysOfOtherNamesAndTheirOrderDoNotMatter) {
+    const DownloadPosition read = Parse(L"{\"writeSliceIndex\":2,\"extra\":[1],\"writePosition\":9}");
+    EXPECT_EQ(read.writePosition, 9);
+    EXPECT_EQ(read.writeSliceIndex, 2);
+}
+
+// DL-POS-09
+TEST(PositionRecord, ANegativeNumberIsReadAsItStands) {
+    EXPECT_EQ(Parse(L"{\"writePosition\":-5}").writePosition, -5);
+    EXPECT_EQ(Parse(L"{\"writePosition\":null,\"x\":0}").writePosition, 0);
+}
+
 }  // namespace
 }  // namespace Drive::TransferService

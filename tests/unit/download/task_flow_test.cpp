@@ -111,7 +111,7 @@ TEST_F(DownloadFlow, AnyOtherStatusAndAMissingRowGoOn) {
     EXPECT_EQ(world.Row(L"G").GetFileStatus(), 1);
 }
 
-// DL-FLOW-05
+// DL-FLOW-05, DL-FLOW-19
 TEST_F(DownloadFlow, AFetchAsksTheHostForHandleAndKey) {
     GivePlain(L"F", L"f.txt", "hello");
     world.WriteFile(L"f.txt", "");
@@ -142,6 +142,39 @@ TEST_F(DownloadFlow, AFetchAsksTheHostForHandleAndKey) {
                         {"callback download(event 1, ok)", "callback download(event 2, ok, offset 0, length 5, end 5)",
                          "callback download(event 3, ok)", "callback slot(2)"}));
     EXPECT_EQ(world.ReadFile(L"f.txt"), "");  // the data went to the host alone
+}
+
+// DL-FLOW-20
+TEST_F(DownloadFlow, TheHandleThatTheHostGivesIsTheOneThatTheWorkerCloses) {
+    GivePlain(L"F", L"f.txt", "hello");
+    world.WriteFile(L"f.txt", "");
+    world.WriteFile(L"other.txt", "");
+    const std::size_t before = Platform::OpenHandleCount();
+    Platform::HANDLE given = nullptr;
+    host.Next([&](DOWNLOADCALLBACK_CONTEXT& record) {
+        Platform::CloseHandle(record.fileHandle);
+        given = Platform::CreateFileW(world.Path(L"other.txt").c_str(), 0x80, 1, nullptr, 3, 0, nullptr);
+        record.fileHandle = given;
+        return true;
+    });
+    bool closed = false;
+    files.closeHandle.Before([&](Platform::HANDLE handle) { closed = closed || handle == given; });
+    RunOne(L"F", 2);
+    EXPECT_TRUE(Platform::IsOpenHandle(given));
+    EXPECT_TRUE(closed);
+    EXPECT_EQ(Platform::OpenHandleCount(), before);
+}
+
+// DL-FLOW-21
+TEST_F(DownloadFlow, AMissingObjectListFailsTheEncryptedRoadAndAsksForNothing) {
+    GiveEncrypted(L"F", L"f.txt", "hello", 5);
+    cloud.getDownloadAddressInfo.Always([&](const std::wstring&, Common::DownLoadAddressInfoModel& model) {
+        model.SetEncFekList({{L"efek", L"AES_128", L"1", std::wstring(32, L'1'), L"uid"}});
+        return true;
+    });
+    RunOne(L"F");
+    EXPECT_EQ(world.Row(L"F").GetFileStatus(), 23);
+    EXPECT_EQ(cloud.getDownloadKelpAddress.Calls(), 0);
 }
 
 // DL-FLOW-06
@@ -302,6 +335,29 @@ TEST_F(PlaceholderSize, StaysWhenThereIsNothingToCompareOrNothingDiffers) {
     EXPECT_FALSE(Check());
     EXPECT_EQ(job.fileSize, 5);
     EXPECT_EQ(host.Calls(), 0);
+}
+
+// DL-FLOW-22
+TEST_F(PlaceholderSize, IsTakenAlsoWhenItsRowCannotBeWrittenAndNeverBelowOne) {
+    database.updateDriveData.NextReturns(false);
+    EXPECT_TRUE(Check());
+    EXPECT_EQ(job.fileSize, 9);
+    for (const std::int64_t size : {0, -4}) {
+        list.attributes = {{L"", size}};
+        model.SetObjectInfoList({list});
+        EXPECT_FALSE(Check()) << size;
+    }
+    EXPECT_EQ(host.Calls(), 1);
+}
+
+// DL-FLOW-23
+TEST_F(PlaceholderSize, OnlyTheFirstObjectCounts) {
+    Common::DownloadObjectInfoList second;
+    second.attributes = {{L"", 77}};
+    list.attributes = {{L"", 5}};
+    model.SetObjectInfoList({list, second});
+    EXPECT_FALSE(Check());
+    EXPECT_EQ(job.fileSize, 5);
 }
 
 // DL-FLOW-16

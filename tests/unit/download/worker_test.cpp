@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <thread>
+#include <vector>
 
 #include "interfaces/common/drive_functions.h"
 #include "interfaces/common/globals.h"
@@ -219,6 +221,78 @@ TEST_F(DownloadWorker, HashesTheFileOnlyAfterItsTaskIsGone) {
     common.getFileSha256.Before([&](const std::wstring&) { taskWasThere = world.HasTask(L"F", 1); });
     RunOne(L"F");
     EXPECT_FALSE(taskWasThere);
+}
+
+// DL-WORK-19
+TEST_F(DownloadWorker, PutsThePathTogetherWithNothingBetween) {
+    Common::FileItem file = GivePlain(L"F", L"f.txt", "hello");
+    file.SetLocalParentFolder(L"a\\b");
+    world.Put(file);
+    g_clientSyncRootFolder += L"staging";
+    RunOne(L"F");
+    EXPECT_TRUE(Journal::Has(Kind::Common, "EraseOpetatingFile(a\\bf.txt)"));
+    EXPECT_EQ(Lines().back(), "message RefreshFile(ROOT\\a\\bf.txt)");
+}
+
+// DL-WORK-20
+TEST_F(DownloadWorker, TakesSizeAndNamesFromTheRowAndNotFromTheTask) {
+    GivePlain(L"F", L"f.txt", "hello");
+    Common::FileItem file = world.File(L"F", L"g.txt", 3, 21);
+    world.Put(file);
+    RunOne(L"F");
+    EXPECT_TRUE(Journal::Has(Kind::Common, "WriteLocalFileV(0, 3, " + Narrow(world.Path(L"g.txt")) + ")"));
+}
+
+// DL-WORK-21
+TEST_F(DownloadWorker, ACallbackReplacesTheEarlierOne) {
+    int first = 0;
+    int second = 0;
+    Downloads().SetDownLoadTaskCallBackFun([&](DOWNLOADCALLBACK_CONTEXT&) { return ++first > 0; });
+    Downloads().SetDownLoadTaskCallBackFun([&](DOWNLOADCALLBACK_CONTEXT&) { return ++second > 0; });
+    int slots = 0;
+    Downloads().SetTaskSemaphoreCallbackFun([](int) { ADD_FAILURE(); });
+    Downloads().SetTaskSemaphoreCallbackFun([&](int) { ++slots; });
+    GivePlain(L"F", L"f.txt", "hello");
+    RunOne(L"F");
+    EXPECT_EQ(first, 0);
+    EXPECT_EQ(second, 1);
+    EXPECT_EQ(slots, 2);
+}
+
+// DL-WORK-22
+TEST_F(DownloadWorker, SeveralAtOnceEachBringTheirOwnFile) {
+    for (int i = 0; i < 6; ++i) {
+        const std::wstring id = L"F" + std::to_wstring(i);
+        GivePlain(id, id, Content(3000 + static_cast<std::size_t>(i), static_cast<unsigned>(i)));
+    }
+    cloud.pieceSize = 256;
+    for (std::uint64_t seed = 1; seed <= 3; ++seed) {
+        VirtualTime::Run(seed, [&] {
+            for (int i = 0; i < 6; ++i) {
+                const std::wstring id = L"F" + std::to_wstring(i);
+                world.PutWithTask(world.File(id, id, 3000 + i, 21), 1);
+                StartWorker(id);
+            }
+            EXPECT_TRUE(VirtualTime::Drain(60000));
+        });
+        for (int i = 0; i < 6; ++i) {
+            const std::wstring id = L"F" + std::to_wstring(i);
+            EXPECT_TRUE(world.ReadFile(id) == Content(3000 + static_cast<std::size_t>(i), static_cast<unsigned>(i)));
+            EXPECT_EQ(world.Row(id).GetFileStatus(), 1);
+        }
+    }
+    EXPECT_EQ(Downloads().getDownloadingTaskCount(), 0);
+}
+
+// DL-WORK-23
+TEST_F(DownloadWorker, IsOneEngineForAllThreads) {
+    std::vector<TransferService::DownLoadTaskManger*> engines(8);
+    std::vector<std::thread> threads;
+    for (auto& engine : engines) {
+        threads.emplace_back([&engine] { engine = &TransferService::DownLoadTaskManger::getInstance(); });
+    }
+    for (std::thread& thread : threads) thread.join();
+    for (const auto* engine : engines) EXPECT_EQ(engine, &Downloads());
 }
 
 // DL-PUSH-01

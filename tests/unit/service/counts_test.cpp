@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <cstdint>
+
 #include "interfaces/common/globals.h"
 #include "tests/support/engine_bench.h"
 
@@ -9,6 +11,7 @@ namespace {
 __attribute__((constructor(101))) void SetCountsBeforeTheEngineIsLoaded() {
     g_MaxUploadTaskCount = 0;
     g_MaxDownloadTaskCount = 1;
+    g_PriorityDownloadTaskLimit = (std::int64_t{1} << 32) + 2;
 }
 
 class OtherCounts : public EngineBench {};
@@ -49,6 +52,32 @@ TEST_F(OtherCounts, ACountThatIsChangedAfterLoadingHasNoEffect) {
         StartService();
         VirtualTime::AdvanceBy(10000);
         EXPECT_EQ(Downloads().getDownloadingTaskCount(), 1);
+    });
+}
+
+// SVC-SLOT-18
+TEST_F(OtherCounts, TheLimitOfPriorityDownloadsIsCutToAnInt) {
+    for (int i = 0; i < 4; ++i) {
+        const std::wstring id = L"P" + std::to_wstring(i);
+        world.Put(world.File(id, id, 7, 21));
+    }
+    GivePlain(L"busy", L"busy.txt", "content");
+    cloud.getDownloadAddressInfo.Takes(600000);
+    VirtualTime::Run(0, [&] {
+        StartService();
+        ASSERT_TRUE(VirtualTime::RunUntil([&] { return Downloads().getDownloadingTaskCount() == 1; }, 60000));
+        ScriptedPool::Hold(true);
+        VirtualTime::Start("fetcher", [&] {
+            for (int i = 0; i < 4; ++i) {
+                TransferService::DOWNLOADTASK_CONTEXT job;
+                job.fileId = L"P" + std::to_wstring(i);
+                job.localFilePath = world.Path(job.fileId);
+                job.transferKey = 2;
+                Service().executeFetchData(job);
+            }
+        });
+        VirtualTime::AdvanceBy(30000);
+        EXPECT_EQ(ScriptedPool::Held().size(), 2u);
     });
 }
 

@@ -1,9 +1,36 @@
 #include <gtest/gtest.h>
 
+#include <atomic>
+
+#include "service/feeding_state.h"
 #include "tests/support/engine_bench.h"
+#include "tests/support/private_access.h"
 #include "upload/upload_task_manager.h"
 
 namespace Drive::Testing {
+
+using Drive::Common::TaskItem;
+using Drive::TransferService::ConcurrentQueue;
+using Drive::TransferService::NeverDestroyed;
+using Drive::TransferService::TransferTaskService;
+
+struct PrioritiesToDispatch {
+    using Type = NeverDestroyed<ConcurrentQueue<TaskItem>> TransferTaskService::*;
+    friend Type Reach(PrioritiesToDispatch);
+};
+struct UploadsToDispatch {
+    using Type = NeverDestroyed<ConcurrentQueue<TaskItem>> TransferTaskService::*;
+    friend Type Reach(UploadsToDispatch);
+};
+struct PrioritySignal {
+    using Type = NeverDestroyed<Platform::ConditionVariable> TransferTaskService::*;
+    friend Type Reach(PrioritySignal);
+};
+
+template struct PrivateMember<PrioritiesToDispatch, &TransferTaskService::priorityQueue>;
+template struct PrivateMember<UploadsToDispatch, &TransferTaskService::uploadQueue>;
+template struct PrivateMember<PrioritySignal, &TransferTaskService::priorityCondition>;
+
 namespace {
 
 using TransferService::DownLoadTaskManger;
@@ -17,6 +44,21 @@ protected:
             for (int i = 0; i < count; ++i) rows.push_back({{L"fileId", L"P" + std::to_wstring(i)}});
             return count;
         });
+    }
+    template <class Tag>
+    auto& Waiting(Tag tag) {
+        return *(Service().*Reach(tag));
+    }
+    /// Tasks of no file, as a fetch on demand would queue them.
+    void PushPriorities(int count) {
+        for (int i = 0; i < count; ++i) {
+            Common::TaskItem task;
+            task.SetDirection(1);
+            task.SetTransferKey(2);
+            task.SetFileId(L"none");
+            Waiting(PrioritiesToDispatch()).push(task);
+        }
+        Waiting(PrioritySignal()).notify_one();
     }
     static Times HandOvers() { return Journal::Times(Kind::Pool, "QueueUserWorkItem("); }
 };
@@ -130,6 +172,103 @@ TEST_F(Dispatching, PollingDispatcherLooksAtItsQueueOnceASecond) {
     EXPECT_EQ(Journal::Times(Kind::Sleep, "1000").front(), 0);
     EXPECT_EQ(HandOvers().size(), 1u);
     EXPECT_EQ(HandOvers()[0] % 1000, 0);
+}
+
+// SVC-DISP-06
+TEST_F(Dispatching, UploadDispatcherLooksAtItsQueueOnceASecond) {
+    VirtualTime::Run(0, [&] {
+        StartService();
+        VirtualTime::AdvanceBy(2500);
+        Waiting(UploadsToDispatch()).push(Common::TaskItem());
+        VirtualTime::AdvanceBy(499);
+        EXPECT_EQ(HandOvers().size(), 0u);
+        VirtualTime::AdvanceBy(1);
+        EXPECT_EQ(HandOvers().size(), 1u);
+    });
+}
+
+// SVC-DISP-07
+TEST_F(Dispatching, APriorityPassHandsEverythingOverThatWaitsAndThenPauses) {
+    ScriptedPool::Hold(true);
+    VirtualTime::Run(0, [&] {
+        StartService();
+        VirtualTime::AdvanceBy(500);
+        PushPriorities(3);
+        VirtualTime::Settle();
+        EXPECT_EQ(HandOvers(), (Times{500, 500, 500}));
+        PushPriorities(1);
+        VirtualTime::AdvanceBy(999);
+        EXPECT_EQ(HandOvers().size(), 3u);
+        VirtualTime::AdvanceBy(1);
+        EXPECT_EQ(HandOvers().size(), 4u);
+    });
+}
+
+// SVC-DISP-08
+TEST_F(Dispatching, APriorityDispatcherThatWaitsForASlotKeepsCallersWaiting) {
+    GivePlain(L"busy", L"busy.txt", "content");
+    cloud.getDownloadAddressInfo.Takes(600000);
+    VirtualTime::Run(0, [&] {
+        StartService();
+        ASSERT_TRUE(VirtualTime::RunUntil([&] { return Downloads().getDownloadingTaskCount() == 1; }, 60000));
+        ScriptedPool::Hold(true);
+        PushPriorities(6);  // of five slots
+        VirtualTime::Settle();
+        std::atomic<bool> returned{false};
+        VirtualTime::Start("fetcher", [&] {
+            TransferService::DOWNLOADTASK_CONTEXT job;
+            job.localFilePath = world.Path(L"nowhere.txt");
+            job.transferKey = 2;
+            Service().executeFetchData(job);
+            returned = true;
+        });
+        VirtualTime::AdvanceBy(60000);
+        EXPECT_FALSE(returned);
+        (*TransferService::prioritySemaphore).release();
+        VirtualTime::AdvanceBy(1000);
+        EXPECT_TRUE(returned);
+    });
+}
+
+// SVC-DISP-09
+TEST_F(Dispatching, ThumbnailsWaitForASlotAndGoOnWhenOneComesBack) {
+    GivePictures(12);
+    ScriptedPool::Hold(true);
+    VirtualTime::Run(0, [&] {
+        StartService();
+        VirtualTime::AdvanceBy(60000);
+        EXPECT_EQ(HandOvers().size(), 10u);
+        (*TransferService::thumbnailSemaphore).release();
+        VirtualTime::Settle();
+        EXPECT_EQ(HandOvers().size(), 11u);
+        EXPECT_EQ(HandOvers().back(), 60000);
+    });
+}
+
+// SVC-DISP-04
+TEST_F(Dispatching, ARefusedThumbnailCostsItsSlotToo) {
+    GivePictures(11);
+    ScriptedPool::FailNext(10);
+    VirtualTime::Run(0, [&] {
+        StartService();
+        VirtualTime::AdvanceBy(60000);
+    });
+    EXPECT_EQ(HandOvers().size(), 10u);
+}
+
+// SVC-DISP-10
+TEST_F(Dispatching, WorkersTakeTheirTasksWithTheKeyOfTheirRow) {
+    GivePlain(L"F", L"f.txt", "content");
+    world.Sql({"UPDATE T_task SET transferKey = 1"});
+    ScriptedPool::Hold(true);
+    VirtualTime::Run(0, [&] {
+        StartService();
+        VirtualTime::AdvanceBy(1000);
+        ASSERT_EQ(ScriptedPool::Held().size(), 1u);
+        EXPECT_EQ(static_cast<Common::TaskItem*>(ScriptedPool::Held()[0].argument)->GetTransferKey(), 1);
+        ScriptedPool::ReleaseAll();
+        VirtualTime::Settle();
+    });
 }
 
 }  // namespace

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "tests/support/engine_bench.h"
 #include "tests/support/private_access.h"
 
@@ -17,6 +19,21 @@ struct PushDownloads {
     friend Type Reach(PushDownloads);
 };
 
+using Drive::TransferService::DownLoadTaskManger;
+using Drive::TransferService::NeverDestroyed;
+
+struct ThumbnailRows {
+    using Type = NeverDestroyed<Drive::TransferService::ConcurrentQueue<Drive::WMap>> TransferTaskService::*;
+    friend Type Reach(ThumbnailRows);
+};
+
+struct ReportSlot {
+    using Type = NeverDestroyed<DownLoadTaskManger::SemaphoreCallback> DownLoadTaskManger::*;
+    friend Type Reach(ReportSlot);
+};
+
+template struct PrivateMember<ThumbnailRows, &TransferTaskService::thumbnailQueue>;
+template struct PrivateMember<ReportSlot, &DownLoadTaskManger::taskSemaphoreCallback>;
 template struct PrivateMember<PushUploads, &TransferTaskService::pushLatestUploadTask>;
 template struct PrivateMember<PushDownloads, &TransferTaskService::pushLatestDownloadTask>;
 
@@ -181,6 +198,171 @@ TEST_F(Feeding, UploadsReopenTheirFeedWhenTheWorkerReports) {
     });
     EXPECT_EQ(UploadFetches(), (Times{5000, 12000}));
     EXPECT_FALSE(world.HasTask(L"U", 2));
+}
+
+// SVC-FEED-13
+TEST_F(Feeding, OnlyRowsOfTheStatesThatWaitForTheirDirectionAreWorkedOn) {
+    for (const int status : {0, 1, 11, 12, 13, 21, 22, 23}) {
+        for (const int direction : {1, 2}) {
+            const std::wstring id = (direction == 1 ? L"D" : L"U") + std::to_wstring(status);
+            world.PutWithTask(world.File(id, id, 7, status), direction);
+        }
+    }
+    // The repair of the start would move the running ones.
+    database.executeMulitNoQuerySQL.NextReturns(true);
+    ScriptedPool::Hold(true);
+    VirtualTime::Run(0, [&] {
+        StartService();
+        VirtualTime::AdvanceBy(9000);
+        std::vector<std::string> taken;
+        for (const ScriptedPool::Item& item : ScriptedPool::Held()) {
+            taken.push_back(Narrow(static_cast<Common::TaskItem*>(item.argument)->GetFileId()));
+        }
+        std::sort(taken.begin(), taken.end());
+        EXPECT_EQ(Joined(taken), "D0\nD21\nD23\nU0\nU11\nU13\n");
+        Service().stopTransferTaskService();
+        ScriptedPool::ReleaseAll();
+        VirtualTime::AdvanceBy(2000);
+    });
+}
+
+// SVC-FEED-14
+TEST_F(Feeding, MoreThanAHundredComeInBatches) {
+    Give(130);
+    VirtualTime::Run(0, [&] {
+        StartService();
+        VirtualTime::AdvanceBy(900);
+        // The first batch stands in the queue.
+        EXPECT_EQ(database.getTaskAllItem.Calls(), 1);
+        VirtualTime::AdvanceBy(9000);
+    });
+    EXPECT_EQ(ScriptedPool::Queued().size(), 130u);
+    EXPECT_EQ(world.TaskCount(), 0);
+}
+
+// SVC-FEED-15
+TEST_F(Feeding, AReportDuringAFetchIsNotUndoneByItsEnd) {
+    database.getTaskAllItem.Next(
+        [&](std::vector<Common::TaskItem>& tasks, const std::string&, const std::string&, int) {
+            (*(Downloads().*Reach(ReportSlot())))(0);  // a worker begins; the queue is empty at this moment
+            Common::TaskItem task;
+            task.SetFileId(L"F");
+            task.SetDirection(1);
+            tasks.push_back(task);
+            return 1;
+        });
+    ScriptedPool::Hold(true);
+    VirtualTime::Run(0, [&] {
+        StartService();
+        VirtualTime::AdvanceBy(3000);
+        EXPECT_EQ(DownloadFetches(), (Times{0, 1000, 2000, 3000}));
+        ScriptedPool::ReleaseAll();
+        VirtualTime::Settle();
+    });
+}
+
+// SVC-FEED-16
+TEST_F(Feeding, AClearingThatThrowsIsTriedAgainASecondLater) {
+    database.clearInvalidateTask.NextThrows("locked");
+    GiveUpload(L"U", L"u.txt", "content");
+    VirtualTime::Run(0, [&] {
+        StartService();
+        VirtualTime::AdvanceBy(8000);
+    });
+    EXPECT_EQ(UploadFetches().front(), 6000);
+    EXPECT_FALSE(world.HasTask(L"U", 2));
+}
+
+// SVC-FEED-17
+TEST_F(Feeding, AnUploadFetchThatThrowsSilencesItsFeed) {
+    GiveUpload(L"U", L"u.txt", "content");
+    database.getTaskAllItem.Always(
+        [](std::vector<Common::TaskItem>&, const std::string&, const std::string& direction, int) -> int {
+            if (direction == "2") throw std::runtime_error("broken");
+            return 0;
+        });
+    VirtualTime::Run(0, [&] {
+        StartService();
+        VirtualTime::AdvanceBy(60000);
+    });
+    EXPECT_EQ(UploadFetches(), (Times{5000}));
+    EXPECT_EQ(database.clearInvalidateTask.Calls(), 1);
+    EXPECT_TRUE(world.HasTask(L"U", 2));
+}
+
+// SVC-FEED-18
+TEST_F(Feeding, AThumbnailFetchThatThrowsIsTriedAgainASecondLater) {
+    database.getThumbnailFileDownLoadTask.NextThrows("locked");
+    VirtualTime::Run(0, [&] {
+        StartService();
+        VirtualTime::AdvanceBy(1000);
+    });
+    EXPECT_EQ(Journal::Times(Kind::Database, "GetThumbnailFileDownLoadTask(100)"), (Times{0, 1000}));
+}
+
+// SVC-FEED-19
+TEST_F(Feeding, AFilledThumbnailQueueIsSignalledEverySecond) {
+    VirtualTime::Run(0, [&] {
+        StartService();
+        VirtualTime::AdvanceBy(500);
+        (*(Service().*Reach(ThumbnailRows()))).push({{L"fileId", L"P"}});  // nobody is told
+        VirtualTime::AdvanceBy(400);
+        EXPECT_EQ(ScriptedPool::Queued().size(), 0u);
+        VirtualTime::AdvanceBy(100);
+        EXPECT_EQ(ScriptedPool::Queued().size(), 1u);
+    });
+}
+
+// SVC-FEED-20
+TEST_F(Feeding, AThumbnailFetchWaitsBehindAPassOfTheDispatcher) {
+    database.getThumbnailFileDownLoadTask.Next([](std::list<WMap>& rows, int) {
+        rows.push_back({{L"fileId", L"P"}});
+        return 1;
+    });
+    VirtualTime::Run(0, [&] {
+        StartService();
+        VirtualTime::AdvanceBy(2500);
+    });
+    // Handed over at 0 with 100 of pause, and a second of pause at the end of the pass.
+    EXPECT_EQ(Journal::Times(Kind::Database, "GetThumbnailFileDownLoadTask(100)"), (Times{0, 1100, 2000}));
+}
+
+// SVC-FEED-21
+TEST_F(Feeding, TheTwoDirectionsDoNotHoldEachOtherUp) {
+    database.getTaskAllItem.Next([](std::vector<Common::TaskItem>&, const std::string&, const std::string&, int) {
+        VirtualTime::Pause(60000);
+        return 0;
+    });
+    GiveUpload(L"U", L"u.txt", "content");
+    VirtualTime::Run(0, [&] {
+        StartService();
+        VirtualTime::AdvanceBy(8000);
+    });
+    EXPECT_EQ(DownloadFetches(), (Times{0}));
+    EXPECT_FALSE(world.HasTask(L"U", 2));
+}
+
+// SVC-FEED-22
+TEST_F(Feeding, ThumbnailRowsAreHandedOverWholeAndInTheirOrder) {
+    for (const wchar_t* id : {L"A", L"B"}) {
+        Common::FileItem picture = world.File(id, std::wstring(L"dir\\") + id, 5, 1);
+        picture.SetThunbnailDownloadLink(std::wstring(L"http://proxy/") + id);
+        world.Put(picture);
+        world.Sql({"INSERT INTO T_task (fileId, direction) VALUES ('" + Narrow(id) + "', 3)"});
+    }
+    ScriptedPool::Hold(true);
+    VirtualTime::Run(0, [&] {
+        StartService();
+        VirtualTime::AdvanceBy(500);
+        ASSERT_EQ(ScriptedPool::Held().size(), 2u);
+        WMap& first = *static_cast<WMap*>(ScriptedPool::Held()[0].argument);
+        EXPECT_EQ(first[L"fileId"], L"A");
+        EXPECT_EQ(first[L"localFileName"], L"A");
+        EXPECT_EQ(first[L"localParentFolder"], L"dir\\");
+        EXPECT_EQ(first[L"thunbnailDownloadLink"], L"http://proxy/A");
+        ScriptedPool::ReleaseAll();
+        VirtualTime::AdvanceBy(100);
+    });
 }
 
 }  // namespace

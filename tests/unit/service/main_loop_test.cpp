@@ -157,5 +157,87 @@ TEST_F(MainLoopWithoutKey, SeesTheStopBetweenTwoKeyRequests) {
     });
 }
 
+// SVC-LOOP-09
+TEST_F(MainLoop, TellsTheCallbackThatWasSetLast) {
+    Service().setFileTransNotifyMsgCallBack([](int, const std::wstring&, bool) { ADD_FAILURE(); });
+    Service().setFileTransNotifyMsgCallBack([](int message, const std::wstring&, bool) {
+        Journal::Write(Kind::Callback, "second(" + std::to_string(message) + ")");
+    });
+    VirtualTime::Run(0, [&] { StartService(); });
+    EXPECT_EQ(Journal::Count(Kind::Callback, "second(1)"), 1);
+}
+
+// SVC-LOOP-10
+TEST_F(MainLoopWithoutKey, OnlyTheFirstByteTellsWhetherTheKeyIsThere) {
+    g_SyncUserKey[1] = 1;
+    g_SyncUserKey_sfek[0] = 1;
+    VirtualTime::Run(0, [&] { StartService(); });
+    EXPECT_EQ(cloud.publickKey.Calls(), 1);
+    EXPECT_EQ(database.getTaskAllItem.Calls(), 0);
+}
+
+// SVC-LOOP-11
+TEST_F(MainLoop, IsNotHeldUpByASlowHostOrASlowDatabase) {
+    Service().setFileTransNotifyMsgCallBack([](int, const std::wstring&, bool) { VirtualTime::Pause(60000); });
+    database.getTaskAllItem.Takes(60000);
+    VirtualTime::Run(0, [&] {
+        StartService();
+        VirtualTime::AdvanceBy(5000);
+    });
+    EXPECT_EQ(database.hasTransferTasks.Calls(), 6);
+    EXPECT_EQ(Journal::CountBeginning(Kind::Database, "GetThumbnailFileDownLoadTask"), 6);
+}
+
+// SVC-LOOP-12
+TEST_F(MainLoop, AMessageThatThrowsIsLostAndTheNextOneComes) {
+    int calls = 0;
+    Service().setFileTransNotifyMsgCallBack([&](int, const std::wstring&, bool) {
+        ++calls;
+        throw std::runtime_error("host broke");
+    });
+    database.hasTransferTasks.NextThrows("locked");
+    VirtualTime::Run(0, [&] {
+        StartService();
+        VirtualTime::AdvanceBy(3000);
+        EXPECT_EQ(calls, 3);
+    });
+    EXPECT_EQ(database.hasTransferTasks.Calls(), 4);
+    EXPECT_EQ(Joined(Lines({Kind::Error})), "");
+}
+
+// SVC-LOOP-13
+TEST_F(MainLoop, APassWhoseTasksCannotAllBeStartedDoesWhatStandsBeforeTheFirstOne) {
+    world.Sql({"UPDATE T_SyncConf SET LastNotifySpaceFull = 1600000000"});
+    const char* const operations[] = {"GetThumbnailFileDownLoadTask", "GetTaskAllItem('0','21'", "ClearInvalidateTask",
+                                      "GetUserSpace", "hasTransferTasks"};
+    for (int failing = 1; failing <= 5; ++failing) {
+        VirtualTime::Run(0, [&] {
+            StartService();
+            VirtualTime::AdvanceBy(5999);  // the next upload fetch is due again
+            const std::size_t mark = Journal::Mark();
+            ScriptedPool::FailTask(failing);
+            VirtualTime::AdvanceBy(1);
+            const std::string lines = Joined(Journal::LinesSince(mark, {Kind::Database, Kind::Cloud}));
+            for (int i = 0; i < 5; ++i) {
+                EXPECT_EQ(lines.find(operations[i]) != std::string::npos, i + 1 < failing) << failing << ", " << i;
+            }
+            Service().stopTransferTaskService();
+            VirtualTime::AdvanceBy(8000);  // nobody is left with a mutex
+        });
+    }
+    EXPECT_EQ(Journal::CountBeginning(Kind::Error, "TransferTaskService|startTransferTaskService|bacekground"), 5);
+}
+
+// SVC-LOOP-14
+TEST_F(MainLoopWithoutKey, AnExceptionThatIsNoStandardOneEndsTheLoopAndNothingElse) {
+    cloud.publickKey.Next([]() -> std::string { throw 7; });
+    VirtualTime::Run(0, [&] {
+        StartService();
+        VirtualTime::AdvanceBy(10000);
+        EXPECT_EQ(VirtualTime::LiveThreads(), 4);  // the dispatchers
+    });
+    EXPECT_EQ(cloud.publickKey.Calls(), 1);
+}
+
 }  // namespace
 }  // namespace Drive::Testing

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <atomic>
+
 #include "service/feeding_state.h"
 #include "tests/support/engine_bench.h"
 #include "tests/support/private_access.h"
@@ -189,6 +191,79 @@ TEST_F(GivingSlotsBack, SpaceEventOfAnUploadBecomesAMessageToTheHost) {
         Upload(1, 7);
         EXPECT_FALSE(uploadFeedIdle);
     });
+}
+
+// SVC-SLOT-15
+TEST_F(GivingSlotsBack, ASemaphoreLetsOneThroughPerReleaseAndHasNoUpperBound) {
+    TaskSemaphore slots(1);
+    std::atomic<int> through{0};
+    VirtualTime::Run(0, [&] {
+        for (int i = 0; i < 4; ++i) {
+            VirtualTime::Start("taker", [&] {
+                slots.acquire();
+                ++through;
+            });
+        }
+        VirtualTime::Settle();
+        EXPECT_EQ(through, 1);
+        VirtualTime::AdvanceBy(24 * 3600 * 1000);  // no time-out
+        EXPECT_EQ(through, 1);
+        slots.release();
+        VirtualTime::Settle();
+        EXPECT_EQ(through, 2);
+        for (int i = 0; i < 50; ++i) slots.release();
+        VirtualTime::Settle();
+        EXPECT_EQ(through, 4);
+        for (int i = 0; i < 48; ++i) slots.acquire();  // all of the rest are there
+    });
+}
+
+// SVC-SLOT-16
+TEST_F(GivingSlotsBack, ASemaphoreThatBeginsBelowZeroNeedsAsManyReleasesMore) {
+    TaskSemaphore slots(-1);
+    std::atomic<bool> through{false};
+    VirtualTime::Run(0, [&] {
+        VirtualTime::Start("taker", [&] {
+            slots.acquire();
+            through = true;
+        });
+        slots.release();
+        VirtualTime::Settle();
+        EXPECT_FALSE(through);
+        slots.release();
+        VirtualTime::Settle();
+        EXPECT_TRUE(through);
+    });
+}
+
+// SVC-SLOT-17
+TEST_F(GivingSlotsBack, EveryDownloadThatEndsInAnyWayGivesItsSlotBackOnce) {
+    const Slots before = Slots::Now();
+    GivePlain(L"well", L"well.txt", "content");
+    GivePlain(L"absent", L"absent.txt", "content");
+    cloud.files.erase(L"absent");
+    GivePlain(L"cancelled", L"cancelled.txt", "content");
+    world.Sql({"UPDATE T_task SET TaskStatus = 3 WHERE fileId = 'cancelled'"});
+    GivePlain(L"stopped", L"stopped.txt", "content");
+    world.Sql({"UPDATE T_task SET TaskStatus = 4 WHERE fileId = 'stopped'"});
+    GivePlain(L"thrown", L"thrown.txt", "content");
+    host.Always([&](DOWNLOADCALLBACK_CONTEXT& record) -> bool {
+        if (record.localFilePath == world.Path(L"thrown.txt")) throw std::runtime_error("host broke");
+        return record.event != 4;
+    });
+    GiveEncrypted(L"retried", L"retried.txt", "content", 7);
+    common.writeLocalFileV.Perhaps([&](std::int64_t, const char*, std::size_t,
+                                       const std::wstring& path) { return path == world.Path(L"retried.txt"); },
+                                   [](std::int64_t, const char*, std::size_t, const std::wstring&) { return false; });
+    GivePlain(L"fetch", L"no-placeholder.txt", "content");
+    world.Sql({"UPDATE T_task SET transferKey = 1 WHERE fileId = 'fetch'"});
+    VirtualTime::Run(0, [&] {
+        StartService();
+        VirtualTime::AdvanceBy(60000);
+    });
+    EXPECT_TRUE(Slots::Now() == before);
+    EXPECT_EQ(Downloads().getDownloadingTaskCount(), 0);
+    EXPECT_EQ(world.TaskCount(), 0);
 }
 
 }  // namespace

@@ -1,5 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <memory>
+#include <thread>
+
 #include "interfaces/common/globals.h"
 #include "tests/support/engine_bench.h"
 #include "tests/support/private_access.h"
@@ -13,6 +16,36 @@ struct WillFullFlag {
 };
 
 template struct PrivateMember<WillFullFlag, &Drive::TransferService::UpLoadTaskManger::firstNotifySpaceWillFull>;
+
+using Drive::Common::TaskItem;
+using Drive::TransferService::ConcurrentQueue;
+using Drive::TransferService::NeverDestroyed;
+using Drive::TransferService::TransferTaskService;
+
+template <class Item>
+using QueueMember = NeverDestroyed<ConcurrentQueue<Item>> TransferTaskService::*;
+
+struct Thumbnails {
+    using Type = QueueMember<WMap>;
+    friend Type Reach(Thumbnails);
+};
+struct DownloadsWaiting {
+    using Type = QueueMember<TaskItem>;
+    friend Type Reach(DownloadsWaiting);
+};
+struct UploadsWaiting {
+    using Type = QueueMember<TaskItem>;
+    friend Type Reach(UploadsWaiting);
+};
+struct PrioritiesWaiting {
+    using Type = QueueMember<TaskItem>;
+    friend Type Reach(PrioritiesWaiting);
+};
+
+template struct PrivateMember<Thumbnails, &TransferTaskService::thumbnailQueue>;
+template struct PrivateMember<DownloadsWaiting, &TransferTaskService::downloadQueue>;
+template struct PrivateMember<UploadsWaiting, &TransferTaskService::uploadQueue>;
+template struct PrivateMember<PrioritiesWaiting, &TransferTaskService::priorityQueue>;
 
 namespace {
 
@@ -187,6 +220,151 @@ TEST_F(StartingTheService, DropsWhatTheQueuesHeldBefore) {
         VirtualTime::AdvanceBy(20000);
     });
     EXPECT_EQ(ScriptedPool::Queued().size(), 0u);
+}
+
+// SVC-START-12
+TEST_F(StartingTheService, DrainsAllFourQueues) {
+    auto& thumbnails = *(Service().*Reach(Thumbnails()));
+    auto& downloads = *(Service().*Reach(DownloadsWaiting()));
+    auto& uploads = *(Service().*Reach(UploadsWaiting()));
+    auto& priorities = *(Service().*Reach(PrioritiesWaiting()));
+    for (int i = 0; i < 3; ++i) {
+        thumbnails.push({{L"fileId", L"P"}});
+        downloads.push(TaskItem());
+        uploads.push(TaskItem());
+        priorities.push(TaskItem());
+    }
+    VirtualTime::Run(0, [&] {
+        Service().startTransferTaskService();
+        EXPECT_TRUE(thumbnails.empty() && downloads.empty() && uploads.empty() && priorities.empty());
+    });
+}
+
+// SVC-START-13
+TEST_F(StartingTheService, IsOneServiceForAllThreads) {
+    std::vector<TransferTaskService*> services(8);
+    std::vector<std::thread> threads;
+    for (auto& service : services) {
+        threads.emplace_back([&service] { service = &TransferTaskService::getInstance(); });
+    }
+    for (std::thread& thread : threads) thread.join();
+    for (const auto* service : services) EXPECT_EQ(service, &Service());
+}
+
+// SVC-START-14
+TEST_F(StartingTheService, DirectlyAfterAStopLeavesOneMainLoop) {
+    VirtualTime::Run(0, [&] {
+        StartService();
+        VirtualTime::AdvanceBy(200);
+        Service().stopTransferTaskService();
+        StartService();
+        VirtualTime::AdvanceBy(5000);
+    });
+    const std::vector<std::int64_t> passes = {0, 200, 1200, 2200, 3200, 4200, 5200};
+    EXPECT_EQ(Journal::Times(Kind::Database, "hasTransferTasks"), passes);
+    EXPECT_EQ(LogsOf("TransferTaskService.StopTransferTaskService 1"), 1);
+}
+
+// SVC-START-15
+TEST_F(StartingTheService, AnExceptionOfTheRepairLeavesThroughTheCallerBeforeAnythingRuns) {
+    database.excuteQuerySQL.NextThrows("locked");
+    database.executeMulitNoQuerySQL.NextThrows("locked too");
+    VirtualTime::Run(0, [&] {
+        EXPECT_THROW(Service().startTransferTaskService(), std::runtime_error);
+        EXPECT_THROW(Service().startTransferTaskService(), std::runtime_error);
+        EXPECT_EQ(VirtualTime::LiveThreads(), 0);
+        EXPECT_NO_THROW(StartService());
+        EXPECT_EQ(VirtualTime::LiveThreads(), 6);  // loop, four dispatchers, a fetch that pauses
+    });
+}
+
+// SVC-START-16
+TEST_F(StartingTheService, AMainLoopThatCannotBeStartedLeavesThroughTheCaller) {
+    VirtualTime::Run(0, [&] {
+        ScriptedPool::FailTask(1);
+        EXPECT_THROW(Service().startTransferTaskService(), std::runtime_error);
+        EXPECT_EQ(VirtualTime::LiveThreads(), 0);
+    });
+    EXPECT_EQ(Joined(Lines({Kind::Error})), "");
+}
+
+// SVC-START-17
+TEST_F(StartingTheService, ADispatcherThatCannotBeStartedKeepsThoseBeforeItAndLeavesOutThoseBehindIt) {
+    const char* const traces[] = {
+        "TransferTaskService.StartThumbnailTaskService ", "TransferTaskService.StartDownloadTaskService ",
+        "TransferTaskService.StartPriorityDownloadTaskService ", "TransferTaskService.StartUploadTaskService "};
+    VirtualTime::Run(0, [&] {
+        for (int failing = 0; failing < 4; ++failing) {
+            Journal::Clear();
+            ScriptedPool::FailTask(failing + 2);
+            StartService();
+            for (int i = 0; i < 4; ++i) EXPECT_EQ(LogsOf(traces[i]), i < failing ? 1 : 0) << failing << ", " << i;
+            EXPECT_EQ(Journal::CountBeginning(Kind::Error, "TransferTaskService|startTransferTaskService|"), 1);
+            EXPECT_EQ(LogsOf("TransferTaskService.startTransferTaskService End"), 1);
+            Service().stopTransferTaskService();
+            VirtualTime::AdvanceBy(2000);
+        }
+    });
+}
+
+// SVC-START-18
+TEST_F(StartingTheService, OpensAFeedThatWasShut) {
+    database.getTaskAllItem.NextThrows("broken");  // leaves the feed of the downloads shut
+    VirtualTime::Run(0, [&] {
+        StartService();
+        VirtualTime::AdvanceBy(3000);
+        ASSERT_EQ(Journal::Times(Kind::Database, "GetTaskAllItem('0','21','23'"), std::vector<std::int64_t>{0});
+        Service().stopTransferTaskService();
+        StartService();
+        EXPECT_EQ(Journal::CountBeginning(Kind::Database, "GetTaskAllItem('0','21','23'"), 2);
+    });
+}
+
+// SVC-START-19
+TEST_F(StartingTheService, TakesTheTimeOfTheFirstRowAsASigned64BitNumber) {
+    const std::pair<const wchar_t*, bool> cases[] = {
+        {L"0", true}, {L"1", false}, {L"-9", true}, {L"9223372036854775807", false}, {L"17 and more", false}};
+    VirtualTime::Run(0, [&] {
+        for (const auto& [text, due] : cases) {
+            database.excuteQuerySQL.Next([text = text](std::list<WMap>& rows, const std::wstring&) {
+                rows.push_back({{L"LastNotifySpaceFull", text}});
+                rows.push_back({{L"LastNotifySpaceFull", L"5"}});
+            });
+            Service().startTransferTaskService();
+            EXPECT_EQ(WillBeFullMessageIsDue(), due) << Narrow(text);
+        }
+    });
+}
+
+// SVC-START-09
+TEST_F(StartingTheService, WithoutARowTheTimeOfAnEarlierStartIsKept) {
+    world.Sql({"UPDATE T_SyncConf SET LastNotifySpaceFull = 1600000000"});
+    VirtualTime::Run(0, [&] {
+        Service().startTransferTaskService();
+        EXPECT_FALSE(WillBeFullMessageIsDue());
+        database.excuteQuerySQL.Next([](std::list<WMap>&, const std::wstring&) {});
+        Service().startTransferTaskService();
+        EXPECT_FALSE(WillBeFullMessageIsDue());
+    });
+}
+
+// SVC-START-20
+TEST_F(StartingTheService, PutsARunningTaskOfAnyDirectionBackToWaiting) {
+    world.Put(world.File(L"P", L"p.jpg", 5, 1));
+    world.Sql({"INSERT INTO T_task (fileId, direction, TaskStatus) VALUES ('P', 3, 1)"});
+    VirtualTime::Run(0, [&] { Service().startTransferTaskService(); });
+    EXPECT_EQ(world.Task(L"P", 3).GetTaskstatus(), 0);
+}
+
+// SVC-START-21
+TEST_F(StartingTheService, RunsOnAnEmptySettingsTableWithoutARegularCheck) {
+    world.Sql({"DELETE FROM T_SyncConf"});
+    VirtualTime::Run(0, [&] {
+        StartService();
+        EXPECT_TRUE(WillBeFullMessageIsDue());
+        VirtualTime::AdvanceBy(5000);
+    });
+    EXPECT_EQ(cloud.getUserSpace.Calls(), 0);
 }
 
 }  // namespace
