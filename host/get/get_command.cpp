@@ -49,6 +49,13 @@ bool GetCommand::NothingNew() {
     return options.ifChanged && !since.empty() && Cloud::DriveAccount::Changes(since, changes).ok && changes.empty();
 }
 
+std::optional<int> GetCommand::RunIfNothingNew() {
+    if (!NothingNew()) {
+        return std::nullopt;
+    }
+    return reporter.Json() ? Finish(kExitOk) : kExitOk;
+}
+
 int GetCommand::List(std::vector<CloudEntry>& entries) {
     reporter.Stage("listing the cloud");
     std::vector<Cloud::CloudFile> files;
@@ -269,8 +276,8 @@ int GetCommand::Finish(int code) {
 int GetCommand::Run() {
     OnStopRequested([] { Cloud::DriveAccount::Abort(); });
     std::vector<CloudEntry> entries;
-    if (NothingNew()) {
-        return reporter.Json() ? Finish(kExitOk) : kExitOk;
+    if (const std::optional<int> code = RunIfNothingNew()) {
+        return *code;
     }
     if (const int code = List(entries); code != kExitOk) {
         return Finish(code);

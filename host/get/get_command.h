@@ -44,6 +44,10 @@ public:
     /// An exit code; what there is to say is said.
     int Run();
 
+    /// The exit code when it is only wanted if something has changed, and the cloud tells no change. Needs a session
+    /// that can ask, no more.
+    std::optional<int> RunIfNothingNew();
+
     /// Lists the cloud, calls `begin`, and then brings what `wishes` wants until `ended` says so or a signal comes. An
     /// exit code.
     int Serve(EntrySource& wishes, const std::function<bool(std::string&)>& begin, const std::function<bool()>& ended);

@@ -2,7 +2,9 @@
 
 #include <CLI/CLI.hpp>
 #include <cstdio>
+#include <exception>
 #include <functional>
+#include <optional>
 
 #include "host/commands/cancel_command.h"
 #include "host/commands/doctor_command.h"
@@ -101,9 +103,30 @@ int WithSession(const CommandLine& line, const SessionWish& wish, const std::fun
     return code;
 }
 
+// Only asks, when that is all that is to be done: whoever watches does so twice a minute, and opening the rows of a
+// large drive takes a second of the processor. What does not go well here is told by the whole command.
+std::optional<int> AskForChanges(const CommandLine& line, const GetOptions& options) {
+    Session session(line.stateFolder);
+    std::string why;
+    bool absent = false;
+    if (!ReadSettings(session.stateFolder, session.settings, why, absent) || session.OpenToAsk(why) != kExitOk) {
+        return std::nullopt;
+    }
+    try {
+        return GetCommand(session, options).RunIfNothingNew();
+    } catch (const std::exception&) {
+        return std::nullopt;
+    }
+}
+
 int RunGet(const CommandLine& line) {
     GetOptions options = line.get;
     options.report.dryRun = options.dryRun;
+    if (options.ifChanged) {
+        if (const std::optional<int> answered = AskForChanges(line, options)) {
+            return *answered;
+        }
+    }
     return WithSession(
         line, {EngineRoot::Staging, options.dryRun, options.report.json},
         [&](Settings& settings) { settings.downloadRate = options.limitRate.value_or(settings.downloadRate); },

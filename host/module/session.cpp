@@ -148,19 +148,28 @@ std::string Session::StagingInside() const {
     return settings.staging.rfind(root, 0) == 0 ? settings.staging.substr(root.size()) : "";
 }
 
-int Session::OpenReadOnly(std::string& error) {
-    const SQLiteDB::OpenResult database = SQLiteDB::OpenDatabaseReadOnly(WideFolder(stateFolder));
-    if (!database.ok()) {
-        error = database.message;
-        return kExitState;
-    }
+int Session::OpenRecordsAndRoot(std::string& error) {
     try {
         records.Open(stateFolder, true);
     } catch (const std::exception& failure) {
         error = failure.what();
         return kExitState;
     }
-    int code = OpenRoot(error);
+    return OpenRoot(error);
+}
+
+int Session::OpenToAsk(std::string& error) {
+    const int code = OpenRecordsAndRoot(error);
+    return code == kExitOk ? OpenAccount(error) : code;
+}
+
+int Session::OpenReadOnly(std::string& error) {
+    const SQLiteDB::OpenResult database = SQLiteDB::OpenDatabaseReadOnly(WideFolder(stateFolder));
+    if (!database.ok()) {
+        error = database.message;
+        return kExitState;
+    }
+    int code = OpenRecordsAndRoot(error);
     if (code == kExitOk && access(settings.staging.c_str(), F_OK) == 0 && !staging.Open(settings.staging, error)) {
         code = kExitLocal;
     }

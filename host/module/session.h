@@ -24,6 +24,10 @@ public:
     /// since a refreshed login would be news to another command.
     int OpenReadOnly(std::string& error);
 
+    /// Opens what a question to the cloud needs: the host's own records, the root, the login. The rows are not opened,
+    /// whose check takes long where there are many. An exit code; other than 0 with `error` set.
+    int OpenToAsk(std::string& error);
+
     /// The same without the login and the trees: settings, logs and database.
     int OpenState(std::string& error);
 
@@ -45,6 +49,7 @@ public:
 
 private:
     int OpenRoot(std::string& error);
+    int OpenRecordsAndRoot(std::string& error);
     int OpenTrees(EngineRoot engineRoot, std::string& error);
     int OpenAccount(std::string& error);
 
