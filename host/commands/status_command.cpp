@@ -82,6 +82,8 @@ void PutJson(const Status& status, int code) {
     value["user"] = status.settings.user;
     value["cloud"] = status.settings.cloudUrl;
     value["root"] = JsonPath(status.settings.root);
+    value["files"] = Json::Value(Json::objectValue);
+    value["tasks"] = Json::Value(Json::objectValue);
     for (const auto& [fileStatus, count] : status.files) {
         value["files"][std::to_string(fileStatus)] = Json::Int64(count);
     }

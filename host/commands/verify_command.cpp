@@ -3,6 +3,7 @@
 #include <unordered_map>
 
 #include "host/get/cloud_tree.h"
+#include "host/get/run_texts.h"
 #include "host/module/exit_codes.h"
 #include "host/module/stop_signal.h"
 #include "host/put/local_tree.h"
@@ -47,8 +48,12 @@ int RunVerify(Session& session, const ReportOptions& options) {
     std::wstring cursor;
     const Cloud::CallOutcome listed = Cloud::DriveAccount::List(files, cursor);
     if (!listed.ok) {
-        reporter.Note("cannot list the cloud: " + listed.message);
-        return StopRequested() ? kExitStopped : kExitCloud;
+        reporter.Note(CannotList(listed));
+        const int code = StopRequested() ? kExitStopped : kExitCloud;
+        if (options.json) {
+            reporter.Summary({}, {}, code);
+        }
+        return code;
     }
     std::unordered_map<std::string, LocalEntry> here;
     for (LocalEntry& entry : ReadLocalTree(session.visible, session.StagingInside())) {

@@ -15,9 +15,13 @@ using SQLiteDB::UpdateDBInfo;
 std::vector<Common::TaskItem> ReadPositions() {
     std::vector<Common::TaskItem> kept;
     for (Common::TaskItem& task : SyncRows::Tasks(std::numeric_limits<int>::max())) {
-        if (task.GetDirection() == 1 && !ReadTaskFacts(task.GetFragmentInfo()).damaged) {
-            kept.push_back(std::move(task));
+        if (task.GetDirection() != 1) {
+            continue;
         }
+        if (ReadTaskFacts(task.GetFragmentInfo()).damaged) {
+            task.SetFragmentInfo(L"");  // it waits all the same, and begins anew
+        }
+        kept.push_back(std::move(task));
     }
     return kept;
 }

@@ -10,7 +10,7 @@
 /// promise was on disk before they were written.
 namespace Drive::Host {
 
-/// The waiting and running downloads that can be gone on with.
+/// The waiting and running downloads, each with its record where one can go on from that.
 std::vector<Common::TaskItem> ReadPositions();
 
 /// Makes the task of each anew, with its record, where the stop has dropped it.

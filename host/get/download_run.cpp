@@ -375,9 +375,13 @@ std::string DownloadRun::Cancel(const std::string& path) {
 
 void DownloadRun::SettleRest(const std::string& why) {
     for (Job& job : jobs) {
-        if (!job.settled) {
-            Settle(job, Result::Pending, why);
+        if (job.settled) {
+            continue;
         }
+        if (job.cancelled) {
+            MarkFailed(job.entry.file.id);
+        }
+        Settle(job, job.cancelled ? Result::Cancelled : Result::Pending, job.cancelled ? "" : why);
     }
 }
 

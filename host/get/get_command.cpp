@@ -65,7 +65,7 @@ int GetCommand::List(std::vector<CloudEntry>& entries) {
         if (StopRequested()) {
             return kExitStopped;
         }
-        reporter.Note("cannot list the cloud: " + listed.message);
+        reporter.Note(CannotList(listed));
         return kExitCloud;
     }
     this->cursor = Platform::NarrowText(cursor);
@@ -280,7 +280,7 @@ int GetCommand::Run() {
         return *code;
     }
     if (const int code = List(entries); code != kExitOk) {
-        return Finish(code);
+        return reporter.Json() ? Finish(code) : code;
     }
     PrepareRows();
     if (!options.dryRun) {

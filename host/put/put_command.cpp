@@ -51,7 +51,7 @@ int PutCommand::List() {
         if (StopRequested()) {
             return kExitStopped;
         }
-        reporter.Note("cannot list the cloud: " + listed.message);
+        reporter.Note(CannotList(listed));
         return kExitCloud;
     }
     for (CloudEntry& entry : PlaceEntries(std::move(files), session.rootFileId, kLongestPath)) {
@@ -237,7 +237,7 @@ int PutCommand::Finish(int code) {
 int PutCommand::Run() {
     OnStopRequested([] { Cloud::DriveAccount::Abort(); });
     if (const int code = List(); code != kExitOk) {
-        return Finish(code);
+        return reporter.Json() ? Finish(code) : code;
     }
     ReadState();
     reporter.Stage("looking at " + session.settings.root);

@@ -219,6 +219,9 @@ void PutCommand::Queue(const LocalEntry& entry, const PutFacts& facts, bool fres
     if (!parent) {
         return Tell(entry, Result::Refused, kNoFolder);
     }
+    if (const std::string problem = session.visible.ReadProblem(entry.path); !problem.empty()) {
+        return Tell(entry, Result::Failed, problem);
+    }
     const auto known = rowsByPlace.find(PlaceOf(entry));
     if (!fresh) {
         return uploads.Add(entry, known->second, false);

@@ -1,9 +1,5 @@
 #include "host/put/upload_run.h"
 
-#include <unistd.h>
-
-#include <cerrno>
-#include <cstring>
 #include <list>
 #include <utility>
 
@@ -159,11 +155,12 @@ void UploadRun::Uploaded(Job& job) {
 }
 
 std::string UploadRun::Reason(const Job& job, const std::string& otherwise) const {
-    const int descriptor = session.visible.OpenForReading(job.entry.path);
-    if (descriptor < 0) {
-        return errno == ENOENT ? kVanished : std::string("it cannot be read: ") + std::strerror(errno);
+    if (session.visible.Look(job.entry.path).kind == FileKind::Absent) {
+        return kVanished;
     }
-    close(descriptor);
+    if (const std::string problem = session.visible.ReadProblem(job.entry.path); !problem.empty()) {
+        return problem;
+    }
     return spaceFull ? "the space in the cloud is full or too small for it; free some there" : otherwise;
 }
 

@@ -89,6 +89,11 @@ int Tree::OpenFolder(const std::string& path) const { return OpenBeneath(path, O
 
 int Tree::OpenForReading(const std::string& path) const { return OpenBeneath(path, O_RDONLY | O_NOFOLLOW); }
 
+std::string Tree::ReadProblem(const std::string& path) const {
+    const Descriptor file(OpenForReading(path));
+    return file.Good() ? "" : std::string("it cannot be read: ") + std::strerror(errno);
+}
+
 int Tree::OpenFile(const std::string& path) const { return OpenBeneath(path, O_WRONLY | O_NOFOLLOW); }
 
 FileFacts Tree::Look(const std::string& path) const {

@@ -64,6 +64,9 @@ public:
     /// Opens an existing file for reading. The caller closes it; -1 with errno set on failure.
     int OpenForReading(const std::string& path) const;
 
+    /// Why a file cannot be opened for reading, for people; empty when it can.
+    std::string ReadProblem(const std::string& path) const;
+
     /// Opens an existing file for writing. The caller closes it; -1 with errno set on failure.
     int OpenFile(const std::string& path) const;
 

@@ -1,0 +1,160 @@
+"""Uploads through the host while files change under it and the cloud, the store or the line misbehave: no wrong content
+survives, each file that failed is named with the reason, and it goes up once the cause is gone."""
+import json
+import os
+import socket
+import threading
+import unittest
+
+from host_case import SLICE, HostCase, powerless
+
+
+class BitFlip:
+    """A line to the cloud that turns one bit of the first object that goes up over it."""
+
+    def __init__(self, port):
+        self.target = port
+        self.flipped = 0
+        self.ends = []
+        self.listener = socket.create_server(("127.0.0.1", 0))
+        self.url = f"http://127.0.0.1:{self.listener.getsockname()[1]}"
+        threading.Thread(target=self.accept, daemon=True).start()
+
+    def accept(self):
+        while True:
+            try:
+                near, _ = self.listener.accept()
+            except OSError:
+                return
+            far = socket.create_connection(("127.0.0.1", self.target))
+            self.ends += [near, far]
+            for ends in ((near, far, True), (far, near, False)):
+                threading.Thread(target=self.carry, args=ends, daemon=True).start()
+
+    def carry(self, source, sink, upwards):
+        body = False  # an object's bytes come next
+        try:
+            while data := bytearray(source.recv(65536)):
+                if upwards and not self.flipped:
+                    head = data.find(b"\r\n\r\n") + 4 if data.startswith(b"PUT /store/") else 0
+                    body = body or data.startswith(b"PUT /store/")
+                    if body and len(data) > head + 10:
+                        data[head + 10] ^= 4
+                        self.flipped += 1
+                sink.sendall(data)
+            sink.shutdown(socket.SHUT_WR)
+        except OSError:
+            return
+
+    def close(self):
+        for end in self.ends:
+            end.close()
+        self.listener.close()
+
+
+class HostUploads(HostCase):
+    # HOST-NAME-01, HOST-PUT-01, HOST-PUT-02, HOST-VERIFY-01, HOST-VERIFY-02
+    def test_odd_names_empty_files_and_folders_go_up_and_come_back(self):
+        up = self.begin()
+        names = ["it's", 'double "quote"', "back\\slash", "new\nline", "tab\tand ; drop", "%41 percent", "-dash", "\uf05c"]
+        for name in names:
+            self.make_file(up.root / "a folder" / name, 500, seed=name)
+            (up.root / "empty ones" / name).mkdir(parents=True)
+            (up.root / "empty ones" / name / name).touch()
+        with open(os.path.join(os.fsencode(str(up.root)), b"not \xff utf-8"), "wb") as file:
+            file.write(b"undecodable name")
+        (up.root / "a link").symlink_to("a folder")
+        events = self.events(up, "put")
+        self.assertEqual("uploaded", self.entry(events, "not \uf7ff utf-8")["result"])
+        self.assertEqual("not-sent", self.entry(events, "a link")["result"])
+        (up.root / "a link").unlink()
+        paths = [event["path"] for event in events if event["event"] == "entry" and event["result"] == "folder-made"]
+        self.assertEqual(sorted(paths, key=lambda path: path.count("/")), paths, "a folder before what is in it")
+        self.put_and_get_back()
+
+        # A digest that was true once proves nothing: the content changes and its size and time do not.
+        victim = up.root / "a folder" / "it's"
+        before = victim.stat()
+        victim.write_bytes(b"x" + victim.read_bytes()[1:])
+        os.utime(victim, ns=(before.st_atime_ns, before.st_mtime_ns))
+        events = self.events(up, "verify", expect=1)
+        self.assertEqual("differs", self.entry(events, "a folder/it's")["result"])
+        self.assertEqual(1, events[-1]["troubles"])
+
+    # HOST-UP-01, HOST-UP-02, HOST-RETRY-02
+    def test_every_refusal_on_the_road_of_an_upload(self):
+        up = self.begin()
+        for number in range(6):
+            self.make_file(up.root / f"file {number}", 2 * SLICE + number, seed=number)
+        self.cloud.tell(
+            {"path": "/v1/uploads/address", "nth": 2, "status": 404, "errorCode": "21000400"},
+            {"path": "/v1/uploads/address", "nth": 6, "status": 500},
+            {"method": "PUT", "path": "/store/*", "nth": 3, "status": 400},
+            {"method": "PUT", "path": "/store/*", "nth": 6, "drop": True},
+            {"path": "/v1/uploads/object-complete", "nth": 4, "status": 500},
+            {"path": "/v1/uploads/start", "nth": 2, "status": 500},
+            {"path": "/v1/uploads/create-complete", "nth": 1, "status": 500},
+            {"path": "/v1/uploads/create-complete", "nth": 2, "status": 409, "errorCode": "21004932"},
+            {"path": "/v1/uploads/create-complete", "nth": 3, "status": 404, "errorCode": "21000401"},
+            {"path": "/v1/uploads/create-complete", "nth": 4, "status": 403, "errorCode": "21009999"},
+            {"path": "/v1/uploads/create-complete", "nth": 5, "status": 409, "errorCode": "21015002", "afterWork": True})
+        self.run_host(up, "put")
+        self.put_and_get_back()
+
+    # HOST-UP-03
+    def test_an_object_that_is_altered_on_its_way_up(self):
+        up = self.begin()
+        line = BitFlip(self.cloud.port)
+        try:
+            self.cloud.url, straight = line.url, self.cloud.url
+            self.make_file(up.root / "file", 3 * SLICE)
+            settings = up.state / "settings.ini"
+            settings.write_text(settings.read_text().replace(straight.split(":")[-1], line.url.split(":")[-1]))
+            self.run_host(up, "put")
+            self.assertEqual(1, line.flipped)
+        finally:
+            line.close()
+            self.cloud.url = straight
+        self.put_and_get_back()
+
+    # HOST-CHANGE-01, HOST-CHANGE-02, HOST-CHANGE-03, HOST-CHANGE-04
+    def test_files_that_change_while_they_are_sent(self):
+        up = self.begin()
+        names = ["edited", "grown", "shrunk", "emptied", "removed", "closed midway"]
+        for name in [*names, "unreadable"]:
+            self.make_file(up.root / name, 4 * SLICE, seed=name)
+        (up.root / "unreadable").chmod(0)
+        self.cloud.tell({"method": "PUT", "path": "/store/*", "uploadRate": 200000})
+        log = open(self.work / "put.jsonl", "wb")
+        process = self.spawn(*powerless(up.command("put", "--json", "--attempts", "3", "--uploads", "6")), stdout=log)
+        log.close()
+        self.wait_until(lambda: self.begun(up) >= len(names), 30, "the first objects of all files")
+        self.make_file(up.root / "edited", 4 * SLICE, seed="new")
+        self.make_file(up.root / "grown", 5 * SLICE + 1, seed="grown")
+        os.truncate(up.root / "shrunk", SLICE + 3)
+        os.truncate(up.root / "emptied", 0)
+        (up.root / "removed").unlink()
+        (up.root / "closed midway").chmod(0)
+        self.cloud.tell()
+        self.assertEqual(1, process.wait(60))
+        events = self.lines_of(self.work / "put.jsonl")
+        results = {name: self.entry(events, name)["result"] for name in [*names[:-1], "unreadable"]}
+        self.assertEqual({"edited": "uploaded", "grown": "uploaded", "shrunk": "uploaded", "emptied": "empty-made",
+                          "removed": "failed", "unreadable": "failed"}, results)
+        self.assertIn("vanished", self.entry(events, "removed")["message"])
+        self.assertIn("cannot be read: Permission denied", self.entry(events, "unreadable")["message"])
+        (up.root / "unreadable").chmod(0o644)
+        (up.root / "closed midway").chmod(0o644)
+        self.run_host(up, "put")
+        self.put_and_get_back()
+
+    def begun(self, host):
+        """How many files have their plan."""
+        return host.query("SELECT COUNT(*) FROM T_task WHERE direction = 2 AND LENGTH(fragmentInfo) > 10")[0][0]
+
+    def lines_of(self, path):
+        return [json.loads(line) for line in path.read_text().splitlines() if line.startswith("{")]
+
+
+if __name__ == "__main__":
+    unittest.main(verbosity=2)
