@@ -2,7 +2,9 @@
 
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <iterator>
+#include <stdexcept>
 
 #include "interfaces/common/globals.h"
 #include "interfaces/platform/native_path.h"
@@ -293,6 +295,111 @@ TEST_F(UploadPictures, AreRemovedWithTheRecordWhenTheFileChangedUnderTheUpload) 
         << Tidy(Journal::Dump());
     EXPECT_EQ(ReadNative(Small()), "(absent)");
     EXPECT_EQ(world.Row(L"Local-1").GetAttachmentSize(), (std::vector<int>{20, 40}));
+}
+
+// UP-PIC-07
+TEST_F(UploadPictures, AreMadeWhateverTheHostAnswersToThePreparation) {
+    GivePicture();
+    TransferService::UpLoadTaskManger::getInstance().SetUploadServiceCallbackFun(
+        [](int, const std::wstring&) { return false; });
+    Run(L"Local-1");
+    EXPECT_EQ(world.Row(L"cloud-1").GetAttachmentSize(), (std::vector<int>{20, 40}));
+}
+
+// UP-PIC-15, UP-CLEAN-02
+TEST_F(UploadPictures, ThatCannotBeEncryptedDropTheRecordAndThePictures) {
+    GivePicture(10);
+    smallBytes = 5;
+    largeBytes = 6;
+    common.aES_128_CBC_Encrypt.NextReturns(std::string());
+    Run(L"Local-1");
+    const std::string text =
+        "encrypt buffer length not equal fragmentinfo length objectId=Local-1-object-1;encryptlength=16;length=32";
+    EXPECT_TRUE(InOrder(
+        Lines(),
+        {"error UpLoadTaskManger|fileUpload|" + text, "stat 15002|UpLoadTaskManger::fileUpload |" + text,
+         "db UpdateTaskItem(Local-1, {fragmentInfo: }, 2)", "common DeleteLocalFile(SMALL\\Photos\\cat.png.jpg)",
+         "common DeleteLocalFile(LARGE\\Photos\\cat.png.jpg)", "file CloseHandle(open)"}))
+        << Tidy(Journal::Dump());
+    EXPECT_EQ(Record(L"Local-1"), "");
+    EXPECT_EQ(ReadNative(Small()), "(absent)");
+    Run(L"Local-1");
+    EXPECT_EQ(world.Row(L"cloud-1").GetFileStatus(), 1);
+}
+
+// UP-PIC-15
+TEST_F(UploadPictures, ThatAllCannotBeEncryptedKeepTheRecordOfTheFilesOwnObjects) {
+    GivePicture(10);
+    smallBytes = 5;
+    largeBytes = 6;
+    common.aES_128_CBC_Encrypt.AlwaysReturns(std::string());
+    Run(L"Local-1");
+    EXPECT_EQ(Lines({Kind::Error}),
+              Texts{"error UpLoadTaskManger|fileUpload|encrypt slicefile error objectId=Local-1-object-1"});
+    EXPECT_NE(Record(L"Local-1").find("\"position\":10"), std::string::npos) << Record(L"Local-1");
+    EXPECT_NE(ReadNative(Small()), "(absent)");
+}
+
+// UP-PIC-23, UP-PIC-22
+TEST_F(UploadPictures, AnExceptionOfEachOperationFailsTheAttemptWithItsText) {
+    struct Thrower {
+        const char* name;
+        std::function<void()> arrange;
+    };
+    const auto at = [](auto& operation, int call) {
+        for (int i = 1; i < call; ++i) operation.NextDefault();
+        operation.NextThrows("broken");
+    };
+    const std::vector<Thrower> throwers = {
+        {"small folder", [&] { at(common.createLocalDirectory, 1); }},
+        {"large folder", [&] { at(common.createLocalDirectory, 2); }},
+        {"host",
+         [&] {
+             TransferService::UpLoadTaskManger::getInstance().SetUploadServiceCallbackFun(
+                 [first = true](int, const std::wstring&) mutable {
+                     if (!first) return true;
+                     first = false;
+                     throw std::runtime_error("broken");
+                 });
+         }},
+        {"small existence", [&] { at(common.isFileExists, 2); }},
+        {"large existence", [&] { at(common.isFileExists, 3); }},
+        {"small picture", [&] { common.createThumbnail.NextThrows("broken"); }},
+        {"small reading", [&] { at(common.readLocalFile, 1); }},
+        {"large reading", [&] { at(common.readLocalFile, 2); }},
+        {"copy",
+         [&] {
+             smallBytes = 200;
+             at(files.copyFileW, 1);
+         }},
+        {"stale plan",
+         [&] {
+             world.Sql({"UPDATE T_cloudDriveData SET attachmentSize = '1 2'"});
+             at(database.updateTaskItem, 2);
+         }},
+        {"empty picture",
+         [&] {
+             smallBytes = 0;
+             at(common.removeFile, 1);
+         }},
+        {"row", [&] { at(database.updateDriveData, 2); }},
+    };
+    for (const Thrower& thrower : throwers) {
+        SCOPED_TRACE(thrower.name);
+        GivePicture();
+        std::filesystem::remove(Platform::NativePath(Small()));
+        std::filesystem::remove(Platform::NativePath(Large()));
+        thrower.arrange();
+        Journal::Clear();
+        cloud.objectsUploadStart.Reset();
+        Run(L"Local-1");
+        ExpectPictureFailure("fail: broken");
+        EXPECT_EQ(world.Task(L"Local-1", 2).GetPriority(), 4);
+        std::filesystem::remove(Platform::NativePath(Small()));
+        smallBytes = 20;
+        Run(L"Local-1");
+        EXPECT_FALSE(world.HasTask(L"Local-1", 2)) << "it succeeds once the cause is gone";
+    }
 }
 
 }  // namespace
