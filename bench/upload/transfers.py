@@ -20,8 +20,8 @@ ROUNDS = int(os.environ.get("ZELKOR_BENCH_ROUNDS", 5))
 class Cloud:
     """A zelkor-cloud of its own in a folder, with one user for each name."""
 
-    def __init__(self, folder, *users):
-        self.folder, self.process, self.url = folder, None, ""
+    def __init__(self, folder, *users, slice_size=4 * MIB):
+        self.folder, self.process, self.url, self.slice_size = folder, None, "", slice_size
         self.password = folder.parent / "password"
         self.password.write_text("correct horse battery staple\n")
         for user in users:
@@ -29,8 +29,8 @@ class Cloud:
                             self.password], check=True, stdout=subprocess.DEVNULL)
 
     def __enter__(self):
-        self.process = subprocess.Popen([BIN / "zelkor-cloud", "--data", self.folder, "--listen", "127.0.0.1:0"],
-                                        stdout=subprocess.PIPE, text=True)
+        self.process = subprocess.Popen([BIN / "zelkor-cloud", "--data", self.folder, "--listen", "127.0.0.1:0",
+                                         "--slice-size", str(self.slice_size)], stdout=subprocess.PIPE, text=True)
         self.url = self.process.stdout.readline().split()[-1]
         return self
 
