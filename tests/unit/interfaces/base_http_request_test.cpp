@@ -2,10 +2,28 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <stdexcept>
+#include <string>
+#include <type_traits>
+
 #include "tests/support/engine_bench.h"
+
+// The conversion is redirected at the link, so that it can fail in ways that it never does.
+namespace Drive {
+
+std::string RealWStringToString(const std::wstring& text) asm(
+    "__real__ZN5Drive11TypeConvert15WStringToStringERKNSt7__cxx1112basic_stringIwSt11char_traitsIwESaIwEEE");
+std::string WatchedWStringToString(const std::wstring& text) asm(
+    "__wrap__ZN5Drive11TypeConvert15WStringToStringERKNSt7__cxx1112basic_stringIwSt11char_traitsIwESaIwEEE");
+
+}  // namespace Drive
 
 namespace Drive::Testing {
 namespace {
+
+/// What the conversion of a wide URL throws in place of an answer; 0 for none.
+std::atomic<int> thrown{0};
 
 /// Opens what a derived request of the cloud library sees.
 class Request : public Cloud::BaseHttpRequest {
@@ -99,5 +117,47 @@ TEST_F(RequestBase, ItsOwnHeadersComeFromTheCloudLibraryAndADerivedRequestPutsIn
     EXPECT_EQ(derived.wideHeaders[L"own"], L"yes");
 }
 
+// IF-HTTP-07
+TEST_F(RequestBase, AnythingElseThatTheConversionThrowsIsToldAsUnknown) {
+    thrown = 1;
+    const Request request(std::wstring(L"https://host/"));
+    EXPECT_TRUE(request.url.empty());
+    EXPECT_EQ(Joined(Lines()), "error BaseHttpRequest|BaseHttpRequest|Unknown\n");
+}
+
+// IF-HTTP-03
+TEST_F(RequestBase, TellsTheTextOfAStandardException) {
+    thrown = 2;
+    const Request request(std::wstring(L"https://host/"));
+    EXPECT_TRUE(request.url.empty());
+    EXPECT_EQ(Joined(Lines()), "error BaseHttpRequest|BaseHttpRequest|url convert exception:no memory\n");
+}
+
+// IF-HTTP-08
+TEST_F(RequestBase, IsPolymorphicThroughItsHeadersAloneAndNotDestroyedThroughIt) {
+    EXPECT_TRUE(std::is_polymorphic_v<Cloud::BaseHttpRequest>);
+    EXPECT_FALSE(std::has_virtual_destructor_v<Cloud::BaseHttpRequest>);
+    EXPECT_TRUE(std::is_copy_constructible_v<Cloud::BaseHttpRequest>);
+    EXPECT_TRUE(std::is_copy_assignable_v<Cloud::BaseHttpRequest>);
+    EXPECT_FALSE((std::is_convertible_v<std::string, Cloud::BaseHttpRequest>));
+}
+
+// IF-HTTP-09
+TEST_F(RequestBase, AnEmptyUrlOfEitherKindStaysEmptyWithoutALine) {
+    EXPECT_TRUE(Request(std::string()).url.empty());
+    EXPECT_TRUE(Request(std::wstring()).url.empty());
+    EXPECT_EQ(Joined(Lines()), "");
+}
+
 }  // namespace
 }  // namespace Drive::Testing
+
+namespace Drive {
+
+std::string WatchedWStringToString(const std::wstring& text) {
+    if (Testing::thrown == 1) throw 7;
+    if (Testing::thrown == 2) throw std::runtime_error("no memory");
+    return RealWStringToString(text);
+}
+
+}  // namespace Drive

@@ -89,5 +89,72 @@ TEST_F(TemporaryKey, EncodesOnOneLineAndDecodesWithoutStrictness) {
         lines, {"common AES_GCM_Encrypt(16, 32)", "common Base64Encode(44, true)", "common Base64Encode(91, true)"}));
 }
 
+// KEY-TEMP-09
+TEST_F(TemporaryKey, ABlobThatIsTooShortIsToldAndGivesAnEmptyText) {
+    for (const std::size_t length : {0u, 26u, 90u}) {
+        Bytes blob = server.Blob();
+        blob.resize(length);
+        const std::size_t mark = Journal::Mark();
+        EXPECT_EQ(Make(blob), "") << length;
+        const Texts lines = LinesSince(mark, {Kind::Error, Kind::Statistic});
+        ASSERT_EQ(lines.size(), 2u) << length;
+        EXPECT_EQ(lines[0].rfind("error SyncUserKeyService|GetTempAesKey|error:", 0), 0u);
+        EXPECT_EQ(lines[1].rfind("stat 15001|SyncUserKeyService::GetTempAesKey |error:", 0), 0u);
+    }
+}
+
+// KEY-TEMP-10
+TEST_F(TemporaryKey, ALongerBlobGivesItsFirstBytesAsPrefixAndLeavesLessRoomForThePoint) {
+    Bytes blob = server.Blob();
+    for (const unsigned char byte : {1, 2, 3, 4}) blob.push_back(byte);
+    const KeyServer::Sent sent = KeyServer::TakeApart(Make(blob));
+    ASSERT_EQ(sent.blob.size(), 91u);
+    EXPECT_TRUE(std::equal(blob.begin(), blob.begin() + 30, sent.blob.begin()));
+    EXPECT_EQ(sent.blob[30], 4);  // where the own point begins
+}
+
+// KEY-TEMP-11
+TEST_F(TemporaryKey, AnExceptionOfTheCipherOrTheEncodingGivesAnEmptyTextToo) {
+    common.aES_GCM_Encrypt.NextThrows("no cipher");
+    EXPECT_EQ(Make(server.Blob()), "");
+    common.base64Encode.NextThrows("no text");
+    EXPECT_EQ(Make(server.Blob()), "");
+    common.base64Encode.NextDefault();
+    common.base64Encode.NextThrows("no blob");
+    EXPECT_EQ(Make(server.Blob()), "");
+    EXPECT_EQ(Joined(Lines({Kind::Error})),
+              "error SyncUserKeyService|GetTempAesKey|error:no cipher\n"
+              "error SyncUserKeyService|GetTempAesKey|error:no text\n"
+              "error SyncUserKeyService|GetTempAesKey|error:no blob\n");
+}
+
+// KEY-TEMP-12
+TEST_F(TemporaryKey, CarriesAKeyOfAnyLength) {
+    for (const std::size_t length : {0u, 1u, 32u, 100u}) {
+        const Bytes any(length, 5);
+        EXPECT_EQ(server.TemporaryKey(SyncUserKeyService().GetTempAesKey(KeyServer::Base64(server.Blob()), any)), any);
+    }
+}
+
+// KEY-TEMP-13
+TEST_F(TemporaryKey, TheBlobStandsBeforeTheColonAndTheCipherBehindIt) {
+    const std::string text = Make(server.Blob());
+    EXPECT_EQ(text.find(':'), 124u);  // 91 bytes in Base64
+    EXPECT_EQ(KeyServer::FromBase64(text.substr(0, 124)).size(), 91u);
+    EXPECT_EQ(text.size(), 124u + 1u + 60u);
+}
+
+// KEY-TEMP-14
+TEST_F(TemporaryKey, TheSecretIsUsedAsItStandsAndNotDerivedFurther) {
+    Bytes secret;
+    common.aES_GCM_Encrypt.Before([&](const Bytes& data, const Bytes& given) {
+        EXPECT_EQ(data, key);
+        secret = given;
+    });
+    const KeyServer::Sent sent = KeyServer::TakeApart(Make(server.Blob()));
+    EXPECT_EQ(secret.size(), 32u);
+    EXPECT_EQ(KeyServer::Open(sent.cipher, secret), key);
+}
+
 }  // namespace
 }  // namespace Drive::Testing

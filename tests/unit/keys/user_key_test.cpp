@@ -256,5 +256,139 @@ TEST_F(UserKeys, AnswersOfAnotherShapeThrowOutOfTheRoutineForItsCallerToTell) {
     EXPECT_ANY_THROW(Init());
 }
 
+// KEY-SYNC-19
+TEST_F(UserKeys, AnExceptionOfTheCloudLeavesTheRoutineAndTheGlobalsAsTheyWere) {
+    cloud.publickKey.NextThrows("no answer");
+    EXPECT_THROW(Init(), std::runtime_error);
+    cloud.keyList.NextThrows("no list");
+    EXPECT_THROW(Init(), std::runtime_error);
+    EXPECT_TRUE(NothingLoaded());
+}
+
+// KEY-SYNC-20
+TEST_F(UserKeys, TheTemporaryKeyIsRandomAndNewForEachExchange) {
+    Answer(std::vector<Entry>());
+    Init();
+    const Bytes first = temporaryKey;
+    Init();
+    EXPECT_EQ(temporaryKey.size(), 16u);
+    EXPECT_NE(first, temporaryKey);
+    EXPECT_NE(temporaryKey, Bytes(16));
+    EXPECT_EQ(Journal::Count(Kind::Common, "GetSecureRandom(16)"), 2) << Joined(Lines({Kind::Common}));
+}
+
+// KEY-SYNC-21
+TEST_F(UserKeys, WithoutAVersionTheListIsAskedForWithAnEmptyOne) {
+    cloud.publickKey.NextReturns(R"({"publicKey":")" + KeyServer::Base64(server.Blob()) + "\"}");
+    Answer(std::vector<Entry>());
+    Init();
+    EXPECT_EQ(Lines({Kind::Cloud}).back(), "cloud KeyList(1, 185 characters, )");
+}
+
+// KEY-SYNC-22
+TEST_F(UserKeys, AreDecodedWithoutStrictnessAndOpenedWithTheTemporaryKey) {
+    Answer({{"1", Key(10, 16), "uuid-1"}});
+    Bytes key;
+    common.aES_GCM_Decrypt.Before([&](const Bytes& sealed, const Bytes& given) {
+        EXPECT_EQ(sealed.size(), 12u + 16u + 16u);
+        key = given;
+    });
+    Init();
+    EXPECT_EQ(key, temporaryKey);
+    EXPECT_EQ(common.base64Decode.Calls(), 2);
+    for (const std::string& line : Lines({Kind::Common})) {
+        if (line.rfind("common Base64Decode(", 0) != 0) continue;
+        EXPECT_EQ(line.substr(line.size() - 8), ", false)") << line;
+    }
+}
+
+// KEY-SYNC-23
+TEST_F(UserKeys, OnlyAnAnswerOfExactlyOneByteIsAFailure) {
+    for (const std::size_t length : {0u, 2u, 15u}) {
+        Answer({{"1", Key(0, length), "uuid-" + std::to_string(length)}});
+        Init();
+        EXPECT_EQ(g_Keyuid, "uuid-" + std::to_string(length));
+    }
+    Answer({{"1", Key(7, 1), "uuid-one"}});
+    Init();
+    EXPECT_EQ(g_Keyuid, "uuid-15");
+    EXPECT_EQ(Joined(Lines({Kind::End})).substr(Joined(Lines({Kind::End})).rfind("end ")),
+              "end 10 15002|SyncUserKeyService|InitSyncUserKey|get sync_user_drive failed\n");
+}
+
+// KEY-SYNC-24
+TEST_F(UserKeys, AKeyThatIsLongerThanItsBufferIsCut) {
+    Answer({{"1", Key(1, kKeyBufferBytes + 50), "uuid-1"}});
+    const std::string other = g_Keyuid_sfek;
+    Init();
+    EXPECT_EQ(First(g_SyncUserKey, kKeyBufferBytes), Key(1, kKeyBufferBytes));
+    EXPECT_EQ(First(g_SyncUserKey_sfek, kKeyBufferBytes), Bytes(kKeyBufferBytes));
+    EXPECT_EQ(g_Keyuid_sfek, other);
+}
+
+// KEY-SYNC-25
+TEST_F(UserKeys, ASecondOneThatCannotBeOpenedLeavesTheFirstOneIn) {
+    Answer({{"1", Key(10, 16), "uuid-1"}, {"3", Key(7, 1), "uuid-3"}});
+    Init();
+    EXPECT_EQ(First(g_SyncUserKey, 16), Key(10, 16));
+    EXPECT_EQ(g_SyncUserKey_sfek[0], 0);
+    EXPECT_EQ(g_Keyuid_sfek, "");
+}
+
+// KEY-SYNC-26
+TEST_F(UserKeys, AnEntryWithoutCipherTextFailsAndOneWithoutIdHasAnEmptyOne) {
+    AnswerText(R"({"keys":[{"keyType":1,"keyUuid":"u"},{"keyUuid":"none"}]})");
+    Init();
+    EXPECT_EQ(Joined(Reports()),
+              begin + "end 10 15002|SyncUserKeyService|InitSyncUserKey|get sync_user_drive failed\n" + closing);
+    g_Keyuid = "old";
+    cloud.keyList.Always([this](int, const std::wstring& text, const std::wstring&) {
+        const Bytes sealed = KeyServer::Seal(Key(10, 16), server.TemporaryKey(Narrow(text)));
+        return R"({"keys":[{"keyType":1,"encryptedKey":")" + KeyServer::Base64(sealed) + "\"}]}";
+    });
+    Init();
+    EXPECT_EQ(g_Keyuid, "");
+    EXPECT_EQ(First(g_SyncUserKey, 16), Key(10, 16));
+}
+
+// KEY-SYNC-27
+TEST_F(UserKeys, AShorterKeyLeavesTheRestOfItsBufferAsItWas) {
+    g_SyncUserKey[5] = 99;
+    Answer({{"1", Key(0, 4), "uuid-1"}});
+    Init();
+    EXPECT_EQ(g_SyncUserKey[3], 3);
+    EXPECT_EQ(g_SyncUserKey[5], 99);
+}
+
+// KEY-SYNC-28
+TEST_F(UserKeys, ComeInWhateverTheOrderOfTheirTypes) {
+    Answer({{"3", Key(50, 32), "uuid-3"}, {"2", Key(1, 16), "uuid-2"}, {"1", Key(10, 16), "uuid-1"}});
+    Init();
+    EXPECT_EQ(g_Keyuid, "uuid-1");
+    EXPECT_EQ(g_Keyuid_sfek, "uuid-3");
+    EXPECT_EQ(Joined(Reports()), begin + Loaded("get sync_user_drive sefek Success") + closing +
+                                     Loaded("get sync_user_drive efek Success") + closing);
+}
+
+// KEY-SYNC-29
+TEST_F(UserKeys, AnUnreadableListLeavesKeysOfAnEarlierExchangeIn) {
+    Answer({{"3", Key(50, 32), "uuid-3"}});
+    Init();
+    AnswerText("");
+    Init();
+    EXPECT_EQ(First(g_SyncUserKey_sfek, 32), Key(50, 32));
+    EXPECT_EQ(g_Keyuid_sfek, "uuid-3");
+}
+
+// KEY-SYNC-30
+TEST_F(UserKeys, NoLogHoldsAPlainKeyOrTheTemporaryOne) {
+    Answer({{"1", Key(65, 16), "uuid-1"}, {"3", Key(65, 26), "uuid-3"}});  // "ABCD..."
+    Init();
+    const std::string all = Joined(Reports());
+    EXPECT_EQ(all.find("ABCDEFGH"), std::string::npos);
+    EXPECT_EQ(all.find(std::string(temporaryKey.begin(), temporaryKey.end())), std::string::npos);
+    EXPECT_EQ(all.find(KeyServer::Base64(temporaryKey)), std::string::npos);
+}
+
 }  // namespace
 }  // namespace Drive::Testing

@@ -1,5 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <functional>
+#include <vector>
+
 #include "service/shared/transfer_common.h"
 #include "tests/support/engine_bench.h"
 
@@ -202,6 +205,93 @@ TEST_F(Claiming, OfManyWorkersOnOneFileExactlyOneGoesOn) {
             EXPECT_EQ(granted, 1) << "direction " << direction << ", seed " << seed;
         }
     }
+}
+
+// SVC-CLAIM-20
+TEST_F(Claiming, TheTwoDirectionsNeverHoldEachOtherUp) {
+    world.PutWithTask(world.File(L"D", L"d.txt", 7, 21), 1);
+    world.PutWithTask(world.File(L"U", L"u.txt", 7, 11), 2);
+    for (const int slow : {1, 2}) {
+        const std::wstring slowId = slow == 1 ? L"D" : L"U";
+        database.getDriveDataItemWithKey.Before([slowId](const std::wstring& id) {
+            if (id == slowId) VirtualTime::Pause(60000);
+        });
+        VirtualTime::Run(0, [&] {
+            VirtualTime::Start("slow", [&] {
+                Common::TaskItem mine;
+                mine.SetFileId(slowId);
+                mine.SetDirection(slow);
+                Common::FileItem row;
+                TransferCommon::getInstance().getTransferFileItem(mine, row, L"", true);
+            });
+            VirtualTime::Settle();
+            Claim(slow == 1 ? L"U" : L"D", 3 - slow);
+            EXPECT_EQ(VirtualTime::Now(), 0) << slow;
+            EXPECT_TRUE(VirtualTime::Drain(100000));
+        });
+    }
+}
+
+// SVC-CLAIM-21
+TEST_F(Claiming, ATaskIdOfZeroOrLessInTheRowLeavesTheOneThatTheTaskHas) {
+    for (const wchar_t* number : {L"0", L"-5", L""}) {
+        database.excuteQuerySQL.Next([number](std::list<WMap>& rows, const std::wstring&) {
+            rows.push_back({{L"fileId", L"F"}, {L"taskId", number}, {L"fileStatus", L"21"}});
+        });
+        task = Common::TaskItem();
+        task.SetDirection(1);
+        task.SetTaskId(77);
+        EXPECT_TRUE(TransferCommon::getInstance().getTransferFileItem(task, file, world.Path(L"f.txt"), false));
+        EXPECT_EQ(task.GetTaskId(), 77);
+        EXPECT_EQ(task.GetFileId(), L"F");
+    }
+}
+
+// SVC-CLAIM-22
+TEST_F(Claiming, AnExceptionOfAnyDatabaseCallOfAnUploadRefusesAndIsTold) {
+    const std::vector<std::function<void()>> throwers = {
+        [&] { database.getDriveDataItemWithKey.NextThrows("broken"); },
+        [&] { database.updateDriveData.NextThrows("broken"); },
+        [&] { database.getTaskItem.NextThrows("broken"); },
+        [&] { database.updateTaskItem.NextThrows("broken"); },
+    };
+    for (const auto& thrower : throwers) {
+        world.PutWithTask(world.File(L"U", L"u.txt", 7, 11), 2);
+        thrower();
+        EXPECT_FALSE(Claim(L"U", 2));
+    }
+    EXPECT_EQ(Journal::Count(Kind::Error, "TransferCommon|getTransferFileItem|error:broken"), 4);
+    world.PutWithTask(world.File(L"U", L"u.txt", 7, 11), 2);
+    world.Sql({"UPDATE T_task SET TaskStatus = 0"});
+    EXPECT_TRUE(Claim(L"U", 2));
+}
+
+// SVC-CLAIM-23
+TEST_F(Claiming, AFileFoundByItsPathThatIsBeingDownloadedIsRefused) {
+    world.PutWithTask(world.File(L"F", L"f.txt", 7, 22), 1);
+    EXPECT_FALSE(Claim(L"", 1, false, world.Path(L"f.txt")));
+    EXPECT_EQ(database.updateDriveData.Calls(), 0);
+}
+
+// SVC-CLAIM-24
+TEST_F(Claiming, AFolderIsNeverFoundByItsPath) {
+    Common::FileItem folder = world.File(L"D", L"folder", 0, 0);
+    folder.SetIsFolder(true);
+    world.Put(folder);
+    EXPECT_FALSE(Claim(L"", 1, false, world.Path(L"folder")));
+}
+
+// SVC-CLAIM-25
+TEST_F(Claiming, ADownloadWithAnIdIsReadByItAloneAndKeepsItsTaskId) {
+    world.PutWithTask(world.File(L"F", L"f.txt", 7, 21), 1);
+    task = Common::TaskItem();
+    task.SetDirection(1);
+    task.SetFileId(L"F");
+    task.SetTaskId(99);
+    EXPECT_TRUE(TransferCommon::getInstance().getTransferFileItem(task, file, world.Path(L"elsewhere"), true));
+    EXPECT_EQ(task.GetTaskId(), 99);
+    EXPECT_EQ(file.GetLocalFileName(), L"f.txt");
+    EXPECT_EQ(database.excuteQuerySQL.Calls(), 0);
 }
 
 }  // namespace

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <atomic>
+
 #include "interfaces/common/globals.h"
 #include "tests/support/engine_bench.h"
 
@@ -143,6 +145,138 @@ TEST_F(FetchingOnDemand, AFileThatIsBeingDownloadedOrUnknownIsPassedOver) {
         EXPECT_EQ(ScriptedPool::Held().size(), 0u);
         EXPECT_EQ(Pushes(), 0);
         EXPECT_EQ(unknown.transferKey, 2);
+    });
+}
+
+// SVC-FETCH-07
+TEST_F(FetchingOnDemand, TwoOfOneFileThatOverlapAreOneDownloadAndTheHostHearsOfItOnce) {
+    WhileBusy([&] {
+        world.WriteFile(L"f.txt", "");
+        world.Put(world.File(L"F", L"f.txt", 7, 0));
+        cloud.PutPlain(L"F", "content");
+        cloud.downloadCloudFileRequest.Takes(500);  // so that the second worker begins before the first has ended
+        ScriptedPool::Hold(true);
+        std::atomic<int> returned{0};
+        for (int i = 0; i < 2; ++i) {
+            VirtualTime::Start("fetcher", [&] {
+                DOWNLOADTASK_CONTEXT job = Job(L"F", L"f.txt", 7);
+                Service().executeFetchData(job);
+                ++returned;
+            });
+        }
+        VirtualTime::AdvanceBy(2000);
+        ASSERT_EQ(returned, 2);
+        ASSERT_EQ(ScriptedPool::Held().size(), 2u);  // nothing is claimed before a worker begins
+        const std::size_t mark = Journal::Mark();
+        ScriptedPool::ReleaseAll();
+        VirtualTime::AdvanceBy(1000);
+        EXPECT_EQ(Joined(Journal::LinesSince(mark, {Kind::Callback})).find("event 3"),
+                  Joined(Journal::LinesSince(mark, {Kind::Callback})).rfind("event 3"));
+        EXPECT_TRUE(
+            InOrder(Journal::LinesSince(mark, {Kind::Callback}),
+                    {"callback download(event 1, ok)", "callback download(event 2, ok, offset 0, length 7, end 7)",
+                     "callback download(event 3, ok)"}));
+        EXPECT_EQ(world.Row(L"F").GetFileStatus(), 1);
+    });
+    EXPECT_EQ(Journal::CountBeginning(Kind::Cloud, "GetDownloadAddressInfo(F)"), 1);
+    EXPECT_EQ(Journal::CountBeginning(Kind::Callback, "download(event 1"), 1);
+}
+
+// SVC-FETCH-10
+TEST_F(FetchingOnDemand, ASecondOneOfAFileThatIsBeingFetchedIsPassedOver) {
+    WhileBusy([&] {
+        world.WriteFile(L"f.txt", "");
+        world.Put(world.File(L"F", L"f.txt", 7, 0));
+        cloud.PutPlain(L"F", "content");
+        cloud.downloadCloudFileRequest.Takes(10000);
+        DOWNLOADTASK_CONTEXT job = Job(L"F", L"f.txt", 7);
+        Service().executeFetchData(job);
+        VirtualTime::AdvanceBy(2000);
+        ASSERT_EQ(world.Row(L"F").GetFileStatus(), 22);
+        Service().executeFetchData(job);
+        VirtualTime::AdvanceBy(20000);
+        EXPECT_EQ(world.Row(L"F").GetFileStatus(), 1);
+    });
+    EXPECT_EQ(Journal::CountBeginning(Kind::Cloud, "GetDownloadAddressInfo(F)"), 1);
+}
+
+// SVC-FETCH-11
+TEST_F(FetchingOnDemand, AheadOfOthersRunsBesideTheOrdinaryOnesAndGivesItsOwnSlotBack) {
+    WhileBusy([&] {
+        world.WriteFile(L"f.txt", "");
+        world.Put(world.File(L"F", L"f.txt", 7, 0));
+        cloud.PutPlain(L"F", "content");
+        for (int i = 0; i < 7; ++i) {  // more often than there are priority slots
+            world.Sql({"UPDATE T_cloudDriveData SET fileStatus = 0 WHERE fileId = 'F'"});
+            DOWNLOADTASK_CONTEXT job = Job(L"F", L"f.txt", 7);
+            Service().executeFetchData(job);
+            VirtualTime::AdvanceBy(2000);
+            EXPECT_EQ(world.Row(L"F").GetFileStatus(), 1) << i;
+        }
+    });
+}
+
+// SVC-FETCH-12
+TEST_F(FetchingOnDemand, WithoutAFileIdFindsTheRowByItsPathAlone) {
+    WhileBusy([&] {
+        world.Put(world.File(L"F", L"a\\f.txt", 7, 0));
+        ScriptedPool::Hold(true);
+        DOWNLOADTASK_CONTEXT job = Job(L"", L"a\\f.txt", 7);
+        Service().executeFetchData(job);
+        VirtualTime::Settle();
+        ASSERT_EQ(ScriptedPool::Held().size(), 1u);
+        EXPECT_EQ(static_cast<Common::TaskItem*>(ScriptedPool::Held()[0].argument)->GetFileId(), L"F");
+        EXPECT_TRUE(job.fileId.empty());  // the caller's record is left alone
+    });
+}
+
+// SVC-FETCH-13
+TEST_F(FetchingOnDemand, AnOrdinaryTaskHandsTheCallersFetchMarkOn) {
+    VirtualTime::Run(0, [&] {
+        for (const bool onFetch : {false, true}) {
+            DOWNLOADTASK_CONTEXT job = Job(L"F", L"f.txt", 7);
+            job.isOnFetch = onFetch;
+            Service().executeFetchData(job);
+        }
+    });
+    EXPECT_TRUE(InOrder(Lines({Kind::Database}), {"db GetDownLoadTaskSqlcmd(f.txt, , F, false, 11)",
+                                                  "db GetDownLoadTaskSqlcmd(f.txt, , F, true, 11)"}))
+        << Joined(Lines({Kind::Database}));
+}
+
+// SVC-FETCH-14
+TEST_F(FetchingOnDemand, AnOrdinaryTaskThatTheDatabaseRefusesIsNotTold) {
+    database.insertTaskByOnFetch.NextReturns(false);
+    VirtualTime::Run(0, [&] {
+        DOWNLOADTASK_CONTEXT job = Job(L"F", L"f.txt", 7);
+        EXPECT_NO_THROW(Service().executeFetchData(job));
+        EXPECT_EQ(job.transferKey, 11);
+    });
+    EXPECT_EQ(Joined(Lines({Kind::Error, Kind::Callback})), "");
+}
+
+// SVC-FETCH-15
+TEST_F(FetchingOnDemand, AnOrdinaryTaskIsFetchedAndBroughtLikeAnyOther) {
+    world.Put(world.File(L"F", L"f.txt", 7, 0));
+    world.WriteFile(L"f.txt", "");
+    cloud.PutPlain(L"F", "content");
+    VirtualTime::Run(0, [&] {
+        StartService();
+        DOWNLOADTASK_CONTEXT job = Job(L"F", L"f.txt", 7);
+        Service().executeFetchData(job);
+        VirtualTime::AdvanceBy(4000);
+    });
+    EXPECT_EQ(world.Row(L"F").GetFileStatus(), 1);
+    EXPECT_EQ(Journal::Count(Kind::Callback, "download(event 3, ok)"), 1);
+}
+
+// SVC-FETCH-16
+TEST_F(FetchingOnDemand, ANegativeLimitSendsEveryFileTheOrdinaryRoad) {
+    g_PriorityDownloadSizeLimit = -1;
+    WhileBusy([&] {
+        DOWNLOADTASK_CONTEXT job = Job(L"F", L"f.txt", 0);
+        Service().executeFetchData(job);
+        EXPECT_EQ(job.transferKey, 11);
     });
 }
 

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 
+#include "interfaces/common/address_models.h"
 #include "interfaces/common/completion_models.h"
 #include "interfaces/common/file_item.h"
 #include "interfaces/common/task_item.h"
@@ -9,6 +10,7 @@
 #include "service/shared/codes.h"
 #include "service/shared/task_result.h"
 #include "service/shared/transfer_records.h"
+#include "tests/support/engine_bench.h"
 
 namespace Drive::TransferService {
 namespace {
@@ -129,6 +131,113 @@ TEST(Records, AnUpdateNamesItsRowAndNothingElseAndItsNumbersAreDecimal) {
     EXPECT_FALSE(info.reservedFlag);
     EXPECT_EQ(SQLiteDB::MakePair(L"c", std::int64_t{-12}), std::make_pair(std::wstring(L"c"), std::wstring(L"-12")));
     EXPECT_EQ(SQLiteDB::MakePair(L"c", std::wstring(L"text")).second, L"text");
+}
+
+// SVC-REC-09
+TEST(Records, AnAttachmentsDataAndPathsDoNotMixAndItsSizesKeepTheirOrder) {
+    Common::FileItem file;
+    file.SetAttachmentSize({7, 3, 5});
+    EXPECT_EQ(file.GetAttachmentSize(), (std::vector<int>{7, 3, 5}));
+    file.SetAttachmentFilePath({{L"small", L"path"}});
+    EXPECT_TRUE(file.GetAttachmentData().empty());
+}
+
+// SVC-REC-10
+TEST(Records, ATaskIsCopiedByValueWithAllItsFields) {
+    Common::TaskItem task;
+    task.SetTaskId(std::int64_t{1} << 40);
+    task.SetFileId(L"F");
+    task.SetDirection(2);
+    task.SetPriority(2147483644);
+    task.SetModule(1);
+    task.SetTransferKey(std::int64_t{1} << 41);
+    task.SetFragmentInfo(L"record");
+    Common::TaskItem copy;
+    copy = task;
+    task.SetFileId(L"other");
+    task.SetFragmentInfo(L"");
+    EXPECT_EQ(copy.GetTaskId(), std::int64_t{1} << 40);
+    EXPECT_EQ(copy.GetFileId(), L"F");
+    EXPECT_EQ(copy.GetDirection(), 2);
+    EXPECT_EQ(copy.GetPriority(), 2147483644);
+    EXPECT_EQ(copy.GetModule(), 1);
+    EXPECT_EQ(copy.GetTransferKey(), std::int64_t{1} << 41);
+    EXPECT_EQ(copy.GetFragmentInfo(), L"record");
+}
+
+// SVC-REC-11
+TEST(Records, AFileIsCopiedByValueWithAllItsFields) {
+    Common::FileItem file;
+    file.SetFileId(L"F");
+    file.SetName(L"cloud");
+    file.SetLocalParentId(L"local parent");
+    file.SetParentId(L"parent");
+    file.SetSize(std::int64_t{50} << 30);
+    file.SetHash(L"hash");
+    file.SetFileHMAC("digest");
+    file.SetMimeType(L"text/plain");
+    file.SetFileStatus(23);
+    Common::FileItem copy(file);
+    file.SetName(L"other");
+    EXPECT_EQ(copy.GetFileId() + copy.GetName() + copy.GetLocalParentId(), L"Fcloudlocal parent");
+    EXPECT_EQ(copy.GetSize(), std::int64_t{50} << 30);
+    EXPECT_EQ(copy.GetHash() + copy.GetMimeType(), L"hashtext/plain");
+    EXPECT_EQ(copy.GetFileHMAC(), "digest");
+    EXPECT_EQ(copy.GetFileStatus(), 23);
+}
+
+// SVC-REC-12
+TEST(Records, EventsAndTheStepOfThePriorityAreTheseNumbers) {
+    EXPECT_EQ(DownloadEventFetchBegins, 1);
+    EXPECT_EQ(DownloadEventData, 2);
+    EXPECT_EQ(DownloadEventFinished, 3);
+    EXPECT_EQ(DownloadEventEnd, 4);
+    EXPECT_EQ(DownloadEventNewSize, 5);
+    EXPECT_EQ(kPriorityStep, 3);
+}
+
+class StoredRecords : public Testing::EngineBench {};
+
+// SVC-REC-13
+TEST_F(StoredRecords, BothSpellingsOfThePriorityAreOneColumn) {
+    world.PutWithTask(world.File(L"F", L"f.txt", 7, 21), 1);
+    auto& database = SQLiteDB::SQLiteDB::GetInstance();
+    SQLiteDB::UpdateDBInfo info;
+    info.key = L"F";
+    info.columns = {SQLiteDB::MakePair(L"priority", std::int64_t{4})};
+    EXPECT_TRUE(database.UpdateTaskItem(info, 1));
+    EXPECT_EQ(world.Task(L"F", 1).GetPriority(), 4);
+    info.columns = {SQLiteDB::MakePair(L"Priority", std::int64_t{7})};
+    EXPECT_TRUE(database.UpdateTaskItem(info, 1));
+    EXPECT_EQ(world.Task(L"F", 1).GetPriority(), 7);
+}
+
+// SVC-REC-14
+TEST_F(StoredRecords, AnAbsentRowIsReadAsAnEmptyRecord) {
+    auto& database = SQLiteDB::SQLiteDB::GetInstance();
+    EXPECT_TRUE(database.GetDriveDataItemWithKey(L"none").GetFileId().empty());
+    EXPECT_TRUE(database.GetDriveDataItem({{L"localFileName", L"none"}}).GetFileId().empty());
+    EXPECT_TRUE(database.GetTaskItem(L"none", 1).GetFileId().empty());
+}
+
+// SVC-REC-15
+TEST(Records, TheAnswersOfTheCloudAreCopiedByValue) {
+    Common::DownLoadAddressInfoModel model;
+    model.SetDownloadURL(L"url");
+    model.SetRecordCursor(L"cursor");
+    model.SetEncFekList({{L"efek", L"algorithm", L"1", L"iv", L"uid"}});
+    Common::DownloadObjectInfoList object;
+    object.objectIds = {L"a", L"b"};
+    model.SetObjectInfoList({object});
+    const Common::DownLoadAddressInfoModel copy = model;
+    model.SetObjectInfoList({});
+    EXPECT_EQ(copy.GetDownloadURL() + copy.GetRecordCursor(), L"urlcursor");
+    EXPECT_EQ(copy.GetEncFekList().front().encryptAlgorithm, L"algorithm");
+    EXPECT_EQ(copy.GetObjectInfoList().front().objectIds.size(), 2u);
+    Common::DownloadKelpAddressInfo address;
+    address.SetUrl(L"url");
+    address.SetHeaders({{L"h", L"v"}});
+    EXPECT_EQ(Common::DownloadKelpAddressInfo(address).GetHeaders().at(L"h"), L"v");
 }
 
 }  // namespace

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <atomic>
+
 #include "interfaces/common/globals.h"
 #include "service/shared/user_space.h"
 #include "tests/support/engine_bench.h"
@@ -316,6 +318,178 @@ TEST_F(UserSpace, IntervalZeroLeavesOnlyTheMessagesOfUploads) {
         Tell(2);
         EXPECT_EQ(Messages(2), 2);
     });
+}
+
+// SVC-SPACE-20
+TEST_F(UserSpace, IsAskedForWithAnEmptyText) {
+    Classify(1);
+    EXPECT_EQ(Joined(Lines()), "cloud GetUserSpace()\n");
+}
+
+// SVC-SPACE-21
+TEST_F(UserSpace, LimitsCountAsTheyStandAtEachUse) {
+    EXPECT_EQ(Classify(3000), UserSpaceWillFull);
+    g_SpaceWillBeFullSize = 2999;
+    EXPECT_EQ(Classify(3000), UserSpaceEnough);
+    g_SpaceIsFullSize = 3001;
+    EXPECT_EQ(Classify(3000), UserSpaceFull);
+}
+
+// SVC-SPACE-22
+TEST_F(UserSpace, ASlowAnswerHoldsUpNeitherTheMainLoopNorAsksTwiceForFullSpace) {
+    cloud.space = 1 << 20;
+    cloud.getUserSpace.Takes(30 * 1000);
+    VirtualTime::Run(0, [&] {
+        StartService();
+        Tell(2);
+        VirtualTime::AdvanceBy(85 * 1000);
+        EXPECT_EQ(cloud.getUserSpace.Calls(), 1);  // asked at 60, answered at 90
+        EXPECT_EQ(database.hasTransferTasks.Calls(), 86);
+        VirtualTime::AdvanceBy(10 * 1000);
+        EXPECT_EQ(cloud.getUserSpace.Calls(), 2);
+    });
+}
+
+// SVC-SPACE-23
+TEST_F(UserSpace, FullMessageIsWrittenThenToldAndTurnsTheRegularCheckOn) {
+    cloud.space = 10;
+    VirtualTime::Run(0, [&] {
+        Tell(2);
+        EXPECT_EQ(Joined(Lines()),
+                  "trace UpLoadTaskManger.notifySpaceInfo.Notify Space Is Full\n"
+                  "callback notify(2, , false)\n");
+        StartService();
+        VirtualTime::AdvanceBy(60 * 1000);
+        EXPECT_EQ(Messages(2), 2);
+    });
+}
+
+// SVC-SPACE-24
+TEST_F(UserSpace, TheTimeOfAMessageIsThatBeforeTheHostWasTold) {
+    cloud.space = 10;
+    g_SpaceNotifySpaceTimes = 0;
+    Service().setFileTransNotifyMsgCallBack([&](int message, const std::wstring&, bool) {
+        if (message == 1) return;
+        Journal::Write(Kind::Callback, "notify(" + std::to_string(message) + ", , false)");
+        VirtualTime::Pause(20 * 1000);
+    });
+    VirtualTime::Run(0, [&] {
+        StartService();
+        VirtualTime::Start("upload", [&] { Tell(2); });
+        VirtualTime::AdvanceBy(65 * 1000);
+        VirtualTime::Start("upload", [&] { Tell(3); });
+        VirtualTime::AdvanceBy(60 * 1000);
+    });
+    EXPECT_EQ(MessageTimes(2), (std::vector<std::int64_t>{0, 60 * 1000, 120 * 1000}));
+    EXPECT_EQ(Stored(), 0);  // the message of 65 came while another was being sent
+}
+
+// SVC-SPACE-25
+TEST_F(UserSpace, AFullMessageThatThrowsIsNotCountedAndTheNextOneIsNotHeldUp) {
+    g_SpaceNotifySpaceTimes = 1;
+    int calls = 0;
+    Service().setFileTransNotifyMsgCallBack([&](int, const std::wstring&, bool) {
+        if (++calls == 1) throw std::runtime_error("host broke");
+    });
+    VirtualTime::Run(0, [&] {
+        EXPECT_THROW(Tell(2), std::runtime_error);
+        for (int i = 0; i < 5; ++i) Tell(2);
+    });
+    EXPECT_EQ(calls, 3);
+}
+
+// SVC-SPACE-26
+TEST_F(UserSpace, ARegularMessageThatThrowsTellsNothingMoreAndIsTriedAgain) {
+    cloud.space = 2000;
+    world.Sql({"UPDATE T_SyncConf SET LastNotifySpaceFull = 1600000000"});
+    std::atomic<int> calls{0};
+    Service().setFileTransNotifyMsgCallBack([&](int message, const std::wstring&, bool) {
+        if (message == 3 && ++calls == 1) throw std::runtime_error("host broke");
+    });
+    VirtualTime::Run(0, [&] {
+        StartService();
+        EXPECT_EQ(Stored(), 1600000000);
+        VirtualTime::AdvanceBy(3000);
+    });
+    EXPECT_EQ(calls, 2);
+    EXPECT_EQ(Stored(), kNow + 1);
+    EXPECT_EQ(Journal::CountBeginning(Kind::Statistic,
+                                      "15002|TransferTaskService| Regular Inspection SpaceWillFull Userspace = "),
+              1);
+}
+
+// SVC-SPACE-27
+TEST_F(UserSpace, ATimeThatCannotBeStoredIsKeptInMemory) {
+    database.updateSyncConfItem.NextReturns(false);
+    VirtualTime::Run(0, [&] {
+        Tell(3);
+        Tell(3);
+    });
+    EXPECT_EQ(Messages(3), 1);
+    EXPECT_EQ(Stored(), 0);
+}
+
+// SVC-SPACE-28
+TEST_F(UserSpace, AnExceptionWhileTheTimeIsStoredLetsTheMessageComeAgain) {
+    database.updateSyncConfItem.NextThrows("locked");
+    VirtualTime::Run(0, [&] {
+        EXPECT_THROW(Tell(3), std::runtime_error);
+        Tell(3);
+        Tell(3);
+    });
+    EXPECT_EQ(Messages(3), 2);
+    EXPECT_EQ(Stored(), kNow);
+}
+
+// SVC-SPACE-29
+TEST_F(UserSpace, AHostThatCallsBackFromWithinAMessageHasItsOwnDropped) {
+    int depth = 0;
+    Service().setFileTransNotifyMsgCallBack([&](int message, const std::wstring&, bool) {
+        Journal::Write(Kind::Callback, "notify(" + std::to_string(message) + ", , false)");
+        if (++depth < 3) Tell(message == 2 ? 3 : 2);
+    });
+    VirtualTime::Run(0, [&] {
+        Tell(2);
+        Tell(3);
+    });
+    EXPECT_EQ(Joined(Lines({Kind::Callback})),
+              "callback notify(2, , false)\n"
+              "callback notify(3, , false)\n");
+}
+
+// SVC-SPACE-30
+TEST_F(UserSpace, ALimitBelowZeroLetsNoFullMessageThrough) {
+    g_SpaceNotifySpaceTimes = -1;
+    VirtualTime::Run(0, [&] { Tell(2); });
+    EXPECT_EQ(Joined(Lines()), "");
+}
+
+// SVC-SPACE-31
+TEST_F(UserSpace, ARegularCheckWhoseMessageIsDroppedTellsItsTextsAllTheSame) {
+    cloud.space = 10;
+    g_SpaceNotifySpaceTimes = 1;
+    VirtualTime::Run(0, [&] {
+        StartService();
+        Tell(2);
+        Tell(2);  // the last one that the limit lets through
+        VirtualTime::AdvanceBy(61 * 1000);
+    });
+    EXPECT_EQ(Messages(2), 2);
+    // The time of the last message stands still, so the check finds the space full each second.
+    EXPECT_EQ(Journal::Times(Kind::Trace, "TransferTaskService.Regular Inspection SpceFull Userspace = 10"),
+              (std::vector<std::int64_t>{60 * 1000, 61 * 1000}));
+}
+
+// SVC-SPACE-32
+TEST_F(UserSpace, AWillBeFullCheckThatThrowsIsTriedAgainASecondLater) {
+    cloud.space = 2000;
+    world.Sql({"UPDATE T_SyncConf SET LastNotifySpaceFull = 1600000000"});
+    cloud.getUserSpace.NextThrows("broken");
+    VirtualTime::Run(0, [&] {
+        StartService();
+        VirtualTime::AdvanceBy(1000);
+    });
+    EXPECT_EQ(MessageTimes(3), std::vector<std::int64_t>{1000});
 }
 
 }  // namespace

@@ -1,9 +1,36 @@
 #include <gtest/gtest.h>
+#include <pplx/pplxtasks.h>
+
+#include <atomic>
+#include <memory>
 
 #include "interfaces/common/globals.h"
+#include "service/feeding_state.h"
 #include "tests/support/engine_bench.h"
+#include "tests/support/private_access.h"
 
 namespace Drive::Testing {
+
+using Drive::TransferService::TaskSemaphore;
+using Drive::TransferService::TransferTaskService;
+
+struct OwnSource {
+    using Type = std::unique_ptr<pplx::cancellation_token_source> TransferTaskService::*;
+    friend Type Reach(OwnSource);
+};
+struct SpareSource {
+    using Type = std::unique_ptr<pplx::cancellation_token_source> TransferTaskService::*;
+    friend Type Reach(SpareSource);
+};
+struct SlotsLeft {
+    using Type = int TaskSemaphore::*;
+    friend Type Reach(SlotsLeft);
+};
+
+template struct PrivateMember<OwnSource, &TransferTaskService::serviceCancellation>;
+template struct PrivateMember<SpareSource, &TransferTaskService::spareCancellation>;
+template struct PrivateMember<SlotsLeft, &TaskSemaphore::count>;
+
 namespace {
 
 class StoppingTheService : public EngineBench {
@@ -24,7 +51,7 @@ protected:
         return found;
     }
 
-    bool returned = false;
+    std::atomic<bool> returned{false};
 };
 
 // SVC-STOP-01
@@ -256,6 +283,137 @@ TEST_F(StoppingTheService, DownloadsRunAgainAfterASecondStartWhenTheHostClearsTh
         VirtualTime::AdvanceBy(5000);
     });
     EXPECT_EQ(world.ReadFile(L"f.txt"), "content");
+}
+
+// SVC-STOP-14
+TEST_F(StoppingTheService, CancelsBothSources) {
+    VirtualTime::Run(0, [&] {
+        StartService();
+        Service().stopTransferTaskService();
+    });
+    EXPECT_TRUE((Service().*Reach(OwnSource()))->get_token().is_canceled());
+    EXPECT_TRUE((Service().*Reach(SpareSource()))->get_token().is_canceled());
+}
+
+// SVC-STOP-15
+TEST_F(StoppingTheService, BeforeAnyStartReturnsAndSetsTheFlags) {
+    VirtualTime::Run(0, [&] { Service().stopTransferTaskService(); });
+    EXPECT_TRUE(g_StopDownLoadTask);
+    EXPECT_TRUE(Journal::Has(Kind::Trace, "UpLoadTaskManger.StopUpLoadMangerService End "));
+}
+
+// SVC-STOP-16
+TEST_F(StoppingTheService, ReturnsAsSoonAsTheLastUploadHasEnded) {
+    GiveUpload(L"U", L"u.txt", "content");
+    cloud.objectsUploadStart.Takes(4000);
+    VirtualTime::Run(0, [&] {
+        StartService();
+        ASSERT_TRUE(VirtualTime::RunUntil([&] { return cloud.objectsUploadStart.Calls() == 1; }, 60000));
+        const std::int64_t begun = VirtualTime::Now();
+        Service().stopTransferTaskService();
+        EXPECT_EQ(VirtualTime::Now() - begun, 4000);
+    });
+}
+
+// SVC-STOP-17
+TEST_F(StoppingTheService, AFetchAfterTheStopEndsThePriorityDispatcherWithStopTwo) {
+    GivePlain(L"busy", L"busy.txt", "content");
+    cloud.getDownloadAddressInfo.Takes(60000);
+    VirtualTime::Run(0, [&] {
+        StartService();
+        ASSERT_TRUE(VirtualTime::RunUntil([&] { return Downloads().getDownloadingTaskCount() == 1; }, 60000));
+        StopAside();
+        VirtualTime::AdvanceBy(2000);
+        world.Put(world.File(L"F", L"f.txt", 7, 21));
+        TransferService::DOWNLOADTASK_CONTEXT job;
+        job.localFilePath = world.Path(L"f.txt");
+        job.fileId = L"F";
+        job.transferKey = 2;
+        Service().executeFetchData(job);
+        VirtualTime::AdvanceBy(2000);
+    });
+    const Texts expected = {"trace TransferTaskService.StartPriorityDownloadTaskService ",
+                            "stat 15003|TransferTaskService| StartPriorityDownloadTaskService",
+                            "trace TransferTaskService.StopPriorityDownloadTaskService 2",
+                            "stat 15003|TransferTaskService| StopPriorityDownloadTaskService 2"};
+    EXPECT_EQ(Joined(Journal::LinesOf("task-4", {Kind::Trace, Kind::Statistic})), Joined(expected));
+    EXPECT_EQ(ScriptedPool::Queued().size(), 1u);  // the busy one
+    EXPECT_EQ(world.Row(L"F").GetFileStatus(), 21);
+    EXPECT_EQ((*TransferService::prioritySemaphore).*Reach(SlotsLeft()), 4);  // one went with the dropped task
+}
+
+// SVC-STOP-09
+TEST_F(StoppingTheService, ThumbnailDispatcherThatWaitedForASlotTellsOfStopTwo) {
+    database.getThumbnailFileDownLoadTask.Next([](std::list<WMap>& rows, int) {
+        for (int i = 0; i < 11; ++i) rows.push_back({{L"fileId", L"P" + std::to_wstring(i)}});
+        return 11;
+    });
+    ScriptedPool::Hold(true);
+    VirtualTime::Run(0, [&] {
+        StartService();
+        VirtualTime::AdvanceBy(5000);
+        Service().stopTransferTaskService();
+        ScriptedPool::ReleaseOne();  // its slot comes back
+        VirtualTime::AdvanceBy(2000);
+        ScriptedPool::ReleaseAll();
+        VirtualTime::AdvanceBy(2000);
+    });
+    const Texts expected = {"trace TransferTaskService.StartThumbnailTaskService ",
+                            "stat 15003|TransferTaskService| StartThumbnailTaskService",
+                            "trace TransferTaskService.StopThumbnailTaskService 2",
+                            "stat 15003|TransferTaskService| StopThumbnailTaskService 2"};
+    EXPECT_EQ(Joined(Journal::LinesOf("task-2", {Kind::Trace, Kind::Statistic})), Joined(expected));
+    EXPECT_EQ(ScriptedPool::Queued().size(), 10u);
+}
+
+// SVC-STOP-18
+TEST_F(StoppingTheService, AThumbnailFetchThatEndsAfterTheStopEndsItsDispatcher) {
+    for (const bool found : {false, true}) {
+        VirtualTime::Run(0, [&] {
+            database.getThumbnailFileDownLoadTask.Next([found](std::list<WMap>& rows, int) {
+                VirtualTime::Pause(300);
+                if (found) rows.push_back({{L"fileId", L"P"}});
+                return 0;
+            });
+            Journal::Clear();
+            StartService();
+            Service().stopTransferTaskService();
+            VirtualTime::AdvanceBy(2000);
+        });
+        const std::string number = found ? "2" : "1";
+        EXPECT_TRUE(Journal::Has(Kind::Trace, "TransferTaskService.StopThumbnailTaskService " + number)) << found;
+        EXPECT_TRUE(Journal::Has(Kind::Statistic, "15003|TransferTaskService| StopThumbnailTaskService " + number));
+        EXPECT_EQ(Journal::Has(Kind::Trace, "TransferTaskService.cancel thumbnailTaskService thread"), !found);
+    }
+    EXPECT_EQ(ScriptedPool::Queued().size(), 0u);
+}
+
+// SVC-STOP-19
+TEST_F(StoppingTheService, ADispatcherThatSleepsOverTheStopLeavesItsQueueAndTakesNoSlot) {
+    GivePlain(L"F", L"f.txt", "content");
+    VirtualTime::Run(0, [&] {
+        StartService();  // F is fetched; the dispatcher looks again at 1000
+        VirtualTime::AdvanceBy(500);
+        Service().stopTransferTaskService();
+        VirtualTime::AdvanceBy(2000);
+    });
+    EXPECT_EQ(ScriptedPool::Queued().size(), 0u);
+    EXPECT_TRUE(world.HasTask(L"F", 1));
+    EXPECT_TRUE(Journal::Has(Kind::Trace, "TransferTaskService.StopDownloadTaskService 1"));
+    EXPECT_EQ((*TransferService::downloadSemaphore).*Reach(SlotsLeft()), 3);  // the loop ended before it looked
+}
+
+// SVC-STOP-20
+TEST_F(StoppingTheService, NoFeedAsksTheDatabaseOnceTheMainLoopHasEnded) {
+    VirtualTime::Run(0, [&] {
+        StartService();
+        VirtualTime::AdvanceBy(5500);
+        Service().stopTransferTaskService();
+        VirtualTime::AdvanceBy(7000);
+        const std::size_t mark = Journal::Mark();
+        VirtualTime::AdvanceBy(3600 * 1000);
+        EXPECT_EQ(Joined(Journal::LinesSince(mark)), "");
+    });
 }
 
 }  // namespace
