@@ -21,7 +21,7 @@ using SQLiteDB::SyncRows;
 
 constexpr int kTickMilliseconds = 100;
 constexpr std::int64_t kLookEvery = 2000;
-constexpr std::int64_t kLostAfter = 10000;
+constexpr std::int64_t kLostAfter = 4000;
 constexpr std::size_t kRowsInBatch = 1000;
 constexpr int kRowsInLook = 100000;
 constexpr int kTaskPriority = 1;
@@ -155,9 +155,6 @@ void UploadRun::Uploaded(Job& job) {
 }
 
 std::string UploadRun::Reason(const Job& job, const std::string& otherwise) const {
-    if (session.visible.Look(job.entry.path).kind == FileKind::Absent) {
-        return kVanished;
-    }
     if (const std::string problem = session.visible.ReadProblem(job.entry.path); !problem.empty()) {
         return problem;
     }
@@ -165,6 +162,9 @@ std::string UploadRun::Reason(const Job& job, const std::string& otherwise) cons
 }
 
 void UploadRun::Failed(Job& job, const std::string& why) {
+    if (session.visible.Look(job.entry.path).kind == FileKind::Absent) {
+        return Settle(job, Result::Failed, kVanished);
+    }
     if (++job.failures >= limits.attempts) {
         return Settle(job, Result::Failed,
                       Reason(job, why) + "; tried " + std::to_string(job.failures) +

@@ -5,6 +5,7 @@
 namespace Drive::Host {
 namespace {
 
+// HOST-RETRY-03
 TEST(BackOff, DoublesFromFiveSecondsToHalfAnHour) {
     EXPECT_EQ(WaitAfter(1), 5000);
     EXPECT_EQ(WaitAfter(2), 10000);

@@ -25,6 +25,7 @@ std::map<std::wstring, CloudEntry> Placed(std::vector<Cloud::CloudFile> files, s
     return byId;
 }
 
+// HOST-LIST-01
 TEST(CloudTree, GivesEachEntryItsPathBelowTheRoot) {
     const auto placed = Placed({Entry(L"a", L"root", L"A", true), Entry(L"b", L"a", L"B ü", true),
                                 Entry(L"f", L"b", L"file.txt"), Entry(L"g", L"root", L"top")});
@@ -37,6 +38,7 @@ TEST(CloudTree, GivesEachEntryItsPathBelowTheRoot) {
     }
 }
 
+// HOST-LIST-02
 TEST(CloudTree, PutsParentsFirstWhateverTheOrderOfTheList) {
     const std::vector<CloudEntry> placed = PlaceEntries(
         {Entry(L"f", L"b", L"f"), Entry(L"b", L"a", L"B", true), Entry(L"a", L"root", L"A", true)}, L"root", 4000);
@@ -46,12 +48,14 @@ TEST(CloudTree, PutsParentsFirstWhateverTheOrderOfTheList) {
     EXPECT_EQ(placed[2].path, "A/B/f");
 }
 
+// HOST-LIST-03
 TEST(CloudTree, LeavesOutTheRootItselfAndWhatIsDeleted) {
     Cloud::CloudFile gone = Entry(L"x", L"root", L"gone");
     gone.isDeleted = true;
     EXPECT_EQ(Placed({Entry(L"root", L"", L"My drive", true), gone, Entry(L"a", L"root", L"a")}).size(), 1u);
 }
 
+// HOST-LIST-04
 TEST(CloudTree, RefusesNamesThatWouldLeaveTheTree) {
     for (const wchar_t* name : {L"..", L".", L"", L"a/b", L"a\\b", L"../../etc/passwd"}) {
         EXPECT_NE(Placed({Entry(L"a", L"root", name)}).at(L"a").refusal, "") << testing::PrintToString(name);
@@ -59,21 +63,25 @@ TEST(CloudTree, RefusesNamesThatWouldLeaveTheTree) {
     EXPECT_NE(Placed({Entry(L"a", L"root", std::wstring(L"a\0b", 3))}).at(L"a").refusal, "");
 }
 
+// HOST-LIST-05
 TEST(CloudTree, TellsARefusedNameReadably) {
     EXPECT_EQ(Placed({Entry(L"a", L"root", L"a/\x1b[31m")}).at(L"a").path, "a/?[31m");
 }
 
+// HOST-LIST-06
 TEST(CloudTree, RefusesWhatLiesInARefusedFolder) {
     const auto placed = Placed({Entry(L"a", L"root", L"..", true), Entry(L"f", L"a", L"f")});
     EXPECT_NE(placed.at(L"f").refusal, "");
 }
 
+// HOST-LIST-07
 TEST(CloudTree, RefusesTheSecondOfTwoEntriesOfOneName) {
     const auto placed = Placed({Entry(L"1", L"root", L"same"), Entry(L"2", L"root", L"same")});
     EXPECT_EQ(placed.at(L"1").refusal, "");
     EXPECT_NE(placed.at(L"2").refusal, "");
 }
 
+// HOST-LIST-06
 TEST(CloudTree, RefusesFoldersThatLieInsideThemselves) {
     const auto placed = Placed({Entry(L"a", L"b", L"A", true), Entry(L"b", L"a", L"B", true),
                                 Entry(L"c", L"c", L"C", true), Entry(L"f", L"a", L"f")});
@@ -83,6 +91,7 @@ TEST(CloudTree, RefusesFoldersThatLieInsideThemselves) {
     }
 }
 
+// HOST-LIST-06
 TEST(CloudTree, RefusesEntriesWithoutAFolder) {
     const auto placed =
         Placed({Entry(L"f", L"nowhere", L"f"), Entry(L"g", L"root", L"g"), Entry(L"h", L"g", L"in a file")});
@@ -91,6 +100,7 @@ TEST(CloudTree, RefusesEntriesWithoutAFolder) {
     EXPECT_NE(placed.at(L"h").refusal, "");
 }
 
+// HOST-LIST-08
 TEST(CloudTree, RefusesNamesAndPathsTooLongForTheSystem) {
     EXPECT_EQ(Placed({Entry(L"a", L"root", std::wstring(255, L'x'))}).at(L"a").refusal, "");
     EXPECT_NE(Placed({Entry(L"a", L"root", std::wstring(256, L'x'))}).at(L"a").refusal, "");
@@ -99,6 +109,7 @@ TEST(CloudTree, RefusesNamesAndPathsTooLongForTheSystem) {
     EXPECT_NE(Placed({Entry(L"a", L"root", L"123456")}, 5).at(L"a").refusal, "");
 }
 
+// HOST-LIST-09
 TEST(CloudTree, BearsAListingAsDeepAsItIsLong) {
     std::vector<Cloud::CloudFile> files;
     std::wstring parent = L"root";
@@ -111,6 +122,7 @@ TEST(CloudTree, BearsAListingAsDeepAsItIsLong) {
     EXPECT_EQ(Placed(std::move(files)).size(), 20000u);
 }
 
+// HOST-NAME-02
 TEST(CloudTree, GivesUndecodableAndMappedNamesBackAsTheyWere) {
     const auto placed = Placed({Entry(L"a", L"root", L"x\xDCFFy"), Entry(L"b", L"root", L"back\xF05Cslash")});
     EXPECT_EQ(placed.at(L"a").path, "x\xFFy");

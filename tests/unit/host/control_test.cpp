@@ -10,6 +10,7 @@
 namespace Drive::Host {
 namespace {
 
+// HOST-DESK-01
 TEST(ControlSocket, CarriesALineThereAndBack) {
     const TemporaryFolder folder;
     ASSERT_TRUE(ServeControl(folder.Path(), [](const std::string& line) { return "heard " + line; }));
@@ -17,6 +18,7 @@ TEST(ControlSocket, CarriesALineThereAndBack) {
     EXPECT_EQ(AskControl(folder.Path(), "that", 5000), "heard that");
 }
 
+// HOST-DESK-02
 TEST(ControlSocket, WorksInAFolderWithALongPath) {
     const TemporaryFolder folder;
     const std::string deep = "a folder with a long name/a folder with a long name/a folder with a long name/and more";
@@ -25,6 +27,7 @@ TEST(ControlSocket, WorksInAFolderWithALongPath) {
     EXPECT_EQ(AskControl(folder.Path(deep), "far", 5000), "far");
 }
 
+// HOST-DESK-03
 TEST(ControlSocket, NobodyAnswersWhereNothingRuns) {
     const TemporaryFolder folder;
     EXPECT_FALSE(AskControl(folder.Path(), "hello", 1000).has_value());
@@ -33,6 +36,7 @@ TEST(ControlSocket, NobodyAnswersWhereNothingRuns) {
     EXPECT_FALSE(AskControl(folder.Path(), "hello", 1000).has_value());
 }
 
+// HOST-DESK-03
 TEST(ControlSocket, TakesThePlaceOfOneThatACrashLeft) {
     const TemporaryFolder folder;
     folder.Write("control", "left over");
@@ -40,6 +44,7 @@ TEST(ControlSocket, TakesThePlaceOfOneThatACrashLeft) {
     EXPECT_EQ(AskControl(folder.Path(), "again", 5000), "again");
 }
 
+// HOST-DESK-04
 TEST(RunDesk, TellsWhatTheCommandIsDoing) {
     RunDesk::Get().Tell("get", {10, 100, 1, 3});
     const std::string answer = RunDesk::Get().Answer(ProgressRequest());
@@ -48,6 +53,18 @@ TEST(RunDesk, TellsWhatTheCommandIsDoing) {
     EXPECT_NE(answer.find("\"filesDone\":1"), std::string::npos);
 }
 
+// HOST-DESK-04
+TEST(RunDesk, TellsRateTimeLeftAndEachNoteOnce) {
+    RunDesk::Get().Tell("put", {10, 100, 1, 3, 45, 2});
+    EXPECT_TRUE(RunDesk::Get().Note("the space is full"));
+    EXPECT_FALSE(RunDesk::Get().Note("the space is full"));
+    const std::string answer = RunDesk::Get().Answer(ProgressRequest());
+    EXPECT_NE(answer.find("\"bytesPerSecond\":45"), std::string::npos);
+    EXPECT_NE(answer.find("\"secondsLeft\":2"), std::string::npos);
+    EXPECT_NE(answer.find("\"notes\":[\"the space is full\"]"), std::string::npos);
+}
+
+// HOST-DESK-05
 TEST(RunDesk, HandsAWishToTheCommandAndItsAnswerBack) {
     std::atomic<bool> done{false};
     std::string wished;
@@ -66,6 +83,7 @@ TEST(RunDesk, HandsAWishToTheCommandAndItsAnswerBack) {
     EXPECT_EQ(answer, "{\"answer\":\"cancelled\"}");
 }
 
+// HOST-DESK-06
 TEST(RunDesk, NonsenseIsNotUnderstood) {
     EXPECT_EQ(RunDesk::Get().Answer("{"), "{\"answer\":\"not understood\"}");
     EXPECT_EQ(RunDesk::Get().Answer("[]"), "{\"answer\":\"not understood\"}");

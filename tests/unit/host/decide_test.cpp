@@ -46,20 +46,24 @@ protected:
     EntryFacts facts;
 };
 
+// HOST-GET-03
 TEST_F(Deciding, ANewFileIsFetched) { EXPECT_EQ(Decided(), Step::Fetch); }
 
+// HOST-GET-04
 TEST_F(Deciding, AProvedFileThatLooksAsItDidIsLeftAlone) {
     HaveProved();
     facts.visible = File(100);
     EXPECT_EQ(Decided(), Step::Unchanged);
 }
 
+// HOST-GET-04
 TEST_F(Deciding, AProvedFileWithAnotherTimeIsReadAgain) {
     HaveProved();
     facts.visible = File(100, 8);
     EXPECT_EQ(Decided(), Step::Adopt);
 }
 
+// HOST-KEEP-01
 TEST_F(Deciding, AFileOfAnotherSizeIsNeverOverwritten) {
     facts.visible = File(99);
     EXPECT_EQ(Decided(), Step::KeepLocal);
@@ -67,6 +71,7 @@ TEST_F(Deciding, AFileOfAnotherSizeIsNeverOverwritten) {
     EXPECT_EQ(Decided(), Step::KeepLocal);
 }
 
+// HOST-GET-05
 TEST_F(Deciding, ANewVersionReplacesTheProvedOne) {
     HaveProved();
     facts.visible = File(100);
@@ -76,6 +81,7 @@ TEST_F(Deciding, ANewVersionReplacesTheProvedOne) {
     EXPECT_TRUE(decision.replaces);
 }
 
+// HOST-GET-05
 TEST_F(Deciding, WithoutADigestTheVersionTellsANewContent) {
     HaveProved();
     facts.visible = File(100);
@@ -85,6 +91,7 @@ TEST_F(Deciding, WithoutADigestTheVersionTellsANewContent) {
     EXPECT_EQ(Decided(), Step::Fetch);
 }
 
+// HOST-RESUME-01
 TEST_F(Deciding, AnInterruptedDownloadGoesOnFromItsRecord) {
     HaveRow(22);
     HaveTask(64);
@@ -94,6 +101,7 @@ TEST_F(Deciding, AnInterruptedDownloadGoesOnFromItsRecord) {
     EXPECT_EQ(Decided(), Step::Resume);
 }
 
+// HOST-RESUME-01
 TEST_F(Deciding, ARecordThatPromisesMoreThanIsThereIsDropped) {
     HaveRow(21);
     HaveTask(64);
@@ -105,12 +113,14 @@ TEST_F(Deciding, ARecordThatPromisesMoreThanIsThereIsDropped) {
     EXPECT_EQ(Decided(), Step::Fetch);
 }
 
+// HOST-RESUME-01
 TEST_F(Deciding, AWaitingTaskWithoutARecordIsLeftToTheEngine) {
     HaveRow(21);
     HaveTask(0);
     EXPECT_EQ(Decided(), Step::Resume);
 }
 
+// HOST-RESUME-01
 TEST_F(Deciding, ADownloadOfAnEarlierContentStartsAnew) {
     HaveRow(22);
     HaveTask(64);
@@ -119,6 +129,7 @@ TEST_F(Deciding, ADownloadOfAnEarlierContentStartsAnew) {
     EXPECT_EQ(Decided(), Step::Fetch);
 }
 
+// HOST-RESUME-01
 TEST_F(Deciding, ADownloadUnderAnEarlierNameStartsAnew) {
     HaveRow(22);
     HaveTask(64);
@@ -127,12 +138,14 @@ TEST_F(Deciding, ADownloadUnderAnEarlierNameStartsAnew) {
     EXPECT_EQ(Decided(), Step::Fetch);
 }
 
+// HOST-GET-03
 TEST_F(Deciding, AFailedFileIsFetchedAgain) {
     HaveRow(23);
     facts.staged = File(100);
     EXPECT_EQ(Decided(), Step::Fetch);
 }
 
+// HOST-GET-06
 TEST_F(Deciding, ContentThatArrivedUnseenIsPlaced) {
     HaveRow(1);
     facts.staged = File(100);
@@ -141,29 +154,34 @@ TEST_F(Deciding, ContentThatArrivedUnseenIsPlaced) {
     EXPECT_EQ(Decided(), Step::Fetch);
 }
 
+// HOST-GET-03
 TEST_F(Deciding, AFileThatWasRemovedHereComesAgain) {
     HaveRow(1);
     HaveProved();
     EXPECT_EQ(Decided(), Step::Fetch);
 }
 
+// HOST-GET-07
 TEST_F(Deciding, AFileThatMovedInTheCloudIsRenamedHere) {
     HaveProved("old/place");
     facts.earlier = File(100);
     EXPECT_EQ(Decided(), Step::MoveHere);
 }
 
+// HOST-GET-07
 TEST_F(Deciding, AMovedFileThatWasChangedHereIsFetchedInstead) {
     HaveProved("old/place");
     facts.earlier = File(100, 8);
     EXPECT_EQ(Decided(), Step::Fetch);
 }
 
+// HOST-GET-08
 TEST_F(Deciding, AnEmptyFileIsMadeByOurOwnHand) {
     entry.file.size = 0;
     EXPECT_EQ(Decided(), Step::MakeEmpty);
 }
 
+// HOST-KEEP-01
 TEST_F(Deciding, NothingThatIsNoFileGivesWay) {
     for (const FileKind kind : {FileKind::Folder, FileKind::Link, FileKind::Other, FileKind::Unreachable}) {
         facts.visible = {kind, 100, 7};
@@ -171,6 +189,7 @@ TEST_F(Deciding, NothingThatIsNoFileGivesWay) {
     }
 }
 
+// HOST-GET-08
 TEST_F(Deciding, AFolderIsMadeOnceAndNeverInPlaceOfAFile) {
     entry.file.isFolder = true;
     EXPECT_EQ(Decided(), Step::MakeFolder);
@@ -182,6 +201,7 @@ TEST_F(Deciding, AFolderIsMadeOnceAndNeverInPlaceOfAFile) {
     EXPECT_EQ(Decided(), Step::KeepLocal);
 }
 
+// HOST-GET-09
 TEST_F(Deciding, ARefusedEntryStaysRefusedWhateverStandsThere) {
     entry.refusal = "no";
     HaveProved();
@@ -191,6 +211,7 @@ TEST_F(Deciding, ARefusedEntryStaysRefusedWhateverStandsThere) {
     EXPECT_EQ(decision.reason, "no");
 }
 
+// HOST-RESUME-02
 TEST(TaskFacts, ReadThePlainPosition) {
     const TaskFacts facts = ReadTaskFacts(L"{\"writePosition\":4194304,\"writeSliceIndex\":0}");
     EXPECT_TRUE(facts.exists);
@@ -198,15 +219,18 @@ TEST(TaskFacts, ReadThePlainPosition) {
     EXPECT_FALSE(facts.damaged);
 }
 
+// HOST-RESUME-02
 TEST(TaskFacts, AnEmptyRecordIsAStartFromTheBeginning) {
     EXPECT_EQ(ReadTaskFacts(L"").writePosition, 0);
     EXPECT_FALSE(ReadTaskFacts(L"{}").damaged);
 }
 
+// HOST-RESUME-02
 TEST(TaskFacts, AnEncryptedPositionCannotBeGoneOnWith) {
     EXPECT_TRUE(ReadTaskFacts(L"{\"writePosition\":4194304,\"writeSliceIndex\":1}").damaged);
 }
 
+// HOST-RESUME-02
 TEST(TaskFacts, NonsenseCannotBeGoneOnWith) {
     EXPECT_TRUE(ReadTaskFacts(L"{\"writePosition\":").damaged);
     EXPECT_TRUE(ReadTaskFacts(L"{\"writePosition\":-1,\"writeSliceIndex\":0}").damaged);

@@ -15,12 +15,14 @@ EarlyOptions Read(std::vector<const char*> words) {
     return ReadEarlyOptions(static_cast<int>(words.size()), words.data());
 }
 
+// HOST-START-01
 TEST(EarlyOptions, FindTheStateFolderInBothSpellings) {
     EXPECT_EQ(Read({"get", "--state", "/a b"}).stateFolder, "/a b");
     EXPECT_EQ(Read({"--state=/c", "get"}).stateFolder, "/c");
     EXPECT_EQ(Read({"--state", "/first", "get", "--state=/last"}).stateFolder, "/last");
 }
 
+// HOST-START-01
 TEST(EarlyOptions, TakeTheEnvironmentWhenTheLineSaysNothing) {
     setenv("ZELKOR_DRIVE_STATE", "/from/environment", 1);
     EXPECT_EQ(Read({"get"}).stateFolder, "/from/environment");
@@ -28,6 +30,7 @@ TEST(EarlyOptions, TakeTheEnvironmentWhenTheLineSaysNothing) {
     unsetenv("ZELKOR_DRIVE_STATE");
 }
 
+// HOST-START-02
 TEST(EarlyOptions, ReadCountsAndPassOverNonsense) {
     EXPECT_EQ(Read({"get", "--downloads", "9"}).downloads, 9);
     EXPECT_EQ(Read({"put", "--uploads=4"}).uploads, 4);
@@ -36,6 +39,7 @@ TEST(EarlyOptions, ReadCountsAndPassOverNonsense) {
     EXPECT_FALSE(Read({"get", "--downloads"}).downloads.has_value());
 }
 
+// HOST-START-02
 TEST(ApplySettings, SetsTheCountsThatTheEngineReadsAtLoad) {
     Settings settings;
     settings.downloads = 11;

@@ -24,6 +24,7 @@ protected:
     const TemporaryFolder folder;
 };
 
+// HOST-FETCH-01
 TEST_F(Sinks, TakeBlocksInOrder) {
     OpenSink();
     EXPECT_TRUE(FetchSinks::Begin(L"\\file"));
@@ -34,6 +35,7 @@ TEST_F(Sinks, TakeBlocksInOrder) {
     EXPECT_EQ(folder.Read("file"), "onetwo");
 }
 
+// HOST-FETCH-01
 TEST_F(Sinks, RefuseABlockThatDoesNotComeNext) {
     OpenSink();
     EXPECT_TRUE(FetchSinks::Begin(L"\\file"));
@@ -43,6 +45,7 @@ TEST_F(Sinks, RefuseABlockThatDoesNotComeNext) {
     EXPECT_EQ(folder.Read("file"), "one");
 }
 
+// HOST-FETCH-01
 TEST_F(Sinks, StartAnewWhenTheEngineDoes) {
     OpenSink();
     EXPECT_TRUE(FetchSinks::Begin(L"\\file"));
@@ -53,18 +56,21 @@ TEST_F(Sinks, StartAnewWhenTheEngineDoes) {
     EXPECT_EQ(folder.Read("file"), "second");
 }
 
+// HOST-FETCH-01
 TEST_F(Sinks, TakeNothingBeforeTheBeginning) {
     OpenSink();
     EXPECT_EQ(FetchSinks::Arrived(L"\\file"), -1);
     EXPECT_FALSE(Take(0, "early"));
 }
 
+// HOST-FETCH-02
 TEST_F(Sinks, RefuseFilesThatNobodyAskedFor) {
     EXPECT_FALSE(FetchSinks::Begin(L"\\other"));
     EXPECT_FALSE(Take(0, "x"));
     EXPECT_FALSE(FetchSinks::Sync(L"\\other"));
 }
 
+// HOST-FETCH-02
 TEST_F(Sinks, TakeNothingAfterTheyAreClosed) {
     OpenSink();
     EXPECT_TRUE(FetchSinks::Begin(L"\\file"));

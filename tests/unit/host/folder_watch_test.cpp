@@ -24,6 +24,7 @@ protected:
     const TemporaryFolder folder;
 };
 
+// HOST-WATCH-01
 TEST_F(Watching, NothingIsHeardWhileNothingHappens) {
     FolderWatch watch(folder.Path());
     EXPECT_TRUE(watch.Complete());
@@ -31,12 +32,14 @@ TEST_F(Watching, NothingIsHeardWhileNothingHappens) {
     EXPECT_FALSE(watch.QuietSince(0));
 }
 
+// HOST-WATCH-02
 TEST_F(Watching, AChangeDeepBelowIsHeard) {
     FolderWatch watch(folder.Path());
     folder.Write("a/b/file", "changed");
     EXPECT_TRUE(Hears(watch));
 }
 
+// HOST-WATCH-02
 TEST_F(Watching, ARemovalAndARenameAreHeard) {
     FolderWatch watch(folder.Path());
     std::filesystem::rename(folder.Path("a/b/file"), folder.Path("a/file"));
@@ -46,6 +49,7 @@ TEST_F(Watching, ARemovalAndARenameAreHeard) {
     EXPECT_TRUE(Hears(watch));
 }
 
+// HOST-WATCH-02
 TEST_F(Watching, ANewFolderIsWatchedWithAllThatCameInIt) {
     FolderWatch watch(folder.Path());
     folder.Write("elsewhere/deep/file", "x");
@@ -55,6 +59,7 @@ TEST_F(Watching, ANewFolderIsWatchedWithAllThatCameInIt) {
     EXPECT_TRUE(Hears(watch));
 }
 
+// HOST-WATCH-03
 TEST_F(Watching, AChangeIsQuietOnlyAfterAWhile) {
     FolderWatch watch(folder.Path());
     folder.Write("a/file", "x");

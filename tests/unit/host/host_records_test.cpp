@@ -9,6 +9,7 @@
 namespace Drive::Host {
 namespace {
 
+// HOST-REC-01
 TEST(HostRecords, RememberProvedFilesAcrossProcesses) {
     const TemporaryFolder folder;
     {
@@ -27,6 +28,7 @@ TEST(HostRecords, RememberProvedFilesAcrossProcesses) {
     EXPECT_EQ(proved.at("1").contentVersion, "7");
 }
 
+// HOST-REC-02
 TEST(HostRecords, KeepOneTroubleAFile) {
     const TemporaryFolder folder;
     HostRecords records;
@@ -39,6 +41,7 @@ TEST(HostRecords, KeepOneTroubleAFile) {
     EXPECT_TRUE(records.Troubles().empty());
 }
 
+// HOST-REC-03
 TEST(HostRecords, GiveAnEmptyTextForAnUnknownValue) {
     const TemporaryFolder folder;
     HostRecords records;
@@ -48,6 +51,7 @@ TEST(HostRecords, GiveAnEmptyTextForAnUnknownValue) {
     EXPECT_EQ(records.Value("cursor"), "42");
 }
 
+// HOST-REC-04
 TEST(HostRecords, WhatIsNotCommittedDoesNotStand) {
     const TemporaryFolder folder;
     {
@@ -65,6 +69,7 @@ TEST(HostRecords, WhatIsNotCommittedDoesNotStand) {
     EXPECT_EQ(records.Value("a"), "2");
 }
 
+// HOST-REC-05
 TEST(HostRecords, ADamagedFileIsToldByName) {
     const TemporaryFolder folder;
     folder.Write("host.db", std::string(8192, 'x'));

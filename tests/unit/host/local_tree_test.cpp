@@ -22,6 +22,7 @@ std::map<std::string, LocalEntry> Read(const TemporaryFolder& folder, const std:
     return entries;
 }
 
+// HOST-TREE-01
 TEST(LocalTree, ListsEveryEntryWithItsPlaceAsTheRowsHoldIt) {
     const TemporaryFolder folder;
     folder.Write("a/b c/file.txt", "12345");
@@ -35,6 +36,7 @@ TEST(LocalTree, ListsEveryEntryWithItsPlaceAsTheRowsHoldIt) {
     EXPECT_EQ(entries.at("a").facts.kind, FileKind::Folder);
 }
 
+// HOST-TREE-01
 TEST(LocalTree, ListsFoldersBeforeWhatIsInThem) {
     const TemporaryFolder folder;
     folder.Write("b/file", "");
@@ -52,6 +54,7 @@ TEST(LocalTree, ListsFoldersBeforeWhatIsInThem) {
     EXPECT_LT(position.at("b"), position.at("b/file"));
 }
 
+// HOST-TREE-02
 TEST(LocalTree, ListsLinksWithoutFollowingThem) {
     const TemporaryFolder folder;
     folder.Write("real/file", "");
@@ -61,6 +64,7 @@ TEST(LocalTree, ListsLinksWithoutFollowingThem) {
     EXPECT_EQ(entries.count("link/file"), 0u);
 }
 
+// HOST-NAME-02
 TEST(LocalTree, CarriesNamesThatAreNoText) {
     const TemporaryFolder folder;
     folder.Write("x\xFFy", "");
@@ -70,6 +74,7 @@ TEST(LocalTree, CarriesNamesThatAreNoText) {
     EXPECT_EQ(entries.at("back\\slash").name, L"back\xF05Cslash");
 }
 
+// HOST-TREE-03
 TEST(LocalTree, PassesOverTheStagingTree) {
     const TemporaryFolder folder;
     folder.Write(".zelkor-staging/half", "");
@@ -92,6 +97,7 @@ private:
     bool wasRoot;
 };
 
+// HOST-TREE-04
 TEST(LocalTree, TellsAFolderThatCannotBeRead) {
     const TemporaryFolder folder;
     folder.Write("closed/file", "");

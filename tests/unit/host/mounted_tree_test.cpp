@@ -42,6 +42,7 @@ protected:
     MountedTree tree{[this] { ++woken; }};
 };
 
+// HOST-MOUNT-01
 TEST_F(Mounted, ShowsWhatTheCloudLists) {
     ASSERT_TRUE(tree.Look("").has_value());
     std::vector<std::string> top = *tree.Look("")->children;
@@ -52,6 +53,7 @@ TEST_F(Mounted, ShowsWhatTheCloudLists) {
     EXPECT_FALSE(tree.Look("folder/other").has_value());
 }
 
+// HOST-MOUNT-01
 TEST_F(Mounted, ShowsNothingThatCannotStandOnThisDisk) {
     CloudEntry refused = Entry("..", false);
     refused.refusal = "no";
@@ -61,6 +63,7 @@ TEST_F(Mounted, ShowsNothingThatCannotStandOnThisDisk) {
     EXPECT_TRUE(tree.Look("empty")->children->empty());
 }
 
+// HOST-MOUNT-02
 TEST_F(Mounted, AnOpeningWaitsUntilTheFileIsHere) {
     std::future<Brought> brought = Bring("top");
     EXPECT_EQ(Asked(), std::vector<std::string>{"top"});
@@ -71,6 +74,7 @@ TEST_F(Mounted, AnOpeningWaitsUntilTheFileIsHere) {
     EXPECT_EQ(brought.get(), Brought::Here);
 }
 
+// HOST-MOUNT-02
 TEST_F(Mounted, AnOpeningLearnsThatTheFileCouldNotBeBrought) {
     std::future<Brought> brought = Bring("top");
     Asked();
@@ -78,6 +82,7 @@ TEST_F(Mounted, AnOpeningLearnsThatTheFileCouldNotBeBrought) {
     EXPECT_EQ(brought.get(), Brought::Failed);
 }
 
+// HOST-MOUNT-02
 TEST_F(Mounted, ALaterOpeningAsksAgain) {
     std::future<Brought> first = Bring("top");
     Asked();
@@ -89,6 +94,7 @@ TEST_F(Mounted, ALaterOpeningAsksAgain) {
     EXPECT_EQ(second.get(), Brought::Failed);
 }
 
+// HOST-MOUNT-02
 TEST_F(Mounted, AllWhoWaitForAFileAreToldAtOnce) {
     std::future<Brought> first = Bring("top");
     std::future<Brought> second = Bring("top");
@@ -101,10 +107,12 @@ TEST_F(Mounted, AllWhoWaitForAFileAreToldAtOnce) {
     EXPECT_EQ(second.get(), Brought::Here);
 }
 
+// HOST-MOUNT-03
 TEST_F(Mounted, AnInterruptedOpeningEnds) {
     EXPECT_EQ(tree.Bring("top", [] { return true; }), Brought::Interrupted);
 }
 
+// HOST-MOUNT-03
 TEST_F(Mounted, TheEndReleasesAllWhoWait) {
     std::future<Brought> brought = Bring("top");
     Asked();

@@ -37,6 +37,7 @@ protected:
     std::string message;
 };
 
+// HOST-PLACE-01
 TEST_F(Placing, ShowsTheStagedFileWithTheCloudsTimeAndRemembersIt) {
     EXPECT_EQ(placement.Show(entry, "digest", std::nullopt, message), Shown::Yes);
     EXPECT_EQ(folder.Read("root/a/file"), "new content");
@@ -47,6 +48,7 @@ TEST_F(Placing, ShowsTheStagedFileWithTheCloudsTimeAndRemembersIt) {
     EXPECT_EQ(proved.size, 11);
 }
 
+// HOST-KEEP-02
 TEST_F(Placing, LeavesAloneWhatAppearedAtThePlace) {
     folder.Write("root/a/file", "somebody's work");
     EXPECT_EQ(placement.Show(entry, "digest", std::nullopt, message), Shown::KeptLocal);
@@ -55,6 +57,7 @@ TEST_F(Placing, LeavesAloneWhatAppearedAtThePlace) {
     EXPECT_TRUE(records.AllProved().empty());
 }
 
+// HOST-PLACE-02
 TEST_F(Placing, PutsANewVersionInPlaceOfTheProvedOne) {
     folder.Write("root/a/file", "old content");
     EXPECT_EQ(placement.Show(entry, "digest", VisibleAsProved(), message), Shown::Yes);
@@ -63,6 +66,7 @@ TEST_F(Placing, PutsANewVersionInPlaceOfTheProvedOne) {
     EXPECT_EQ(message, "");
 }
 
+// HOST-KEEP-03
 TEST_F(Placing, KeepsAnEditThatWasMadeWhileTheNewVersionTravelled) {
     folder.Write("root/a/file", "old content");
     const ProvedFile proved = VisibleAsProved();
@@ -77,6 +81,7 @@ TEST_F(Placing, KeepsAnEditThatWasMadeWhileTheNewVersionTravelled) {
     EXPECT_TRUE(kept);
 }
 
+// HOST-PLACE-02
 TEST_F(Placing, ShowsANewVersionWhereTheOldOneWasRemovedMeanwhile) {
     folder.Write("root/a/file", "old content");
     const ProvedFile proved = VisibleAsProved();
@@ -85,6 +90,7 @@ TEST_F(Placing, ShowsANewVersionWhereTheOldOneWasRemovedMeanwhile) {
     EXPECT_EQ(folder.Read("root/a/file"), "new content");
 }
 
+// HOST-PLACE-03
 TEST_F(Placing, DoesNotShowThroughALink) {
     std::filesystem::create_directories(folder.Path("elsewhere"));
     std::filesystem::create_directory_symlink(folder.Path("elsewhere"), folder.Path("root/a"));
@@ -93,6 +99,7 @@ TEST_F(Placing, DoesNotShowThroughALink) {
     EXPECT_EQ(folder.Read("staging/a/file"), "new content");
 }
 
+// HOST-KEEP-04
 TEST_F(Placing, MovesAsideWithoutReplacingAnEarlierCopy) {
     folder.Write("root/a/file", "one");
     ASSERT_TRUE(placement.MoveAside("a/file", message)) << message;
@@ -105,6 +112,7 @@ TEST_F(Placing, MovesAsideWithoutReplacingAnEarlierCopy) {
     EXPECT_EQ(copies, 2);
 }
 
+// HOST-KEEP-04
 TEST(AsideName, KeepsTheEndingAndFitsIntoAName) {
     setenv("TZ", "UTC", 1);
     EXPECT_EQ(AsideName("report.txt", 0, 0), "report (local copy 1970-01-01 00.00.00).txt");
@@ -115,6 +123,7 @@ TEST(AsideName, KeepsTheEndingAndFitsIntoAName) {
     EXPECT_EQ(name.substr(251), ".txt");
 }
 
+// HOST-KEEP-04
 TEST(AsideName, NeverCutsACharacterInTwo) {
     std::string umlauts;
     for (int count = 0; count < 127; ++count) {

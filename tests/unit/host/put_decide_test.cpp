@@ -31,8 +31,10 @@ protected:
     PutLimits limits;
 };
 
+// HOST-PUT-03
 TEST_F(DecidingPut, ANewFileIsSent) { EXPECT_EQ(Decided(), PutStep::SendNew); }
 
+// HOST-RESUME-03
 TEST_F(DecidingPut, AnInterruptedUploadGoesOnWhileTheFileLooksAsItDid) {
     facts.waiting = true;
     facts.sending = SentFile{100, 7};
@@ -46,12 +48,14 @@ TEST_F(DecidingPut, AnInterruptedUploadGoesOnWhileTheFileLooksAsItDid) {
     EXPECT_EQ(Decided(), PutStep::SendNew);
 }
 
+// HOST-PUT-04
 TEST_F(DecidingPut, AProvedFileIsLeftAlone) {
     CloudHas();
     HaveProved();
     EXPECT_EQ(Decided(), PutStep::Unchanged);
 }
 
+// HOST-PUT-05
 TEST_F(DecidingPut, AnEditOfAProvedFileIsSentAsANewVersion) {
     CloudHas();
     HaveProved();
@@ -59,6 +63,7 @@ TEST_F(DecidingPut, AnEditOfAProvedFileIsSentAsANewVersion) {
     EXPECT_EQ(Decided(), PutStep::SendVersion);
 }
 
+// HOST-PUT-06
 TEST_F(DecidingPut, AFileOfTheSameSizeIsReadBeforeItIsSent) {
     CloudHas();
     HaveProved();
@@ -68,12 +73,14 @@ TEST_F(DecidingPut, AFileOfTheSameSizeIsReadBeforeItIsSent) {
     EXPECT_EQ(decision.otherwise, PutStep::SendVersion);
 }
 
+// HOST-CONFLICT-01
 TEST_F(DecidingPut, ANewerVersionInTheCloudIsNotOverwritten) {
     CloudHas(200, L"bb22");
     HaveProved();
     EXPECT_EQ(Decided(), PutStep::CloudNewer);
 }
 
+// HOST-CONFLICT-02
 TEST_F(DecidingPut, ChangesOnBothSidesAreAConflict) {
     CloudHas(200, L"bb22");
     HaveProved();
@@ -83,6 +90,7 @@ TEST_F(DecidingPut, ChangesOnBothSidesAreAConflict) {
     EXPECT_EQ(Decided(), PutStep::SendVersion);
 }
 
+// HOST-CONFLICT-02
 TEST_F(DecidingPut, TwoFilesThatNeverMetAreAConflictUnlessTheyAreTheSame) {
     CloudHas(200);
     EXPECT_EQ(Decided(), PutStep::Conflict);
@@ -93,6 +101,7 @@ TEST_F(DecidingPut, TwoFilesThatNeverMetAreAConflictUnlessTheyAreTheSame) {
     EXPECT_NE(decision.reason, "");
 }
 
+// HOST-PUT-01
 TEST_F(DecidingPut, EmptyFilesTravelByOurOwnCalls) {
     entry.facts.size = 0;
     EXPECT_EQ(Decided(), PutStep::CreateEmpty);
@@ -101,6 +110,7 @@ TEST_F(DecidingPut, EmptyFilesTravelByOurOwnCalls) {
     EXPECT_EQ(Decided(), PutStep::ReplaceEmpty);
 }
 
+// HOST-PUT-01
 TEST_F(DecidingPut, FoldersAreMadeOnceAndNeverInPlaceOfAFile) {
     entry.facts.kind = FileKind::Folder;
     EXPECT_EQ(Decided(), PutStep::CreateFolder);
@@ -112,6 +122,7 @@ TEST_F(DecidingPut, FoldersAreMadeOnceAndNeverInPlaceOfAFile) {
     EXPECT_EQ(Decided(), PutStep::Conflict);
 }
 
+// HOST-PUT-02
 TEST_F(DecidingPut, LinksAndTheLikeDoNotTravel) {
     for (const FileKind kind : {FileKind::Link, FileKind::Other}) {
         entry.facts.kind = kind;
@@ -121,6 +132,7 @@ TEST_F(DecidingPut, LinksAndTheLikeDoNotTravel) {
     EXPECT_EQ(Decided(), PutStep::Refuse);
 }
 
+// HOST-PUT-07
 TEST_F(DecidingPut, WhatTheEngineWouldRefuseIsRefusedByNameBefore) {
     entry.name = std::wstring(80, L'ü');
     EXPECT_EQ(Decided(), PutStep::SendNew);

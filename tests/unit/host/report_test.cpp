@@ -7,6 +7,7 @@
 namespace Drive::Host {
 namespace {
 
+// HOST-REPORT-01
 TEST(Report, ShowsNoControlCharactersOnATerminal) {
     EXPECT_EQ(Printable("plain ü \xF0\x9F\xA6\x80"), "plain ü \xF0\x9F\xA6\x80");
     EXPECT_EQ(Printable("a\x1b[31m\nb"), "a\\x1B[31m\\x0Ab");
@@ -14,8 +15,10 @@ TEST(Report, ShowsNoControlCharactersOnATerminal) {
     EXPECT_EQ(Printable("right\xE2\x80\xAEleft"), "right\\u202Eleft");
 }
 
+// HOST-REPORT-02
 TEST(Report, CarriesUndecodableBytesInJson) { EXPECT_EQ(JsonPath("x\xFFy"), "x\xEF\x9F\xBFy"); }
 
+// HOST-REPORT-03
 TEST(Report, TellsBytesAndSecondsForPeople) {
     EXPECT_EQ(HumanBytes(0), "0 B");
     EXPECT_EQ(HumanBytes(1023), "1023 B");
@@ -25,6 +28,7 @@ TEST(Report, TellsBytesAndSecondsForPeople) {
     EXPECT_EQ(HumanSeconds(3725), "1:02:05");
 }
 
+// HOST-PROGRESS-06
 TEST(Rate, SettlesOnTheSpeedOfASteadyTransfer) {
     Rate rate;
     for (std::int64_t second = 0; second <= 60; ++second) {
@@ -34,6 +38,7 @@ TEST(Rate, SettlesOnTheSpeedOfASteadyTransfer) {
     EXPECT_NEAR(rate.SecondsFor(5000000), 5, 0.1);
 }
 
+// HOST-PROGRESS-06
 TEST(Rate, KnowsNothingBeforeTheSecondLook) {
     Rate rate;
     EXPECT_EQ(rate.PerSecond(), 0);
@@ -42,6 +47,7 @@ TEST(Rate, KnowsNothingBeforeTheSecondLook) {
     EXPECT_EQ(rate.PerSecond(), 0);
 }
 
+// HOST-REPORT-04
 TEST(Tally, CountsEveryEntryOnceAndTellsTroublesApart) {
     Tally tally;
     for (int index = 0; index <= static_cast<int>(Result::Pending); ++index) {

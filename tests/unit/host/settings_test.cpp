@@ -17,6 +17,7 @@ mode_t ModeOf(const std::string& path) {
     return facts.st_mode & 07777;
 }
 
+// HOST-SET-01
 TEST(Settings, ComeBackAsTheyWereWritten) {
     const TemporaryFolder folder;
     Settings written;
@@ -38,6 +39,7 @@ TEST(Settings, ComeBackAsTheyWereWritten) {
     EXPECT_EQ(read.downloadRate, 123456789012);
 }
 
+// HOST-SET-01
 TEST(Settings, KeepPathsLongerThanALineOfTheParser) {
     const TemporaryFolder folder;
     Settings written;
@@ -52,6 +54,7 @@ TEST(Settings, KeepPathsLongerThanALineOfTheParser) {
     EXPECT_EQ(read.root, written.root);
 }
 
+// HOST-SET-02
 TEST(Settings, AreReadableByTheirOwnerAlone) {
     const TemporaryFolder folder;
     std::string error;
@@ -59,6 +62,7 @@ TEST(Settings, AreReadableByTheirOwnerAlone) {
     EXPECT_EQ(ModeOf(SettingsPath(folder.Path())), 0600u);
 }
 
+// HOST-SET-03
 TEST(Settings, AbsentOnesAreToldApartFromDamagedOnes) {
     const TemporaryFolder folder;
     Settings settings;
@@ -73,6 +77,7 @@ TEST(Settings, AbsentOnesAreToldApartFromDamagedOnes) {
     EXPECT_NE(error.find("downloads = many"), std::string::npos);
 }
 
+// HOST-SET-04
 TEST(Settings, AnUnknownKeyIsNamed) {
     const TemporaryFolder folder;
     folder.Write("settings.ini", "[counts]\ndownlods = 3\n");
@@ -83,11 +88,13 @@ TEST(Settings, AnUnknownKeyIsNamed) {
     EXPECT_NE(error.find("downlods"), std::string::npos);
 }
 
+// HOST-SET-01
 TEST(Settings, APercentSignThatStartsNoCodeStandsForItself) {
     EXPECT_EQ(IniDecoded("100% and %zz and %4"), "100% and %zz and %4");
     EXPECT_EQ(IniDecoded("%41%0a"), "A\n");
 }
 
+// HOST-SET-02
 TEST(LoginFile, KeepsTheTokensPrivately) {
     const TemporaryFolder folder;
     Cloud::Login written;
@@ -108,6 +115,7 @@ TEST(LoginFile, KeepsTheTokensPrivately) {
     EXPECT_EQ(read.rootFileId, L"root");
 }
 
+// HOST-SET-05
 TEST(LoginFile, ADamagedOneAsksToSignInAgain) {
     const TemporaryFolder folder;
     folder.Write("login.json", "{\"accessToken\":");
@@ -117,6 +125,7 @@ TEST(LoginFile, ADamagedOneAsksToSignInAgain) {
     EXPECT_NE(error.find("init"), std::string::npos);
 }
 
+// HOST-SET-02
 TEST(PrivateFile, ReplacesAFileThatOthersCouldRead) {
     const TemporaryFolder folder;
     folder.Write("file", "old");

@@ -4,6 +4,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <chrono>
+
+#include "host/tree/free_space.h"
+#include "host/tree/read_digest.h"
 #include "tests/unit/host/temporary_folder.h"
 
 namespace Drive::Host {
@@ -25,6 +29,7 @@ protected:
     std::string error;
 };
 
+// HOST-TREE-05
 TEST_F(Trees, TellWhatStandsAtAPath) {
     folder.Write("tree/a/file", "12345");
     symlink("a", folder.Path("tree/link").c_str());
@@ -38,12 +43,14 @@ TEST_F(Trees, TellWhatStandsAtAPath) {
     EXPECT_EQ(tree.Look("a/file/below").kind, FileKind::Unreachable);
 }
 
+// HOST-TREE-06
 TEST_F(Trees, MakeFoldersWithTheirParents) {
     EXPECT_TRUE(tree.MakeFolders("a/b/c", error)) << error;
     EXPECT_TRUE(tree.MakeFolders("a/b/c", error)) << error;
     EXPECT_TRUE(folder.Exists("tree/a/b/c"));
 }
 
+// HOST-TREE-07
 TEST_F(Trees, NeverLeaveTheTreeThroughALink) {
     symlink(folder.Path("outside").c_str(), folder.Path("tree/link").c_str());
     EXPECT_FALSE(tree.MakeFolders("link/made", error));
@@ -57,6 +64,7 @@ TEST_F(Trees, NeverLeaveTheTreeThroughALink) {
     EXPECT_FALSE(folder.Exists("outside/moved"));
 }
 
+// HOST-TREE-07
 TEST_F(Trees, NeverLeaveTheTreeThroughDots) {
     folder.Write("outside/precious", "x");
     EXPECT_FALSE(tree.RemoveFile("../outside/precious", error));
@@ -64,6 +72,7 @@ TEST_F(Trees, NeverLeaveTheTreeThroughDots) {
     EXPECT_TRUE(folder.Exists("outside/precious"));
 }
 
+// HOST-KEEP-02
 TEST_F(Trees, AMoveNeverReplacesWhatIsThere) {
     folder.Write("other/file", "new");
     folder.Write("tree/file", "old");
@@ -74,6 +83,7 @@ TEST_F(Trees, AMoveNeverReplacesWhatIsThere) {
     EXPECT_EQ(MoveNew(other, "file", tree, "again", error), MoveOutcome::Absent);
 }
 
+// HOST-PLACE-02
 TEST_F(Trees, AnExchangeKeepsBothFiles) {
     folder.Write("other/file", "new");
     folder.Write("tree/file", "old");
@@ -82,6 +92,7 @@ TEST_F(Trees, AnExchangeKeepsBothFiles) {
     EXPECT_EQ(folder.Read("other/file"), "old");
 }
 
+// HOST-TREE-08
 TEST_F(Trees, AnEmptyFileTakesThePlaceOfALeftOver) {
     folder.Write("tree/a/file", "left over");
     EXPECT_TRUE(tree.MakeEmptyFile("a/file", error)) << error;
@@ -89,11 +100,13 @@ TEST_F(Trees, AnEmptyFileTakesThePlaceOfALeftOver) {
     EXPECT_TRUE(tree.MakeEmptyFile("new/file", error)) << error;
 }
 
+// HOST-TREE-08
 TEST_F(Trees, RemovingWhatIsNotThereIsNoFailure) {
     EXPECT_TRUE(tree.RemoveFile("nothing", error));
     EXPECT_TRUE(tree.RemoveFile("no/thing", error));
 }
 
+// HOST-TREE-06
 TEST_F(Trees, AFolderGoesOnlyWhenItIsEmpty) {
     folder.Write("tree/full/file", "x");
     ASSERT_TRUE(tree.MakeFolders("empty", error));
@@ -103,6 +116,35 @@ TEST_F(Trees, AFolderGoesOnlyWhenItIsEmpty) {
     EXPECT_FALSE(folder.Exists("tree/empty"));
 }
 
+// HOST-CHANGE-04
+TEST_F(Trees, TellWhyAFileCannotBeRead) {
+    folder.Write("tree/file", "x");
+    symlink("file", folder.Path("tree/link").c_str());
+    EXPECT_EQ(tree.ReadProblem("file"), "");
+    EXPECT_EQ(tree.ReadProblem("nothing"), "it cannot be read: No such file or directory");
+    EXPECT_NE(tree.ReadProblem("link"), "");
+}
+
+// HOST-VERIFY-02
+TEST_F(Trees, ADigestIsThatOfTheDiskAndNeverAMemory) {
+    folder.Write("tree/file", "before");
+    const auto then = std::filesystem::file_time_type::clock::now() - std::chrono::hours(1);
+    std::filesystem::last_write_time(folder.Path("tree/file"), then);
+    const std::wstring before = ReadDigest(folder.Path("tree"), "file");
+    folder.Write("tree/file", "after!");
+    std::filesystem::last_write_time(folder.Path("tree/file"), then);
+    EXPECT_EQ(before.size(), 64u);
+    EXPECT_NE(ReadDigest(folder.Path("tree"), "file"), before);
+    EXPECT_EQ(ReadDigest(folder.Path("tree"), "nothing"), L"");
+}
+
+// HOST-SPACE-04
+TEST_F(Trees, FreeSpaceIsUnknownWhereNoFolderIs) {
+    EXPECT_GT(FreeBytes(folder.Path("tree")), 0);
+    EXPECT_EQ(FreeBytes(folder.Path("nowhere")), -1);
+}
+
+// HOST-LOCK-02
 TEST_F(Trees, OneProcessHasATreeAtATime) {
     EXPECT_TRUE(tree.Lock());
     Tree again;
