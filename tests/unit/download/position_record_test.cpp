@@ -65,6 +65,17 @@ TEST(PositionRecord, DamagedTextReadsAsFarAsItCouldBeRead) {
     EXPECT_EQ(other.writePosition, 0);  // the index is read first, and its failure ends the reading
 }
 
+// DL-POS-07
+TEST(PositionRecord, ANumberThatFitsNoIntegerIsDamage) {
+    EXPECT_EQ(Parse(L"{\"writePosition\":99999999999999999999}").writePosition, 0);
+    EXPECT_EQ(Parse(L"{\"writePosition\":-1e300,\"x\":0}").writePosition, 0);
+    const DownloadPosition half = Parse(L"{\"writeSliceIndex\":4,\"writePosition\":1e19}");
+    EXPECT_EQ(half.writeSliceIndex, 4);
+    EXPECT_EQ(half.writePosition, 0);
+    EXPECT_EQ(Parse(L"{\"writeSliceIndex\":2147483648.5,\"writePosition\":9}").writePosition, 0);
+    EXPECT_EQ(Parse(L"{\"writeSliceIndex\":-2147483648.0,\"writePosition\":9}").writePosition, 9);
+}
+
 // DL-POS-08
 TEST(PositionRecord, KeysOfOtherNamesAndTheirOrderDoNotMatter) {
     const DownloadPosition read = Parse(L"{\"writeSliceIndex\":2,\"extra\":[1],\"writePosition\":9}");
