@@ -68,7 +68,8 @@ private:
         if (const std::size_t last = line.find_last_not_of(kBlanks); last != std::string_view::npos) {
             line = line.substr(0, last + 1);
         }
-        pending = WithoutComment(line);
+        // The parser would take the text before a NUL for the whole line.
+        pending = line.find('\0') == std::string_view::npos ? WithoutComment(line) : ";";
         if (pending.empty()) {
             pending = ";";
         }

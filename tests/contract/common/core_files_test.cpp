@@ -1,6 +1,7 @@
 #include "interfaces/common/core_files.h"
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -54,6 +55,24 @@ TEST(CoreFiles, HoldNoMemoryAtAllOnceAHostAskedForThat) {
     if (child == 0) {
         const bool set = LeaveMemoryOutOfCoreFiles();
         _exit(set && CoreFilter() == "00000010" ? 0 : 1);
+    }
+    int status = -1;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
+}
+
+// COM-KEYS-14
+TEST(CoreFiles, KeepTheirMemoryWhenTheSystemDoesNotLetItBeSet) {
+    const pid_t child = fork();
+    if (child == 0) {
+        const std::string before = CoreFilter();
+        rlimit files{};
+        getrlimit(RLIMIT_NOFILE, &files);
+        const rlimit none{0, files.rlim_max};
+        setrlimit(RLIMIT_NOFILE, &none);
+        const bool set = LeaveMemoryOutOfCoreFiles();
+        setrlimit(RLIMIT_NOFILE, &files);
+        _exit(!set && CoreFilter() == before ? 0 : 1);
     }
     int status = -1;
     ASSERT_EQ(waitpid(child, &status, 0), child);

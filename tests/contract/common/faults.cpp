@@ -49,7 +49,12 @@ int __real_fsync(int file);
 int __real_mkdirat(int folder, const char* name, mode_t mode);
 int __real_fstatfs(int file, struct statfs* volume);
 int __real_clock_gettime(clockid_t clock, struct timespec* time);
+ssize_t __real_getrandom(void* buffer, std::size_t length, unsigned flags);
 long __real_syscall(long number, ...);
+
+ssize_t __wrap_getrandom(void* buffer, std::size_t length, unsigned flags) {
+    return Fails(CurrentFaults().getrandom, length) ? -1 : __real_getrandom(buffer, length, flags);
+}
 
 ssize_t __wrap_pread(int file, void* data, std::size_t length, off_t offset) {
     CurrentFaults().journal.push_back("pread");

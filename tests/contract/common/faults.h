@@ -18,6 +18,7 @@ struct Faults {
     Script pwrite;
     Script fdatasync;
     Script fsync;
+    Script getrandom;
     Script writeAt;  ///< of the platform layer
     int openat2Error = 0;
     std::int64_t wallClockAhead = 0;   ///< seconds

@@ -37,6 +37,14 @@ TEST_F(IniFile, PassesOverCommentsAndBrokenLines) {
         "abc");
 }
 
+TEST_F(IniFile, PassesOverALineThatHoldsANul) {
+    const auto with = [](const std::string& head, const std::string& tail) {
+        return head + std::string(1, '\0') + tail;
+    };
+    EXPECT_EQ(Read(with("MacAddressEncrypt=ab", "c\nMacAddressEncrypt=whole\n")), "whole");
+    EXPECT_EQ(Read(with("MacAddressEncrypt=" + std::string(300, 'x'), std::string(300, 'y'))), "");
+}
+
 TEST_F(IniFile, IndentedLinesAreLinesOfTheirOwn) {
     EXPECT_EQ(Read("other=1\n   MacAddressEncrypt=abc\n"), "abc");
     EXPECT_EQ(Read("MacAddressEncrypt=abc\n   more=1\n"), "abc");
