@@ -136,6 +136,12 @@ bool Kernel::Launch(const std::string& prefix, std::function<void()> body) {
     return true;
 }
 
+void Kernel::Step() {
+    const VirtualThread* thread = Self();
+    if (thread == nullptr || thread->test || !options.onStep) return;
+    options.onStep();
+}
+
 void Kernel::Body(std::shared_ptr<VirtualThread> thread, std::function<void()> body, int mine) {
     {
         Untraced hidden;
@@ -148,6 +154,7 @@ void Kernel::Body(std::shared_ptr<VirtualThread> thread, std::function<void()> b
     body = nullptr;
     BeforeBaton(thread.get());
     Untraced hidden;
+    Step();
     Guard guard(mutex);
     thread->standing = Standing::Ended;
     Remove(thread.get());
@@ -229,6 +236,7 @@ void Kernel::Away(Guard& guard, VirtualThread* thread) {
 }
 
 void Kernel::Sleep(std::int64_t milliseconds) {
+    Step();
     Guard guard(mutex);
     VirtualThread* thread = Self();
     if (milliseconds <= 0) {
@@ -243,6 +251,7 @@ void Kernel::Sleep(std::int64_t milliseconds) {
 void Kernel::Yield() { Sleep(0); }
 
 void Kernel::MaybeYield() {
+    Step();
     {
         Guard guard(mutex);
         if (options.seed == 0 || options.switchOneOf <= 0 || dice() % options.switchOneOf != 0) return;
@@ -279,6 +288,7 @@ void Kernel::Unlock(bool& taken) {
 }
 
 bool Kernel::Wait(const void* condition, bool& taken, std::int64_t deadline) {
+    Step();
     Unlock(taken);
     bool signalled = true;
     {

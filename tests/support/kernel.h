@@ -81,6 +81,9 @@ public:
 private:
     using Guard = std::unique_lock<std::mutex>;
 
+    /// Calls the run's own step function, if there is one, for an engine thread that holds the baton.
+    void Step();
+
     /// Gives the baton to the next one and waits until it comes back; the caller has set its standing.
     void Away(Guard& guard, VirtualThread* self);
     void MakeReady(VirtualThread* thread);

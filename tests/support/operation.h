@@ -6,6 +6,7 @@
 #include <mutex>
 #include <stdexcept>
 #include <string>
+#include <type_traits>
 #include <utility>
 
 #include "tests/support/untraced.h"
@@ -16,12 +17,24 @@ namespace Drive::Testing {
 template <class Signature>
 class Operation;
 
+template <class Result, class... Arguments>
+struct Listening {
+    using type = std::function<void(const Result&, Arguments...)>;
+};
+template <class... Arguments>
+struct Listening<void, Arguments...> {
+    using type = void;
+};
+
 /// The script of one operation of a double: what it answers, call by call. Answers that were queued with Next... are
 /// used up first, then the standing one (Always...), then the double's own default. Any thread.
 template <class Result, class... Arguments>
 class Operation<Result(Arguments...)> {
 public:
     using Answer = std::function<Result(Arguments...)>;
+    using Listener =
+        typename std::conditional_t<std::is_void_v<Result>, std::type_identity<std::function<void(Arguments...)>>,
+                                    Listening<Result, Arguments...>>::type;
 
     /// From now on.
     void Always(Answer answer) {
@@ -60,6 +73,21 @@ public:
         before = std::move(hook);
     }
 
+    /// For each call without a queued answer: when `fails` says so, `answer` instead of the default. Not together with
+    /// a standing answer.
+    void Perhaps(std::function<bool(Arguments...)> fails, Answer answer) {
+        std::lock_guard<std::mutex> lock(mutex);
+        perhaps = std::move(fails);
+        otherwise = std::move(answer);
+    }
+
+    /// Called once the call is answered, with the answer (if it has one) and the arguments, on the same thread, which
+    /// has not given the baton away since.
+    void After(Listener hook) {
+        std::lock_guard<std::mutex> lock(mutex);
+        after = std::move(hook);
+    }
+
     int Calls() const { return calls; }
 
     void Reset() {
@@ -67,6 +95,9 @@ public:
         standing = Answer();
         queued.clear();
         before = nullptr;
+        after = nullptr;
+        perhaps = nullptr;
+        otherwise = Answer();
         calls = 0;
         delay = 0;
     }
@@ -74,34 +105,65 @@ public:
     /// For doubles: one call, with the double's default. The arguments are passed on as they are declared.
     template <class Default>
     Result Call(const Default& fallback, Arguments... arguments) {
-        Answer answer;
-        std::function<void(Arguments...)> hook;
-        {
-            std::lock_guard<std::mutex> lock(mutex);
-            ++calls;
-            hook = before;
-            if (!queued.empty()) {
-                answer = std::move(queued.front());
-                queued.pop_front();
-            } else {
-                answer = standing;
-            }
-        }
-        if (hook) hook(static_cast<Arguments>(arguments)...);
+        const Script script = Take();
+        if (script.before) script.before(static_cast<Arguments>(arguments)...);
         if (delay > 0) {
             VirtualTime::Pause(delay);
         } else {
             VirtualTime::MaybeYield();
         }
-        if (answer) return answer(static_cast<Arguments>(arguments)...);
-        return fallback(static_cast<Arguments>(arguments)...);
+        const auto answered = [&]() -> Result {
+            if (script.answer) return script.answer(static_cast<Arguments>(arguments)...);
+            if (script.perhaps && script.perhaps(static_cast<Arguments>(arguments)...)) {
+                return script.otherwise(static_cast<Arguments>(arguments)...);
+            }
+            return fallback(static_cast<Arguments>(arguments)...);
+        };
+        if (!script.after) return answered();
+        if constexpr (std::is_void_v<Result>) {
+            answered();
+            script.after(static_cast<Arguments>(arguments)...);
+        } else {
+            Result result = answered();
+            script.after(result, static_cast<Arguments>(arguments)...);
+            return result;
+        }
     }
 
 private:
+    using Hook = std::function<void(Arguments...)>;
+    using Chance = std::function<bool(Arguments...)>;
+
+    /// What one call goes by.
+    struct Script {
+        Hook before;
+        Answer answer;
+        Chance perhaps;
+        Answer otherwise;
+        Listener after;
+    };
+
+    Script Take() {
+        std::lock_guard<std::mutex> lock(mutex);
+        ++calls;
+        Script script{before, standing, nullptr, nullptr, after};
+        if (queued.empty()) {
+            script.perhaps = perhaps;
+            script.otherwise = otherwise;
+        } else {
+            script.answer = std::move(queued.front());
+            queued.pop_front();
+        }
+        return script;
+    }
+
     std::mutex mutex;
     Answer standing;
     std::deque<Answer> queued;
-    std::function<void(Arguments...)> before;
+    Hook before;
+    Listener after;
+    Chance perhaps;
+    Answer otherwise;
     int calls = 0;
     std::int64_t delay = 0;
 };

@@ -20,6 +20,7 @@ struct Pool {
     bool hold = false;
     std::deque<ScriptedPool::Item> held;
     std::vector<ScriptedPool::Item> queued;
+    std::function<void(const ScriptedPool::Item&, ScriptedPool::Stage)> observer;
 };
 
 Pool& ThePool() {
@@ -37,14 +38,21 @@ void Report(const char* where) {
     }
 }
 
+void Tell(const ScriptedPool::Item& item, ScriptedPool::Stage stage) {
+    Untraced hidden;
+    if (ThePool().observer) ThePool().observer(item, stage);
+}
+
 void StartItem(const ScriptedPool::Item& item) {
     Untraced hidden;
     Kernel::Get().Launch("work", [item] {
+        Tell(item, ScriptedPool::Stage::Begun);
         try {
             item.routine(item.argument);
         } catch (...) {
             Report("work item");
         }
+        Tell(item, ScriptedPool::Stage::Ended);
     });
 }
 
@@ -88,6 +96,10 @@ std::vector<ScriptedPool::Item> ScriptedPool::Queued() {
     return ThePool().queued;
 }
 
+void ScriptedPool::Observe(std::function<void(const Item&, Stage)> observer) {
+    ThePool().observer = std::move(observer);
+}
+
 void ScriptedPool::Reset() {
     Pool& pool = ThePool();
     std::lock_guard<std::mutex> lock(pool.mutex);
@@ -95,6 +107,7 @@ void ScriptedPool::Reset() {
     pool.hold = false;
     pool.held.clear();
     pool.queued.clear();
+    pool.observer = nullptr;
 }
 
 }  // namespace Drive::Testing
@@ -118,6 +131,7 @@ BOOL QueueUserWorkItem(WorkItem routine, void* argument, ULONG flags) {
     }
     Journal::Write(Kind::Pool, std::string("QueueUserWorkItem(") + (argument == nullptr ? "null, " : "") +
                                    std::to_string(flags) + ")" + (refused ? " refused" : ""));
+    Tell(item, refused ? ScriptedPool::Stage::Refused : ScriptedPool::Stage::Accepted);
     if (refused) return 0;
     if (!held) StartItem(item);
     return 1;

@@ -27,6 +27,9 @@ struct VirtualOptions {
     int spuriousOneOf = 0;
     /// Wall clock at the beginning, seconds since the epoch.
     std::int64_t wallClock = 1700000000;
+    /// Called on an engine thread, which holds the baton, at every operation of a double, at every wait and at the
+    /// thread's end: between two calls exactly one thread has run. Must not wait and must not give the baton away.
+    std::function<void()> onStep;
 };
 
 /// One thread of the run, as a dump shows it.
@@ -124,6 +127,11 @@ public:
 
     /// Every call of QueueUserWorkItem so far, refused ones included.
     static std::vector<Item> Queued();
+
+    /// What becomes of a work item: told on the thread that queues it, and on its own when it begins and has ended
+    /// (the argument is then gone). Before the run; until Reset.
+    enum class Stage { Accepted, Refused, Begun, Ended };
+    static void Observe(std::function<void(const Item&, Stage)> observer);
     static void Reset();
 };
 

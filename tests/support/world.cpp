@@ -7,7 +7,6 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <sstream>
 
 #include "interfaces/common/client_messages.h"
@@ -48,6 +47,12 @@ World::World() {
     const char* made = mkdtemp(name);
     EXPECT_NE(made, nullptr);
     folder = name;
+    SetUp();
+}
+
+World::World(const std::string& existing) : folder(existing), keep(true) { SetUp(); }
+
+void World::SetUp() {
     for (const char* sub : {"/root", "/thumbnails", "/lcd", "/state"}) std::filesystem::create_directory(folder + sub);
     g_clientSyncRootFolder = Platform::EnginePath(folder + "/root/");
     g_thumbnailFolder = Platform::EnginePath(folder + "/thumbnails/");
@@ -62,6 +67,7 @@ World::World() {
 }
 
 World::~World() {
+    if (keep) return;
     std::error_code ignored;
     std::filesystem::remove_all(folder, ignored);
 }
@@ -83,7 +89,9 @@ void World::WriteFile(const std::wstring& relative, const std::string& bytes) co
 std::string World::ReadFile(const std::wstring& relative) const {
     std::ifstream in(NativeFile(relative), std::ios::binary);
     if (!in) return "(absent)";
-    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+    std::ostringstream bytes;
+    bytes << in.rdbuf();
+    return bytes.str();
 }
 
 bool World::Exists(const std::wstring& relative) const { return std::filesystem::exists(NativeFile(relative)); }

@@ -14,6 +14,8 @@ namespace Drive::Testing {
 class World {
 public:
     World();
+    /// The same in this folder, which outlives the world: what a run before left in it is found again.
+    explicit World(const std::string& existing);
     ~World();
     World(const World&) = delete;
     World& operator=(const World&) = delete;
@@ -49,7 +51,10 @@ public:
     void Sql(const std::vector<std::string>& statements) const;
 
 private:
+    void SetUp();
+
     std::string folder;
+    bool keep = false;
 };
 
 /// Bytes of a repeatable content: `size` of them, different for each `kind`.

@@ -1,0 +1,12 @@
+# Holds the page of the invariants against the program's own list: the same numbers, the same words.
+execute_process(COMMAND "${PROGRAM}" --list OUTPUT_VARIABLE LISTED COMMAND_ERROR_IS_FATAL ANY)
+string(REGEX REPLACE "\n$" "" LISTED "${LISTED}")
+string(REPLACE ";" "\\;" LISTED "${LISTED}")
+string(REPLACE "\n" ";" LISTED "${LISTED}")
+list(SORT LISTED)
+file(STRINGS "${PAGE}" WRITTEN REGEX "^- \\*\\*INV-[0-9]+\\*\\* ")
+list(TRANSFORM WRITTEN REPLACE "^- \\*\\*(INV-[0-9]+)\\*\\* " "\\1 ")
+list(SORT WRITTEN)
+if(NOT "${LISTED}" STREQUAL "${WRITTEN}")
+  message(FATAL_ERROR "${PAGE} and the program differ.\nThe program:\n${LISTED}\nThe page:\n${WRITTEN}")
+endif()

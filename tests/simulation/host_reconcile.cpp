@@ -1,0 +1,140 @@
+#include <filesystem>
+
+#include "interfaces/database/sqlite_db.h"
+#include "interfaces/database/sync_rows.h"
+#include "tests/simulation/host.h"
+#include "tests/support/journal.h"
+#include "tests/support/watching.h"
+
+namespace Drive::Simulation {
+
+using namespace Testing;
+using Common::FileItem;
+using SQLiteDB::SyncRows;
+
+std::vector<FileItem> Host::Rows() const {
+    Unwatched past;
+    KeepBaton keep;
+    std::vector<FileItem> rows;
+    SyncRows::ForEachFile([&](const FileItem& file) {
+        rows.push_back(file);
+        return true;
+    });
+    return rows;
+}
+
+FileItem Host::RowOf(const PlannedFile& file) const {
+    for (const FileItem& row : Rows()) {
+        if (PlaceOf(row) == Narrow(file.relative)) return row;
+    }
+    return {};
+}
+
+bool Host::HasTask(const std::wstring& fileId, int direction) const {
+    Unwatched past;
+    KeepBaton keep;
+    return world.HasTask(fileId, direction);
+}
+
+std::string Host::LocalSum(const PlannedFile& file) const {
+    if (!world.Exists(file.relative)) return {};
+    const std::string bytes = world.ReadFile(file.relative);
+    return bytes == BytesOf(file) ? SumOf(file) : Sha256(bytes);
+}
+
+void Host::BeforeStart() {
+    for (const PlannedFile& file : plan.files) {
+        const std::string place = Narrow(file.relative);
+        if (memory.Has("removed/" + place)) watch.Removed(place);
+    }
+    watch.HostWrites([&] {
+        SyncRows::ForgetEncryptedPositions();
+        SyncRows::ResetPriorityKeys();
+        MakeTasks(true);
+    });
+    CheckDownloads();
+    CheckUploads();
+}
+
+void Host::Reconcile() {
+    if (watch.Idle()) watch.HostWrites([] { SyncRows::ResetPriorityKeys(); });
+    watch.HostWrites([&] { MakeTasks(false); });
+    CheckDownloads();
+    CheckUploads();
+}
+
+// Rows whose task has gone get it anew; those at 12 and 22 only before a start, whose repair moves them on.
+void Host::MakeTasks(bool alsoRunning) {
+    const auto make = [](std::vector<int> status, int direction) {
+        for (const FileItem& file : SyncRows::FilesWithoutTask(status, direction, 1000)) {
+            SyncRows::PutTask(file.GetFileId(), direction, 1);
+        }
+    };
+    make(alsoRunning ? std::vector<int>{21, 22, 23} : std::vector<int>{21, 23}, 1);
+    make(alsoRunning ? std::vector<int>{11, 12, 13} : std::vector<int>{11, 13}, 2);
+}
+
+// The host's own check: what came with other bytes is never shown and is fetched anew, from its first byte. A row that
+// was put back to 0 at the end of a fetch is queued again.
+void Host::CheckDownloads() {
+    for (const FileItem& row : Rows()) {
+        const PlannedFile* file = watch.Planned(PlaceOf(row));
+        if (file == nullptr || file->kind == FileKind::Upload) continue;
+        const bool wrong = row.GetFileStatus() == 1 && LocalSum(*file) != Narrow(row.GetHash());
+        if (wrong || (row.GetFileStatus() == 0 && !HasTask(row.GetFileId(), 1))) DownloadAnew(row);
+    }
+}
+
+void Host::DownloadAnew(FileItem row) {
+    const PlannedFile* file = watch.Planned(PlaceOf(row));
+    std::filesystem::remove(world.NativeFile(file->relative));
+    if (file->placeholder) world.WriteFile(file->relative, "");
+    cloud.BeginsAnew(row.GetFileId());
+    watch.HostWrites([&] {
+        SQLiteDB::SQLiteDB::GetInstance().DeleteTaskItem(row.GetFileId(), 1);
+        row.SetFileStatus(21);
+        SyncRows::PutFileWithTask(row, 1, 1);
+    });
+}
+
+// A local edit shows by the hash of the row that was brought home.
+void Host::CheckUploads() {
+    for (const FileItem& row : Rows()) {
+        const PlannedFile* file = watch.Planned(PlaceOf(row));
+        if (file == nullptr || file->kind != FileKind::Upload || row.GetFileStatus() != 1) continue;
+        if (!world.Exists(file->relative) || LocalSum(*file) == Narrow(row.GetHash())) continue;
+        UploadAnew(row);
+    }
+}
+
+void Host::UploadAnew(FileItem row) {
+    row.SetLocalFileSha256(L"");
+    row.SetFileStatus(11);
+    watch.HostWrites([&] { SyncRows::PutFileWithTask(row, 2, 1); });
+}
+
+std::vector<std::string> Host::NotDone() const {
+    std::vector<std::string> open;
+    const std::vector<FileItem> rows = Rows();
+    for (const PlannedFile& file : plan.files) {
+        const std::string place = Narrow(file.relative);
+        if (memory.Has("removed/" + place)) continue;
+        FileItem row;
+        for (const FileItem& each : rows) {
+            if (PlaceOf(each) == place) row = each;
+        }
+        const std::string local = LocalSum(file);
+        if (row.GetFileId().empty()) {
+            open.push_back(place + " has no row");
+        } else if (row.GetFileStatus() != 1) {
+            open.push_back(place + " is at " + std::to_string(row.GetFileStatus()));
+        } else if (local != Narrow(row.GetHash())) {
+            open.push_back(place + " holds other bytes than its row says");
+        } else if (local != cloud.Sum(row.GetFileId())) {
+            open.push_back(place + " differs from the cloud");
+        }
+    }
+    return open;
+}
+
+}  // namespace Drive::Simulation
