@@ -89,6 +89,23 @@ protected:
 // SVC-SLOT-01
 TEST_F(GivingSlotsBack, CountsAtFirstAreThoseOfTheSettings) { EXPECT_TRUE(Slots::Now() == (Slots{3, 5, 10, 3})); }
 
+// SVC-SLOT-19
+TEST_F(GivingSlotsBack, IsSettledBeforeTheDispatchersWhoseWorkersNeedIt) {
+    VirtualTime::Run(0, [&] {
+        const Slots before = Slots::Now();
+        ScriptedPool::FailTask(3);  // the download dispatcher
+        StartService();
+        Report(11);
+        EXPECT_TRUE(Slots::Now() == (Slots{before.download + 1, before.priority, before.thumbnail, before.upload}));
+        Service().stopTransferTaskService();
+        VirtualTime::AdvanceBy(2000);
+        ScriptedPool::FailTask(5);  // the upload dispatcher
+        StartService();
+        ASSERT_NO_THROW(Upload(2, 1));
+        EXPECT_EQ(Slots::Now().upload, before.upload + 1);
+    });
+}
+
 // SVC-SLOT-02
 TEST_F(GivingSlotsBack, KeysOneAndElevenFreeADownloadSlotAndReopenTheFeed) {
     for (const int key : {1, 11}) {
