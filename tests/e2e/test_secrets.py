@@ -83,7 +83,7 @@ class Secrets(Case):
         return found
 
     def test_a_run_leaves_no_plain_key_and_no_token_behind(self):
-        """COM-KEYS-11, COM-KEYS-12, LOG-TEXT-12"""
+        """COM-KEYS-02, COM-KEYS-05"""
         up = self.machine("up", {"letter": (3 * MIB + 5, "letter"), "note": (900, "note")})
         # A foreign end in the middle leaves what a run otherwise takes away.
         first = self.spawn(*up.command("put", "--limit-rate", "1M"))
@@ -127,7 +127,7 @@ class Secrets(Case):
         self.assertEqual(3, len(self.traces([down.state], {name: spellings(key)})))
 
     def test_the_key_of_a_file_follows_from_user_and_content_alone(self):
-        """COM-KEYS-13"""
+        """COM-KEYS-06"""
         first = self.machine("first", {"a": (2 * MIB + 1, "shared"), "b": (1000, "own of the first")})
         self.run_host(first, "put")
         objects = sum(entry["method"] == "PUT" for entry in self.cloud.requests())

@@ -25,6 +25,7 @@ constexpr Pair kPublished[] = {{"", ""},
                                {"fooba", "Zm9vYmE="},
                                {"foobar", "Zm9vYmFy"}};
 
+// COM-CODE-01
 TEST(Base64, GivesThePublishedTexts) {
     for (const Pair& pair : kPublished) {
         EXPECT_EQ(Encoded(pair.plain), pair.text);
@@ -33,8 +34,10 @@ TEST(Base64, GivesThePublishedTexts) {
     }
 }
 
+// COM-CODE-02
 TEST(Base64, UsesTheStandardAlphabet) { EXPECT_EQ(Encoded("\xFB\xEF\xFF"), "++//"); }
 
+// COM-CODE-03
 TEST(Base64, GivesEveryLengthBack) {
     for (std::size_t length = 0; length < 200; ++length) {
         const std::string bytes = Trial::Noise(length, 7);
@@ -43,6 +46,7 @@ TEST(Base64, GivesEveryLengthBack) {
     }
 }
 
+// COM-CODE-04
 TEST(Base64, GivesLongTextsBackWithoutPaddingInTheMiddle) {
     const std::string bytes = Trial::Noise((std::size_t{48} << 14) * 2 + 17);
     const std::string text = Encoded(bytes);
@@ -52,8 +56,10 @@ TEST(Base64, GivesLongTextsBackWithoutPaddingInTheMiddle) {
     EXPECT_EQ(EncryptHelper::Base64Decode(Encoded(bytes, false), true), bytes);
 }
 
+// COM-CODE-05
 TEST(Base64, SingleLineHasNoBreak) { EXPECT_EQ(Encoded(Trial::Noise(1000)).find_first_of("\r\n"), std::string::npos); }
 
+// COM-CODE-06
 TEST(Base64, OtherwiseLinesAre64CharactersLong) {
     const std::string text = Encoded(std::string(50, 'x'), false);
     EXPECT_EQ(text.size(), 64u + 1 + 4 + 1);
@@ -62,6 +68,7 @@ TEST(Base64, OtherwiseLinesAre64CharactersLong) {
     EXPECT_EQ(Encoded("", false), "");
 }
 
+// COM-CODE-07
 TEST(Base64, LineBreaksArePassedOver) {
     for (const bool strict : {true, false}) {
         EXPECT_EQ(EncryptHelper::Base64Decode("Zm9v\r\nYmFy\n", strict), "foobar");
@@ -69,6 +76,7 @@ TEST(Base64, LineBreaksArePassedOver) {
     }
 }
 
+// COM-CODE-08
 TEST(Base64, StrictRefusesWhatIsForeignOrPaddedWrongly) {
     for (const char* text : {"Zm9v!", "Zm 9v", "Zm9v-_==", "Zm9", "Zm9vYg=", "Zm9vYg===", "=",
                              "====", "Z===", "Zg==Zg==", "Zg=g", ":Zm9v"}) {
@@ -76,6 +84,7 @@ TEST(Base64, StrictRefusesWhatIsForeignOrPaddedWrongly) {
     }
 }
 
+// COM-CODE-09
 TEST(Base64, StrictRefusesASecondTextForTheSameBytes) {
     for (const char* text : {"Zh==", "Zv==", "Zm9vYmF=", "Zm9vYmH="}) {
         EXPECT_EQ(EncryptHelper::Base64Decode(text, true), "") << text;
@@ -83,6 +92,7 @@ TEST(Base64, StrictRefusesASecondTextForTheSameBytes) {
     EXPECT_EQ(EncryptHelper::Base64Decode("Zh==", false), "f");
 }
 
+// COM-CODE-10
 TEST(Base64, WithoutStrictDecodingEndsAtTheForeignCharacter) {
     EXPECT_EQ(EncryptHelper::Base64Decode("Zm9v:YmFy", false), "foo");
     EXPECT_EQ(EncryptHelper::Base64Decode("Zm9vYm:", false), "foob");
@@ -92,6 +102,7 @@ TEST(Base64, WithoutStrictDecodingEndsAtTheForeignCharacter) {
     EXPECT_EQ(EncryptHelper::Base64Decode("Zm9vYmE", false), "fooba");
 }
 
+// COM-CODE-11
 TEST(Base64, DecodesBytesOfEveryValue) {
     EXPECT_EQ(EncryptHelper::Base64Decode("AAECAw==", true), std::string("\0\1\2\3", 4));
 }

@@ -32,6 +32,7 @@ protected:
 
 INSTANTIATE_TEST_SUITE_P(BothWays, Beneath, ::testing::Values(&OpenBeneath, &OpenByWalk));
 
+// COM-PATH-01
 TEST_P(Beneath, OpensWhatStandsBelow) {
     EXPECT_TRUE(Opens("a/b/f"));
     EXPECT_TRUE(Opens("a//b/"));
@@ -41,6 +42,7 @@ TEST_P(Beneath, OpensWhatStandsBelow) {
     EXPECT_TRUE(fs::exists(base / "root/a/new"));
 }
 
+// COM-PATH-02
 TEST_P(Beneath, TellsWhyItDoesNotOpen) {
     EXPECT_FALSE(Opens("a/absent"));
     EXPECT_EQ(errno, ENOENT);
@@ -48,6 +50,7 @@ TEST_P(Beneath, TellsWhyItDoesNotOpen) {
     EXPECT_EQ(errno, ENOTDIR);
 }
 
+// COM-PATH-03
 TEST_P(Beneath, NeverLeadsOut) {
     fs::create_directory_symlink(base / "outside", base / "root/absolute");
     fs::create_directory_symlink("../../outside", base / "root/a/relative");
@@ -60,6 +63,7 @@ TEST_P(Beneath, NeverLeadsOut) {
     EXPECT_FALSE(Opens((base / "root/a/b/f").string()));
 }
 
+// COM-PATH-04
 TEST_P(Beneath, LeavesNoDescriptorBehind) {
     const auto count = [] { return std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator()); };
     const auto before = count();
@@ -81,6 +85,7 @@ protected:
 
 INSTANTIATE_TEST_SUITE_P(Errors, WithoutKernelLookup, ::testing::Values(ENOSYS, EPERM));
 
+// COM-PATH-05
 TEST_P(WithoutKernelLookup, FilesAreWrittenAndRemovedAllTheSame) {
     EXPECT_TRUE(FileHepler::WriteLocalFileV(0, "x", 1, InRoot(L"a\\b\\f")));
     EXPECT_EQ(Trial::Get(base / "root/a/b/f"), "x");
@@ -89,6 +94,7 @@ TEST_P(WithoutKernelLookup, FilesAreWrittenAndRemovedAllTheSame) {
     EXPECT_FALSE(fs::exists(base / "root/a/b/f"));
 }
 
+// COM-PATH-06
 TEST_P(WithoutKernelLookup, NoLinkIsFollowed) {
     fs::create_directory(base / "root/inside");
     fs::create_directory_symlink(base / "outside", base / "root/out");

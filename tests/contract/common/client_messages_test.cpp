@@ -27,6 +27,7 @@ protected:
     std::vector<std::string> errors;
 };
 
+// COM-CLIENT-01
 TEST_F(ClientMessages, AreDroppedWhileNobodyIsRegistered) {
     IPC::IPCDriveClient::TransferMessageCommand(10, L"");
     Common::RefreshShellIcon::RefreshFile(L"f");
@@ -34,6 +35,7 @@ TEST_F(ClientMessages, AreDroppedWhileNobodyIsRegistered) {
     EXPECT_TRUE(errors.empty());
 }
 
+// COM-CLIENT-02
 TEST_F(ClientMessages, ArriveAsTheyWereSent) {
     std::vector<std::wstring> seen;
     IPC::SetTransferMessageHandler(
@@ -46,6 +48,7 @@ TEST_F(ClientMessages, ArriveAsTheyWereSent) {
     EXPECT_EQ(seen, (std::vector<std::wstring>{L"10:text", L"\\a\\f", L"2"}));
 }
 
+// COM-CLIENT-03
 TEST_F(ClientMessages, GoToTheLastRegisteredFunctionOnly) {
     int first = 0;
     int second = 0;
@@ -58,6 +61,7 @@ TEST_F(ClientMessages, GoToTheLastRegisteredFunctionOnly) {
     EXPECT_EQ(second, 1);
 }
 
+// COM-CLIENT-04
 TEST_F(ClientMessages, LogAnExceptionOfTheClientAndGoOn) {
     IPC::SetTransferMessageHandler([](int, const std::wstring&) { throw std::runtime_error("client broke"); });
     Common::SetDiskStatusHandler([](int) { throw 5; });
@@ -67,6 +71,7 @@ TEST_F(ClientMessages, LogAnExceptionOfTheClientAndGoOn) {
     EXPECT_NE(errors[0].find("client broke"), std::string::npos);
 }
 
+// COM-CLIENT-05
 TEST_F(ClientMessages, MayRegisterAnotherFunctionFromInside) {
     int calls = 0;
     Common::SetRefreshFileHandler([&](const std::wstring&) {

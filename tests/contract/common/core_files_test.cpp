@@ -39,7 +39,7 @@ std::string CoreFilter() {
     return text;
 }
 
-// COM-KEYS-10
+// COM-KEYS-01
 TEST(CoreFiles, NeverHoldTheKeyBuffers) {
     for (const unsigned char* buffer : {g_SyncUserKey, g_SyncUserKey_sfek}) {
         EXPECT_NE(MarksOf(buffer).find(" dd "), std::string::npos);
@@ -49,7 +49,7 @@ TEST(CoreFiles, NeverHoldTheKeyBuffers) {
     EXPECT_EQ(MarksOf(&onStack).find(" dd "), std::string::npos) << "the mark means something";
 }
 
-// COM-KEYS-11
+// COM-KEYS-02
 TEST(CoreFiles, HoldNoMemoryAtAllOnceAHostAskedForThat) {
     const pid_t child = fork();
     if (child == 0) {
@@ -61,7 +61,7 @@ TEST(CoreFiles, HoldNoMemoryAtAllOnceAHostAskedForThat) {
     EXPECT_EQ(status, 0);
 }
 
-// COM-KEYS-14
+// COM-KEYS-03
 TEST(CoreFiles, KeepTheirMemoryWhenTheSystemDoesNotLetItBeSet) {
     const pid_t child = fork();
     if (child == 0) {

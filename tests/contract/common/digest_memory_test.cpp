@@ -28,6 +28,7 @@ Sha256Bytes Digest(unsigned char byte) {
     return digest;
 }
 
+// COM-MEMORY-01
 TEST(MemoryOfDigests, GivesBackWhatWasKeptForThatStateOnly) {
     DigestMemory memory;
     memory.Keep(State(7), Digest(1));
@@ -39,6 +40,7 @@ TEST(MemoryOfDigests, GivesBackWhatWasKeptForThatStateOnly) {
     }
 }
 
+// COM-MEMORY-02
 TEST(MemoryOfDigests, KeepsOneStateOfAFile) {
     DigestMemory memory;
     memory.Keep(State(7), Digest(1));
@@ -51,6 +53,7 @@ TEST(MemoryOfDigests, KeepsOneStateOfAFile) {
     EXPECT_FALSE(memory.Find(later));
 }
 
+// COM-MEMORY-03
 TEST(MemoryOfDigests, IsBoundedAndDropsWhatWasUsedLeast) {
     DigestMemory memory;
     for (std::uint64_t inode = 0; inode < DigestMemory::kMostEntries; ++inode) {
@@ -94,6 +97,7 @@ protected:
     std::string content = Trial::Noise(2 << 20);
 };
 
+// COM-MEMORY-04
 TEST_F(RememberedDigest, ServesTheFirstStepsOfAnUpload) {
     const std::string keyed = FileHepler::GetFileHmac(InRoot(L"f"));
     EXPECT_TRUE(IsRemembered());
@@ -102,6 +106,7 @@ TEST_F(RememberedDigest, ServesTheFirstStepsOfAnUpload) {
     EXPECT_EQ(CurrentFaults().Count("pread"), 0u);
 }
 
+// COM-MEMORY-05
 TEST_F(RememberedDigest, NeverServesTheCheckBeforeCompletion) {
     Sha256();
     CurrentFaults().journal.clear();
@@ -112,6 +117,7 @@ TEST_F(RememberedDigest, NeverServesTheCheckBeforeCompletion) {
     EXPECT_TRUE(IsRemembered());
 }
 
+// COM-MEMORY-06
 TEST_F(RememberedDigest, IsCorrectedByTheCheckBeforeCompletion) {
     const int file = open(path().c_str(), O_RDONLY | O_CLOEXEC);
     RememberedDigests().Keep(*StateOf(file), Digest(9));
@@ -123,12 +129,14 @@ TEST_F(RememberedDigest, IsCorrectedByTheCheckBeforeCompletion) {
     EXPECT_EQ(Sha256(), Sha256Of(content));
 }
 
+// COM-MEMORY-07
 TEST_F(RememberedDigest, IsNotMadeOfAFileChangedWithinTwoSeconds) {
     CurrentFaults().wallClockAhead = 0;
     Sha256();
     EXPECT_FALSE(IsRemembered());
 }
 
+// COM-MEMORY-08
 TEST_F(RememberedDigest, IsNotMadeOfAFileFromTheFuture) {
     const timespec future[2] = {{4000000000, 0}, {4000000000, 0}};
     ASSERT_EQ(utimensat(AT_FDCWD, path().c_str(), future, 0), 0);
@@ -136,6 +144,7 @@ TEST_F(RememberedDigest, IsNotMadeOfAFileFromTheFuture) {
     EXPECT_FALSE(IsRemembered());
 }
 
+// COM-MEMORY-09
 TEST_F(RememberedDigest, IsGoneAfterAChangeThatRestoresSizeAndTime) {
     struct stat before {};
     ASSERT_EQ(stat(path().c_str(), &before), 0);
@@ -147,6 +156,7 @@ TEST_F(RememberedDigest, IsGoneAfterAChangeThatRestoresSizeAndTime) {
     EXPECT_FALSE(IsRemembered());
 }
 
+// COM-MEMORY-10
 TEST_F(RememberedDigest, IsGoneAfterAChangeThroughAMappingThatWasOpenAllAlong) {
     const int file = open(path().c_str(), O_RDWR | O_CLOEXEC);
     auto* mapped = static_cast<char*>(mmap(nullptr, 2 << 20, PROT_READ | PROT_WRITE, MAP_SHARED, file, 0));
@@ -167,6 +177,7 @@ TEST_F(RememberedDigest, IsGoneAfterAChangeThroughAMappingThatWasOpenAllAlong) {
     close(file);
 }
 
+// COM-MEMORY-11
 TEST_F(RememberedDigest, IsNotMadeOfAFileThatChangedWhileItWasRead) {
     bool changed = false;
     CurrentFaults().beforeRead = [&] {
@@ -178,6 +189,7 @@ TEST_F(RememberedDigest, IsNotMadeOfAFileThatChangedWhileItWasRead) {
     EXPECT_EQ(Sha256(), Sha256Of(Trial::Noise(2 << 20, 6)));
 }
 
+// COM-MEMORY-12
 TEST_F(RememberedDigest, IsNotMadeWhereTimesAreNotKept) {
     for (const long other : {TMPFS_MAGIC, NFS_SUPER_MAGIC, 0x65735546}) {
         CurrentFaults().fileSystem = other;
@@ -186,18 +198,21 @@ TEST_F(RememberedDigest, IsNotMadeWhereTimesAreNotKept) {
     }
 }
 
+// COM-MEMORY-13
 TEST_F(RememberedDigest, IsNotMadeWhenTheFileCannotBeSynced) {
     CurrentFaults().fdatasync = {EIO, EIO, EIO};
     Sha256();
     EXPECT_FALSE(IsRemembered());
 }
 
+// COM-MEMORY-14
 TEST_F(RememberedDigest, IsNotMadeOfSmallFiles) {
     Trial::Put(path(), Trial::Noise((1 << 20) - 1));
     Sha256();
     EXPECT_FALSE(IsRemembered());
 }
 
+// COM-MEMORY-15
 TEST_F(RememberedDigest, DoesNotPassToAnotherFileOfTheSameName) {
     Sha256();
     fs::remove(path());

@@ -40,6 +40,7 @@ protected:
     std::wstring md5;
 };
 
+// COM-DIGEST-01
 TEST_F(DigestRepeats, InterruptionsAndShortReadsAreGoneOverInside) {
     CurrentFaults().pread = {EINTR, -1, -1000, EINTR, -3};
     ASSERT_TRUE(Hash());
@@ -47,6 +48,7 @@ TEST_F(DigestRepeats, InterruptionsAndShortReadsAreGoneOverInside) {
     EXPECT_EQ(Trial::TakeSlept(), 0);
 }
 
+// COM-DIGEST-02
 TEST_F(DigestRepeats, PassingFaultIsReadAgain) {
     for (const int error : {EIO, ESTALE, ENOMEM, EAGAIN}) {
         CurrentFaults().pread = {0, error};
@@ -56,6 +58,7 @@ TEST_F(DigestRepeats, PassingFaultIsReadAgain) {
     }
 }
 
+// COM-DIGEST-03
 TEST_F(DigestRepeats, LastingFaultIsFalseWithBothTextsEmpty) {
     sha256 = md5 = L"old";
     CurrentFaults().pread = Trial::Script(1000, EIO);
@@ -67,16 +70,19 @@ TEST_F(DigestRepeats, LastingFaultIsFalseWithBothTextsEmpty) {
     EXPECT_EQ(FileHepler::GetFileHmac(InRoot(L"f")), "");
 }
 
+// COM-DIGEST-04
 TEST_F(DigestRepeats, FaultInTheMiddleOfABigFileIsNeverAShortDigest) {
     CurrentFaults().pread = {0, 0, 0, EIO, 0, 0, 0, EIO, 0, 0, 0, EIO, 0, 0, 0, EIO};
     EXPECT_FALSE(Hash());
 }
 
+// COM-DIGEST-05
 TEST_F(DigestRepeats, AbsentFileIsNotAskedForAgain) {
     EXPECT_FALSE(FileHepler::GetFileHash(InRoot(L"absent"), sha256, md5));
     EXPECT_EQ(Trial::TakeSlept(), 0);
 }
 
+// COM-DIGEST-06
 TEST_F(DigestRepeats, FileThatChangedOnceIsReadAgain) {
     int reads = 0;
     CurrentFaults().beforeRead = [&] {
@@ -90,6 +96,7 @@ TEST_F(DigestRepeats, FileThatChangedOnceIsReadAgain) {
 }
 
 /// The caller leaves its comparison out when there is no digest: a torn file must then differ, not go unseen.
+// COM-DIGEST-07
 TEST_F(DigestRepeats, FileThatNeverHoldsStillGetsADigestButNoIdentity) {
     int reads = 0;
     CurrentFaults().beforeRead = [&] {
@@ -106,6 +113,7 @@ TEST_F(DigestRepeats, FileThatNeverHoldsStillGetsADigestButNoIdentity) {
     EXPECT_EQ(FileHepler::GetFileHmac(InRoot(L"f")), "");
 }
 
+// COM-DIGEST-08
 TEST_F(DigestRepeats, FileThatGrowsAsFastAsItIsReadEndsAllTheSame) {
     const std::string block = Trial::Noise(512 << 10);
     CurrentFaults().beforeRead = [&] { std::ofstream(base / "root/f", std::ios::app) << block; };
@@ -114,6 +122,7 @@ TEST_F(DigestRepeats, FileThatGrowsAsFastAsItIsReadEndsAllTheSame) {
     EXPECT_NE(sha256, Widened(EncryptHelper::SHA256_Encode(Trial::Of(content))));
 }
 
+// COM-DIGEST-09
 TEST_F(DigestRepeats, MemoryDoesNotGrowWithTheFile) {
     // A sparse file of many blocks: every read goes into one of three buffers, so the journal's calls are all of one
     // size and their number is that of the blocks.

@@ -13,6 +13,7 @@ struct Vector {
     std::string digest;
 };
 
+// COM-DIGEST-10
 TEST(Md5, GivesThePublishedDigests) {
     const std::string upper = "ABCDEFGHIJKLMNOPQRSTUVWXYZ";
     const std::string lower = "abcdefghijklmnopqrstuvwxyz";
@@ -31,6 +32,7 @@ TEST(Md5, GivesThePublishedDigests) {
     }
 }
 
+// COM-DIGEST-11
 TEST(Sha256, GivesThePublishedDigests) {
     const Vector vectors[] = {
         {"", "e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855"},

@@ -24,17 +24,20 @@ protected:
     Trial::FreshFaults fresh;
 };
 
+// COM-DURABLE-01
 TEST_F(DurableWrite, SyncsTheNewNameAndTheBytesBeforeItAnswers) {
     EXPECT_TRUE(Write("x"));
     EXPECT_EQ(CurrentFaults().journal, (Calls{"fsync", "pwrite", "fdatasync"}));
 }
 
+// COM-DURABLE-02
 TEST_F(DurableWrite, SyncsOnlyTheBytesOfALaterBlock) {
     Trial::Put(base / "root/f", "old");
     EXPECT_TRUE(FileHepler::WriteLocalFileV(3, "x", 1, InRoot(L"f")));
     EXPECT_EQ(CurrentFaults().journal, (Calls{"pwrite", "fdatasync"}));
 }
 
+// COM-DURABLE-03
 TEST_F(DurableWrite, SyncsTheNameThatAnEarlierAttemptMadeAndDidNotSync) {
     CurrentFaults().pwrite = {EIO};
     EXPECT_FALSE(Write("x"));
@@ -43,17 +46,20 @@ TEST_F(DurableWrite, SyncsTheNameThatAnEarlierAttemptMadeAndDidNotSync) {
     EXPECT_EQ(CurrentFaults().journal, (Calls{"fsync", "pwrite", "fdatasync"}));
 }
 
+// COM-DURABLE-04
 TEST_F(DurableWrite, SyncsAnEmptyFileAsWell) {
     EXPECT_TRUE(Write(""));
     EXPECT_EQ(CurrentFaults().journal, (Calls{"fsync", "fdatasync"}));
 }
 
+// COM-DURABLE-05
 TEST_F(DurableWrite, SyncsEachNewFolderBeforeTheNext) {
     EXPECT_TRUE(Write("x", L"a\\b\\f"));
     EXPECT_EQ(CurrentFaults().journal,
               (Calls{"mkdirat a", "fsync", "mkdirat b", "fsync", "fsync", "pwrite", "fdatasync"}));
 }
 
+// COM-DURABLE-06
 TEST_F(DurableWrite, IsFalseWhenTheDiskDoesNotTakeTheBytesOrTheName) {
     CurrentFaults().fdatasync = {EIO};
     EXPECT_FALSE(Write("x"));
@@ -63,11 +69,13 @@ TEST_F(DurableWrite, IsFalseWhenTheDiskDoesNotTakeTheBytesOrTheName) {
     EXPECT_FALSE(Write("x", L"folder\\g"));
 }
 
+// COM-DURABLE-07
 TEST_F(DurableWrite, AcceptsAFileSystemThatSyncsItsFoldersItself) {
     CurrentFaults().fsync = {EINVAL};
     EXPECT_TRUE(Write("x"));
 }
 
+// COM-DURABLE-08
 TEST_F(DurableWrite, RepeatsInterruptionsAndShortWrites) {
     const std::string data = Trial::Noise(100000);
     CurrentFaults().pwrite = {EINTR, -1, EINTR, -7, -50000, EINTR};
@@ -77,6 +85,7 @@ TEST_F(DurableWrite, RepeatsInterruptionsAndShortWrites) {
     EXPECT_EQ(Trial::TakeSlept(), 0);
 }
 
+// COM-DURABLE-09
 TEST_F(DurableWrite, WaitsALittleForRoomOnTheDisk) {
     const std::string data = Trial::Noise(1000);
     CurrentFaults().pwrite = {-500, ENOSPC, EDQUOT, ENOSPC};
@@ -85,6 +94,7 @@ TEST_F(DurableWrite, WaitsALittleForRoomOnTheDisk) {
     EXPECT_GT(Trial::TakeSlept(), 0);
 }
 
+// COM-DURABLE-10
 TEST_F(DurableWrite, WritesAnewWhatADiskTurnedOutToHaveNoRoomForWhenItSynced) {
     CurrentFaults().fdatasync = {ENOSPC};
     EXPECT_TRUE(Write("x"));
@@ -92,6 +102,7 @@ TEST_F(DurableWrite, WritesAnewWhatADiskTurnedOutToHaveNoRoomForWhenItSynced) {
     EXPECT_GT(Trial::TakeSlept(), 0);
 }
 
+// COM-DURABLE-11
 TEST_F(DurableWrite, GivesUpOnADiskThatStaysFull) {
     CurrentFaults().pwrite = Trial::Script(1000, ENOSPC);
     EXPECT_FALSE(Write("x"));
@@ -100,6 +111,7 @@ TEST_F(DurableWrite, GivesUpOnADiskThatStaysFull) {
     EXPECT_EQ(CurrentFaults().Count("fdatasync"), 0u);
 }
 
+// COM-DURABLE-12
 TEST_F(DurableWrite, DoesNotRepeatWhatWillNotPass) {
     CurrentFaults().pwrite = {EIO};
     EXPECT_FALSE(Write("x"));
@@ -107,6 +119,7 @@ TEST_F(DurableWrite, DoesNotRepeatWhatWillNotPass) {
     EXPECT_EQ(Trial::TakeSlept(), 0);
 }
 
+// COM-DURABLE-13
 TEST_F(DurableWrite, ByHandleWaitsForRoomAndGivesUp) {
     int open = 0;
     CurrentFaults().writeAt = {ENOSPC, EDQUOT};
@@ -118,6 +131,7 @@ TEST_F(DurableWrite, ByHandleWaitsForRoomAndGivesUp) {
     EXPECT_LE(Trial::TakeSlept(), 10000);
 }
 
+// COM-DURABLE-14
 TEST_F(DurableWrite, ByHandleDoesNotRepeatOtherFailures) {
     int open = 0;
     CurrentFaults().writeAt = {EIO};

@@ -41,18 +41,21 @@ protected:
     Platform::HANDLE handle = nullptr;
 };
 
+// COM-CBC-01
 TEST(Cbc, GivesThePublishedBlocksAndOneOfPadding) {
     const std::string cipher = EncryptHelper::AES_128_CBC_Encrypt(kKey, kIv, kPlain);
     ASSERT_EQ(cipher.size(), 80u);
     EXPECT_EQ(cipher.substr(0, 64), Trial::Text(kCipher));
 }
 
+// COM-CBC-02
 TEST(Cbc, LengthIsRoundedDownToABlockPlusOneBlock) {
     for (std::size_t length = 0; length < 70; ++length) {
         EXPECT_EQ(EncryptHelper::AES_128_CBC_Encrypt(kKey, kIv, Bytes(length)).size(), length / 16 * 16 + 16);
     }
 }
 
+// COM-CBC-03
 TEST(Cbc, DecryptionGivesEveryLengthBack) {
     for (const std::size_t length : {0, 1, 15, 16, 17, 31, 32, 1000, 262143, 262144, 262145, 1000000}) {
         const Bytes plain = Of(Trial::Noise(length));
@@ -63,6 +66,7 @@ TEST(Cbc, DecryptionGivesEveryLengthBack) {
     }
 }
 
+// COM-CBC-04
 TEST(Cbc, KeyOrVectorOfAnotherLengthGivesNothing) {
     for (const std::size_t length : {0, 15, 17, 32}) {
         Bytes plain = Of("old");
@@ -73,6 +77,7 @@ TEST(Cbc, KeyOrVectorOfAnotherLengthGivesNothing) {
     }
 }
 
+// COM-CBC-05
 TEST(Cbc, WrongLengthOrPaddingIsRefusedAndLeavesNothing) {
     const Bytes cipher = Of(EncryptHelper::AES_128_CBC_Encrypt(kKey, kIv, kPlain));
     for (const std::size_t length : {std::size_t{0}, std::size_t{1}, std::size_t{15}, cipher.size() - 1}) {
@@ -87,6 +92,7 @@ TEST(Cbc, WrongLengthOrPaddingIsRefusedAndLeavesNothing) {
     EXPECT_TRUE(plain.empty());
 }
 
+// COM-CBC-06
 TEST_F(CbcOfFile, IsTheSameAsInMemory) {
     for (const auto& [offset, length] : {std::pair{0, 600 << 10},
                                          {0, 0},
@@ -106,6 +112,7 @@ TEST_F(CbcOfFile, IsTheSameAsInMemory) {
     }
 }
 
+// COM-CBC-07
 TEST_F(CbcOfFile, GivesNothingWhenTheFileEndsBefore) {
     EXPECT_TRUE(Slice(0, (600 << 10) + 6).empty());
     EXPECT_TRUE(Slice((600 << 10) + 5, 1).empty());
@@ -114,6 +121,7 @@ TEST_F(CbcOfFile, GivesNothingWhenTheFileEndsBefore) {
     EXPECT_TRUE(Slice(std::int64_t{1} << 62, std::int64_t{1} << 62).empty());
 }
 
+// COM-CBC-08
 TEST_F(CbcOfFile, GivesNothingForNegativeNumbersOrNoHandle) {
     EXPECT_TRUE(Slice(-1, 16).empty());
     EXPECT_TRUE(Slice(0, -1).empty());

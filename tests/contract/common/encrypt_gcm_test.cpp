@@ -42,6 +42,7 @@ constexpr Vector kPublished[] = {
      "b094dac5d93471bdec1a502270e3cc6c"},
 };
 
+// COM-GCM-01
 TEST(Gcm, OpensThePublishedCipherTexts) {
     for (const Vector& vector : kPublished) {
         const Bytes sealed = Joined(Hex(vector.nonce), Hex(vector.cipher), Hex(vector.tag));
@@ -49,12 +50,14 @@ TEST(Gcm, OpensThePublishedCipherTexts) {
     }
 }
 
+// COM-GCM-02
 TEST(Gcm, FormIsNonceCipherTextAndTag) {
     const Bytes key(16, 7);
     EXPECT_EQ(EncryptHelper::AES_GCM_Encrypt(Bytes(), key).size(), 28u);
     EXPECT_EQ(EncryptHelper::AES_GCM_Encrypt(Bytes(100), key).size(), 128u);
 }
 
+// COM-GCM-03
 TEST(Gcm, GivesEveryLengthBackUnderBothKeyLengths) {
     for (const std::size_t keyLength : {16, 32}) {
         const Bytes key(keyLength, 9);
@@ -65,6 +68,7 @@ TEST(Gcm, GivesEveryLengthBackUnderBothKeyLengths) {
     }
 }
 
+// COM-GCM-04
 TEST(Gcm, NonceIsNeverTheSameTwice) {
     std::set<Bytes> nonces;
     for (int count = 0; count < 1000; ++count) {
@@ -74,6 +78,7 @@ TEST(Gcm, NonceIsNeverTheSameTwice) {
     EXPECT_EQ(nonces.size(), 1000u);
 }
 
+// COM-GCM-05
 TEST(Gcm, AnyChangedBitFailsWithExactlyOneByte) {
     const Bytes key(16, 3);
     const Bytes sealed = EncryptHelper::AES_GCM_Encrypt(Of("sixteen and more bytes"), key);
@@ -84,6 +89,7 @@ TEST(Gcm, AnyChangedBitFailsWithExactlyOneByte) {
     }
 }
 
+// COM-GCM-06
 TEST(Gcm, WrongKeyAndShortDataFailWithExactlyOneByte) {
     const Bytes sealed = EncryptHelper::AES_GCM_Encrypt(Of("abc"), Bytes(16, 3));
     EXPECT_EQ(EncryptHelper::AES_GCM_Decrypt(sealed, Bytes(16, 4)).size(), 1u);
@@ -93,6 +99,7 @@ TEST(Gcm, WrongKeyAndShortDataFailWithExactlyOneByte) {
     }
 }
 
+// COM-GCM-07
 TEST(Gcm, KeysOfOtherLengthsAreRefused) {
     const Bytes sealed = EncryptHelper::AES_GCM_Encrypt(Of("abc"), Bytes(16, 3));
     for (const std::size_t length : {0, 1, 15, 17, 24, 31, 33}) {
@@ -101,11 +108,13 @@ TEST(Gcm, KeysOfOtherLengthsAreRefused) {
     }
 }
 
+// COM-GCM-08
 TEST(Gcm, KeyOfZerosIsAKeyLikeAnyOther) {
     EXPECT_EQ(EncryptHelper::AES_GCM_Decrypt(EncryptHelper::AES_GCM_Encrypt(Of("abc"), Bytes(32)), Bytes(32)),
               Of("abc"));
 }
 
+// COM-RANDOM-01
 TEST(SecureRandom, FillsTheBufferDifferentlyEachTime) {
     Bytes first(64);
     Bytes second(64);
@@ -115,6 +124,7 @@ TEST(SecureRandom, FillsTheBufferDifferentlyEachTime) {
     EXPECT_NE(first, Bytes(64));
 }
 
+// COM-RANDOM-02
 TEST(SecureRandom, FillsAnyLengthToItsEndAndNoFurther) {
     for (const std::size_t length : {0, 1, 255, 256, 257, 100000}) {
         Bytes buffer(length + 8, 0);

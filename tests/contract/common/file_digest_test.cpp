@@ -30,6 +30,7 @@ protected:
     std::wstring md5;
 };
 
+// COM-DIGEST-12
 TEST_F(FileDigest, OfEveryLengthAroundTheBlocksIsThatOfTheBytes) {
     constexpr std::size_t kBlock = std::size_t{512} << 10;
     for (const std::size_t length : {std::size_t{0}, std::size_t{1}, kBlock - 1, kBlock, kBlock + 1, 2 * kBlock,
@@ -43,6 +44,7 @@ TEST_F(FileDigest, OfEveryLengthAroundTheBlocksIsThatOfTheBytes) {
     }
 }
 
+// COM-DIGEST-13
 TEST_F(FileDigest, OfWhatIsNoReadableFileIsEmpty) {
     fs::create_directory(base / "root/folder");
     ASSERT_EQ(mkfifo((base / "root/pipe").c_str(), 0600), 0);
@@ -59,6 +61,7 @@ TEST_F(FileDigest, OfWhatIsNoReadableFileIsEmpty) {
     }
 }
 
+// COM-DIGEST-14
 TEST_F(FileDigest, FollowsEveryChangeAtOnce) {
     for (char character = 'a'; character <= 'z'; ++character) {
         const std::string content((std::size_t{1} << 20) + 1, character);
@@ -67,6 +70,7 @@ TEST_F(FileDigest, FollowsEveryChangeAtOnce) {
     }
 }
 
+// COM-DIGEST-15
 TEST_F(FileDigest, FollowsAChangeThatHidesItsTime) {
     const fs::path path = base / "root/f";
     const timespec past[2] = {{1000000000, 0}, {1000000000, 0}};
@@ -78,6 +82,7 @@ TEST_F(FileDigest, FollowsAChangeThatHidesItsTime) {
     }
 }
 
+// COM-DIGEST-16
 TEST_F(FileDigest, KeyedOneIs64DigitsAndTheSameOnEveryAttempt) {
     Trial::Put(base / "root/f", "content");
     const std::string first = FileHepler::GetFileHmac(InRoot(L"f"));
@@ -86,6 +91,7 @@ TEST_F(FileDigest, KeyedOneIs64DigitsAndTheSameOnEveryAttempt) {
     EXPECT_EQ(FileHepler::GetFileHmac(InRoot(L"f")), first);
 }
 
+// COM-DIGEST-17
 TEST_F(FileDigest, KeyedOneDependsOnContentAndUserAlone) {
     Trial::Put(base / "root/f", "content");
     Trial::Put(base / "outside/other", "content");
@@ -99,6 +105,7 @@ TEST_F(FileDigest, KeyedOneDependsOnContentAndUserAlone) {
     EXPECT_NE(FileHepler::GetFileHmac(InRoot(L"f")), first);
 }
 
+// COM-DIGEST-18
 TEST_F(FileDigest, KeyedOneOfAKnownFileIsForGood) {
     // What was uploaded with this key must stay readable and resumable in every later version.
     Trial::Put(base / "root/f", "content");
@@ -106,12 +113,14 @@ TEST_F(FileDigest, KeyedOneOfAKnownFileIsForGood) {
               "e62cea210354153db03ba6817d2f3863c25268faf3c14bbb44820e6e22dca1cd");
 }
 
+// COM-DIGEST-19
 TEST_F(FileDigest, KeyedOneIsEmptyWithoutAUserKey) {
     Trial::Put(base / "root/f", "content");
     g_SyncUserKey[0] = 0;
     EXPECT_EQ(FileHepler::GetFileHmac(InRoot(L"f")), "");
 }
 
+// COM-DIGEST-20
 TEST_F(FileDigest, MayBeAskedByManyThreadsAtOnce) {
     const std::string content = Trial::Noise(3000000);
     Trial::Put(base / "root/f", content);

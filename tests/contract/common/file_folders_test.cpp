@@ -7,6 +7,7 @@ namespace {
 
 class Folders : public Trial::WithFolders {};
 
+// COM-FOLDER-01
 TEST_F(Folders, AreMadeWithAllTheirParents) {
     EXPECT_TRUE(FileHepler::CreateLocalDirectory(InRoot(L"a\\b\\c")));
     EXPECT_TRUE(fs::is_directory(base / "root/a/b/c"));
@@ -14,6 +15,7 @@ TEST_F(Folders, AreMadeWithAllTheirParents) {
     EXPECT_TRUE(fs::is_directory(base / "small/x/y"));
 }
 
+// COM-FOLDER-02
 TEST_F(Folders, ThatExistAreNoError) {
     fs::create_directories(base / "root/a/b");
     EXPECT_TRUE(FileHepler::CreateLocalDirectory(InRoot(L"a\\b\\")));
@@ -22,6 +24,7 @@ TEST_F(Folders, ThatExistAreNoError) {
     EXPECT_TRUE(FileHepler::CreateLocalDirectory(g_lcdthumbnailFolder));
 }
 
+// COM-FOLDER-03
 TEST_F(Folders, AreNotMadeOfNothingOrOverAFile) {
     EXPECT_FALSE(FileHepler::CreateLocalDirectory(L""));
     Trial::Put(base / "root/file", "x");
@@ -30,6 +33,7 @@ TEST_F(Folders, AreNotMadeOfNothingOrOverAFile) {
     EXPECT_FALSE(FileHepler::CreateLocalDirectory(InRoot(std::wstring(1, static_cast<wchar_t>(0xD800)))));
 }
 
+// COM-FOLDER-04
 TEST_F(Folders, OfTheCacheAreMadeAnewButNeverTheSyncRoot) {
     fs::remove(base / "small");
     EXPECT_TRUE(FileHepler::CreateLocalDirectory(g_thumbnailFolder + L"x\\"));
@@ -40,12 +44,14 @@ TEST_F(Folders, OfTheCacheAreMadeAnewButNeverTheSyncRoot) {
     EXPECT_FALSE(fs::exists(base / "root"));
 }
 
+// COM-FOLDER-05
 TEST_F(Folders, AreTakenAsTheyAreWithoutASyncRoot) {
     g_clientSyncRootFolder.clear();
     EXPECT_TRUE(FileHepler::CreateLocalDirectory(Wide(base / "outside/a/b")));
     EXPECT_TRUE(fs::is_directory(base / "outside/a/b"));
 }
 
+// COM-FOLDER-06
 TEST_F(Folders, KeepTheirNamesInOtherScripts) {
     EXPECT_TRUE(FileHepler::CreateLocalDirectory(InRoot(L"\u65E5\u672C\\a\uF05Cb\\\xDC80")));
     EXPECT_TRUE(fs::is_directory(base / "root" / "\xE6\x97\xA5\xE6\x9C\xAC" / "a\\b" / "\x80"));
@@ -56,6 +62,7 @@ class Removal : public Trial::WithFolders, public ::testing::WithParamInterface<
 INSTANTIATE_TEST_SUITE_P(OfBothKinds, Removal,
                          ::testing::Values(&FileHepler::RemoveFile, &FileHepler::DeleteLocalFile));
 
+// COM-FOLDER-07
 TEST_P(Removal, TakesTheFileAway) {
     fs::create_directory(base / "root/a");
     Trial::Put(base / "root/a/f", "x");
@@ -66,6 +73,7 @@ TEST_P(Removal, TakesTheFileAway) {
     EXPECT_FALSE(fs::exists(base / "large/f"));
 }
 
+// COM-FOLDER-08
 TEST_P(Removal, OfWhatIsAbsentIsNoError) {
     GetParam()(L"");
     GetParam()(InRoot(L"absent"));
@@ -73,6 +81,7 @@ TEST_P(Removal, OfWhatIsAbsentIsNoError) {
     GetParam()(InRoot(std::wstring(1, static_cast<wchar_t>(0x110000))));
 }
 
+// COM-FOLDER-09
 TEST_P(Removal, LeavesFoldersAlone) {
     fs::create_directory(base / "root/a");
     GetParam()(InRoot(L"a"));
@@ -81,6 +90,7 @@ TEST_P(Removal, LeavesFoldersAlone) {
     EXPECT_TRUE(fs::exists(base / "root/a"));
 }
 
+// COM-FOLDER-10
 TEST_P(Removal, OfALinkLeavesItsTarget) {
     Trial::Put(base / "outside/f", "x");
     fs::create_symlink(base / "outside/f", base / "root/link");

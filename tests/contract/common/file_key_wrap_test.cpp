@@ -15,6 +15,7 @@ using Trial::Of;
 constexpr char kFek[] = "00112233445566778899aabbccddeeff";
 constexpr char kIv[] = "0f0e0d0c0b0a09080706050403020100";
 
+// COM-WRAP-01
 TEST(WrappedFileKey, OpensToTheKeyTextUnderBothKeyLengths) {
     for (const std::size_t length : {16, 32}) {
         const Bytes userKey(length, 0x5A);
@@ -22,6 +23,7 @@ TEST(WrappedFileKey, OpensToTheKeyTextUnderBothKeyLengths) {
     }
 }
 
+// COM-WRAP-02
 TEST(WrappedFileKey, GivesTheBytesOfTheKeyAsADownloadReadsThem) {
     const Bytes userKey(16, 0x5A);
     std::string text = EncryptHelper::GetFek(EncryptHelper::GetEfek(kFek, userKey, kIv), userKey);
@@ -30,6 +32,7 @@ TEST(WrappedFileKey, GivesTheBytesOfTheKeyAsADownloadReadsThem) {
     EXPECT_EQ(Hex(text).size(), 16u);
 }
 
+// COM-WRAP-03
 TEST(WrappedFileKey, KeepsKeysOf32BytesAndTextsOfAnyLength) {
     const Bytes userKey(32, 0x11);
     for (const std::size_t length : {1, 31, 64, 65535}) {
@@ -39,6 +42,7 @@ TEST(WrappedFileKey, KeepsKeysOf32BytesAndTextsOfAnyLength) {
     EXPECT_EQ(EncryptHelper::GetEfek(std::string(65536, 'a'), userKey, kIv), "");
 }
 
+// COM-WRAP-04
 TEST(WrappedFileKey, VectorStandsInsideTheSeal) {
     const Bytes userKey(16, 0x5A);
     const std::string sealed = EncryptHelper::Base64Decode(EncryptHelper::GetEfek(kFek, userKey, kIv), true);
@@ -46,12 +50,14 @@ TEST(WrappedFileKey, VectorStandsInsideTheSeal) {
     EXPECT_EQ(EncryptHelper::GetFek(EncryptHelper::GetEfek(kFek, userKey, ""), userKey), kFek);
 }
 
+// COM-WRAP-05
 TEST(WrappedFileKey, IsOneLineOfBase64OfNonceCipherTextAndTag) {
     const std::string efek = EncryptHelper::GetEfek(kFek, Bytes(16, 0x5A), kIv);
     EXPECT_EQ(efek.find_first_of("\r\n"), std::string::npos);
     EXPECT_EQ(EncryptHelper::Base64Decode(efek, true).size(), 12u + 3 + 32 + 32 + 16);
 }
 
+// COM-WRAP-06
 TEST(WrappedFileKey, IsAnotherTextEachTimeAndNeverShowsTheKey) {
     std::set<std::string> texts;
     for (int count = 0; count < 100; ++count) {
@@ -62,6 +68,7 @@ TEST(WrappedFileKey, IsAnotherTextEachTimeAndNeverShowsTheKey) {
     EXPECT_EQ(texts.size(), 100u);
 }
 
+// COM-WRAP-07
 TEST(WrappedFileKey, NeedsAUserKeyThatIsThere) {
     const std::string efek = EncryptHelper::GetEfek(kFek, Bytes(16, 0x5A), kIv);
     for (const Bytes& userKey :
@@ -72,6 +79,7 @@ TEST(WrappedFileKey, NeedsAUserKeyThatIsThere) {
     EXPECT_EQ(EncryptHelper::GetEfek("", Bytes(16, 1), kIv), "");
 }
 
+// COM-WRAP-08
 TEST(WrappedFileKey, DoesNotOpenWithAnotherKeyOrWhenChanged) {
     const Bytes userKey(16, 0x5A);
     const std::string efek = EncryptHelper::GetEfek(kFek, userKey, kIv);
@@ -84,6 +92,7 @@ TEST(WrappedFileKey, DoesNotOpenWithAnotherKeyOrWhenChanged) {
     }
 }
 
+// COM-WRAP-09
 TEST(WrappedFileKey, ForeignTextsOpenToNothing) {
     const Bytes userKey(16, 0x5A);
     const auto sealed = [&](const Bytes& plain) {

@@ -15,18 +15,21 @@ protected:
     std::wstring name;
 };
 
+// COM-NAME-01
 TEST_F(Names, SplitIntoTheFolderBelowTheRootAndTheName) {
     ASSERT_TRUE(Split(InRoot(L"a\\b\\c.txt")));
     EXPECT_EQ(folder, L"a\\b\\");
     EXPECT_EQ(name, L"c.txt");
 }
 
+// COM-NAME-02
 TEST_F(Names, InTheRootHaveTheEmptyFolder) {
     ASSERT_TRUE(Split(InRoot(L"c.txt")));
     EXPECT_EQ(folder, L"");
     EXPECT_EQ(name, L"c.txt");
 }
 
+// COM-NAME-03
 TEST_F(Names, SplitTheSameWithEitherSeparator) {
     const std::wstring native = Wide(base / "root");
     std::wstring slashes = native + L"/a//b/c.txt";
@@ -38,6 +41,7 @@ TEST_F(Names, SplitTheSameWithEitherSeparator) {
     EXPECT_EQ(folder, L"a\\b\\");
 }
 
+// COM-NAME-04
 TEST_F(Names, OutsideTheRootKeepTheirWholeFolder) {
     ASSERT_TRUE(Split(L"\\elsewhere\\a\\c.txt"));
     EXPECT_EQ(folder, L"\\elsewhere\\a\\");
@@ -49,6 +53,7 @@ TEST_F(Names, OutsideTheRootKeepTheirWholeFolder) {
     EXPECT_EQ(folder, L"");
 }
 
+// COM-NAME-05
 TEST_F(Names, OfNothingAreRefusedWithBothTextsEmpty) {
     for (const std::wstring& path : {std::wstring(), std::wstring(L"\\"), g_clientSyncRootFolder,
                                      g_clientSyncRootFolder.substr(0, g_clientSyncRootFolder.size() - 1),
@@ -59,6 +64,7 @@ TEST_F(Names, OfNothingAreRefusedWithBothTextsEmpty) {
     }
 }
 
+// COM-NAME-06
 TEST(LocalIds, AreThoseThatBeginWithTheMarker) {
     EXPECT_TRUE(FileHepler::IsLocalFile(L"Local123", L"Local"));
     EXPECT_TRUE(FileHepler::IsLocalFile(L"Local", L"Local"));
@@ -71,8 +77,10 @@ TEST(LocalIds, AreThoseThatBeginWithTheMarker) {
     EXPECT_FALSE(FileHepler::IsLocalDirectory(L"cloud", L"Local"));
 }
 
+// COM-NAME-07
 TEST(LocalIds, EmptyFolderIdIsNoCloudFolder) { EXPECT_TRUE(FileHepler::IsLocalDirectory(L"", L"Local")); }
 
+// COM-NAME-08
 TEST(MediaTypes, FollowTheName) {
     EXPECT_EQ(FileHepler::GetFileMimeType(L"a.jpg"), "image/jpeg");
     EXPECT_EQ(FileHepler::GetFileMimeType(L"A.JPG"), "image/jpeg");
@@ -84,6 +92,7 @@ TEST(MediaTypes, FollowTheName) {
     EXPECT_EQ(FileHepler::GetFileMimeType(L"folder\\a.gif"), "image/gif");
 }
 
+// COM-NAME-09
 TEST(MediaTypes, UnknownOnesAreBytes) {
     for (const std::wstring& name : {std::wstring(), std::wstring(L"noextension"), std::wstring(L"a.zelkorunknown"),
                                      std::wstring(L"folder\\"), std::wstring(1, static_cast<wchar_t>(0x110000))}) {
@@ -91,6 +100,7 @@ TEST(MediaTypes, UnknownOnesAreBytes) {
     }
 }
 
+// COM-NAME-10
 TEST(MediaTypes, TellImagesAndVideos) {
     EXPECT_TRUE(FileHepler::IsImageFile(L"image/jpeg"));
     EXPECT_TRUE(FileHepler::IsImageFile(L"IMAGE/PNG"));
@@ -103,6 +113,7 @@ TEST(MediaTypes, TellImagesAndVideos) {
     EXPECT_FALSE(FileHepler::IsVideoFile(L"text/video/"));
 }
 
+// COM-NAME-11
 TEST(Attachments, AreTheirBytes) {
     FileItem file;
     EXPECT_FALSE(FileHepler::HasAttachment(file));

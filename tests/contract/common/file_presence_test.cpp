@@ -11,6 +11,7 @@ namespace {
 
 class Presence : public Trial::WithFolders {};
 
+// COM-PRESENCE-01
 TEST_F(Presence, IsThatOfAFile) {
     fs::create_directory(base / "root/a");
     Trial::Put(base / "root/a/f", "x");
@@ -24,6 +25,7 @@ TEST_F(Presence, IsThatOfAFile) {
     EXPECT_FALSE(FileHepler::IsFileExists(L""));
 }
 
+// COM-PRESENCE-02
 TEST_F(Presence, IsNotThatOfAFolder) {
     fs::create_directory(base / "root/a");
     EXPECT_FALSE(FileHepler::IsFileExists(InRoot(L"a")));
@@ -31,6 +33,7 @@ TEST_F(Presence, IsNotThatOfAFolder) {
     EXPECT_FALSE(FileHepler::IsFileExists(g_clientSyncRootFolder));
 }
 
+// COM-PRESENCE-03
 TEST_F(Presence, IsAssumedWhileTheRootIsAway) {
     Trial::Put(base / "root/f", "x");
     EXPECT_FALSE(FileHepler::IsFileExists(InRoot(L"gone")));
@@ -44,6 +47,7 @@ TEST_F(Presence, IsAssumedWhileTheRootIsAway) {
     EXPECT_FALSE(FileHepler::IsFileExists(InRoot(L"gone")));
 }
 
+// COM-PRESENCE-04
 TEST_F(Presence, IsAssumedWhileOnlyTheBareMountPointIsThere) {
     Trial::Put(base / "root/f", "x");
     EXPECT_TRUE(FileHepler::IsFileExists(InRoot(L"f")));
@@ -55,6 +59,7 @@ TEST_F(Presence, IsAssumedWhileOnlyTheBareMountPointIsThere) {
     EXPECT_FALSE(FileHepler::IsFileExists(InRoot(L"f")));
 }
 
+// COM-PRESENCE-05
 TEST_F(Presence, IsToldOfARootThatHasBecomeEmptyItself) {
     Trial::Put(base / "root/f", "x");
     EXPECT_TRUE(FileHepler::IsFileExists(InRoot(L"f")));
@@ -62,6 +67,7 @@ TEST_F(Presence, IsToldOfARootThatHasBecomeEmptyItself) {
     EXPECT_FALSE(FileHepler::IsFileExists(InRoot(L"f")));
 }
 
+// COM-PRESENCE-06
 TEST_F(Presence, IsAssumedForNamesThatCannotBeAskedFor) {
     EXPECT_TRUE(FileHepler::IsFileExists(InRoot(std::wstring(1, static_cast<wchar_t>(0x110000)))));
     EXPECT_TRUE(FileHepler::IsFileExists(InRoot(std::wstring(300, L'x'))));
@@ -69,6 +75,7 @@ TEST_F(Presence, IsAssumedForNamesThatCannotBeAskedFor) {
     EXPECT_TRUE(FileHepler::IsFileExists(InRoot(L"loop")));
 }
 
+// COM-PRESENCE-07
 TEST_F(Presence, IsAssumedForALinkWhoseTargetIsAway) {
     fs::create_symlink(base / "outside/away", base / "root/link");
     EXPECT_TRUE(FileHepler::IsFileExists(InRoot(L"link")));
@@ -76,6 +83,7 @@ TEST_F(Presence, IsAssumedForALinkWhoseTargetIsAway) {
     EXPECT_FALSE(FileHepler::IsFileExists(InRoot(L"link")));
 }
 
+// COM-PRESENCE-08
 TEST_F(Presence, OfCacheFilesNeedsNoSyncRoot) {
     fs::remove(base / "root");
     Trial::Put(base / "small/f.jpg", "x");
@@ -85,6 +93,7 @@ TEST_F(Presence, OfCacheFilesNeedsNoSyncRoot) {
     EXPECT_FALSE(FileHepler::IsFileExists(std::wstring(1, static_cast<wchar_t>(0x110000))));
 }
 
+// COM-PRESENCE-09
 TEST_F(Presence, SizeIsThatOnDisk) {
     Trial::Put(base / "root/f", std::string(12345, 'x'));
     Trial::Put(base / "root/empty", "");
@@ -94,6 +103,7 @@ TEST_F(Presence, SizeIsThatOnDisk) {
     EXPECT_EQ(FileHepler::GetFileSizeApi(InRoot(L"empty")), 0);
 }
 
+// COM-PRESENCE-10
 TEST_F(Presence, SizeOfWhatIsNoFileIsNegative) {
     ASSERT_EQ(mkfifo((base / "root/pipe").c_str(), 0600), 0);
     for (const std::wstring& path : {std::wstring(), InRoot(L"absent"), g_clientSyncRootFolder, InRoot(L"pipe"),
@@ -103,6 +113,7 @@ TEST_F(Presence, SizeOfWhatIsNoFileIsNegative) {
     }
 }
 
+// COM-PRESENCE-11
 TEST_F(Presence, MarkMakesAPlaceholderAndItsAbsenceAFile) {
     Trial::Put(base / "root/f", "");
     EXPECT_FALSE(FileHepler::IsPlaceholder(InRoot(L"f")));
@@ -114,12 +125,14 @@ TEST_F(Presence, MarkMakesAPlaceholderAndItsAbsenceAFile) {
     EXPECT_TRUE(ClearPlaceholder(InRoot(L"f")));
 }
 
+// COM-PRESENCE-12
 TEST_F(Presence, PlaceholderIsNeverGuessedFromMissingBlocks) {
     Trial::Put(base / "root/f", "");
     fs::resize_file(base / "root/f", 1 << 20);
     EXPECT_FALSE(FileHepler::IsPlaceholder(InRoot(L"f")));
 }
 
+// COM-PRESENCE-13
 TEST_F(Presence, AbsentFileIsNoPlaceholderAndCannotBecomeOne) {
     EXPECT_FALSE(FileHepler::IsPlaceholder(InRoot(L"absent")));
     EXPECT_FALSE(MarkPlaceholder(InRoot(L"absent")));

@@ -9,6 +9,7 @@ namespace {
 
 class Reading : public Trial::WithFolders {};
 
+// COM-READ-01
 TEST_F(Reading, GivesTheWholeFile) {
     for (const std::size_t length : {0, 1, 1000, 5000000}) {
         const std::string bytes = Trial::Noise(length);
@@ -19,6 +20,7 @@ TEST_F(Reading, GivesTheWholeFile) {
     }
 }
 
+// COM-READ-02
 TEST_F(Reading, OfWhatIsNoFileLeavesNothing) {
     ASSERT_EQ(mkfifo((base / "root/pipe").c_str(), 0600), 0);
     for (const std::wstring& path : {std::wstring(), InRoot(L"absent"), g_clientSyncRootFolder, InRoot(L"pipe"),

@@ -18,11 +18,13 @@ protected:
     }
 };
 
+// COM-WRITE-01
 TEST_F(Writing, MakesTheFileAndItsFolders) {
     EXPECT_TRUE(Write(0, "hello", L"a\\b\\c.txt"));
     EXPECT_EQ(Trial::Get(base / "root/a/b/c.txt"), "hello");
 }
 
+// COM-WRITE-02
 TEST_F(Writing, PutsTheBytesAtTheirPlaceAndTruncatesNothing) {
     Trial::Put(base / "root/f", "0123456789");
     EXPECT_TRUE(Write(3, "abc", L"f"));
@@ -31,17 +33,20 @@ TEST_F(Writing, PutsTheBytesAtTheirPlaceAndTruncatesNothing) {
     EXPECT_EQ(Trial::Get(base / "root/f"), "012abc678xyz");
 }
 
+// COM-WRITE-03
 TEST_F(Writing, BehindTheEndLeavesZeros) {
     EXPECT_TRUE(Write(4, "x", L"f"));
     EXPECT_EQ(Trial::Get(base / "root/f"), std::string("\0\0\0\0x", 5));
 }
 
+// COM-WRITE-04
 TEST_F(Writing, ReachesOffsetsBeyondFourGibibytes) {
     const std::int64_t far = (std::int64_t{5} << 30) + 7;
     EXPECT_TRUE(Write(far, "end", L"f"));
     EXPECT_EQ(FileHepler::GetFileSizeApi(InRoot(L"f")), far + 3);
 }
 
+// COM-WRITE-05
 TEST_F(Writing, OfNoBytesMakesAnEmptyFileAndChangesNoOther) {
     EXPECT_TRUE(FileHepler::WriteLocalFileV(0, nullptr, 0, InRoot(L"new\\empty")));
     EXPECT_TRUE(fs::exists(base / "root/new/empty"));
@@ -51,6 +56,7 @@ TEST_F(Writing, OfNoBytesMakesAnEmptyFileAndChangesNoOther) {
     EXPECT_EQ(Trial::Get(base / "root/f"), "0123");
 }
 
+// COM-WRITE-06
 TEST_F(Writing, RefusesImpossibleNumbers) {
     EXPECT_FALSE(Write(-1, "x", L"f"));
     EXPECT_FALSE(FileHepler::WriteLocalFileV(0, nullptr, 1, InRoot(L"f")));
@@ -58,6 +64,7 @@ TEST_F(Writing, RefusesImpossibleNumbers) {
     EXPECT_FALSE(fs::exists(base / "root/f"));
 }
 
+// COM-WRITE-07
 TEST_F(Writing, RefusesWhatIsNoFile) {
     fs::create_directory(base / "root/folder");
     ASSERT_EQ(mkfifo((base / "root/pipe").c_str(), 0600), 0);
@@ -71,12 +78,14 @@ TEST_F(Writing, RefusesWhatIsNoFile) {
     EXPECT_FALSE(Write(0, "x", std::wstring(300, L'x')));
 }
 
+// COM-WRITE-08
 TEST_F(Writing, DoesNotMakeTheSyncRoot) {
     fs::remove(base / "root");
     EXPECT_FALSE(Write(0, "x", L"f"));
     EXPECT_FALSE(fs::exists(base / "root"));
 }
 
+// COM-WRITE-09
 TEST_F(Writing, ReachesTheCacheFolders) {
     EXPECT_TRUE(FileHepler::WriteLocalFileV(0, "x", 1, g_thumbnailFolder + L"a\\f"));
     EXPECT_TRUE(FileHepler::WriteLocalFileV(0, "x", 1, g_lcdthumbnailFolder + L"f"));
@@ -84,6 +93,7 @@ TEST_F(Writing, ReachesTheCacheFolders) {
     EXPECT_EQ(Trial::Get(base / "large/f"), "x");
 }
 
+// COM-WRITE-10
 TEST_F(Writing, KeepsNamesThatAreNoText) {
     EXPECT_TRUE(Write(0, "x", L"a\uF05Cb"));
     EXPECT_TRUE(Write(0, "y", L"\xDCFF\xDC80"));
@@ -91,6 +101,7 @@ TEST_F(Writing, KeepsNamesThatAreNoText) {
     EXPECT_EQ(Trial::Get(base / "root" / "\xFF\x80"), "y");
 }
 
+// COM-WRITE-11
 TEST_F(Writing, ByManyThreadsToOneNewFileLosesNothing) {
     constexpr int kThreads = 8;
     std::vector<std::thread> threads;
@@ -116,6 +127,7 @@ protected:
     }
 };
 
+// COM-WRITE-12
 TEST_F(WritingByHandle, PutsTheBytesAtTheirPlaceAndLeavesTheHandleOpen) {
     Platform::HANDLE handle = Open(Platform::kGenericRead | Platform::kGenericWrite);
     EXPECT_TRUE(FileHepler::WriteLocalFileByHandleV(2, "abc", 3, handle));
@@ -125,6 +137,7 @@ TEST_F(WritingByHandle, PutsTheBytesAtTheirPlaceAndLeavesTheHandleOpen) {
     EXPECT_EQ(Trial::Get(base / "root/f"), "xyabc");
 }
 
+// COM-WRITE-13
 TEST_F(WritingByHandle, RefusesWhatCannotBeWritten) {
     EXPECT_FALSE(FileHepler::WriteLocalFileByHandleV(0, "x", 1, nullptr));
     EXPECT_FALSE(FileHepler::WriteLocalFileByHandleV(0, "x", 1, Platform::kInvalidHandle));

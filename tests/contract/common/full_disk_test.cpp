@@ -32,12 +32,14 @@ protected:
     }
 };
 
+// COM-DURABLE-15
 TEST_F(FullDisk, IsToldAfterABoundedWait) {
     EXPECT_TRUE(Write(0, std::string(512 << 10, 'a')));
     EXPECT_FALSE(Write(512 << 10, std::string(1 << 20, 'b')));
     EXPECT_EQ(Trial::Get(base / "root/f").substr(0, 512 << 10), std::string(512 << 10, 'a'));
 }
 
+// COM-DURABLE-16
 TEST_F(FullDisk, IsWaitedForUntilThereIsRoomAgain) {
     Trial::Put(base / "root/filler", std::string(800 << 10, 'x'));
     std::thread cleaner([this] {
@@ -50,6 +52,7 @@ TEST_F(FullDisk, IsWaitedForUntilThereIsRoomAgain) {
     EXPECT_EQ(Trial::Get(base / "root/f"), data);
 }
 
+// COM-DURABLE-17
 TEST_F(FullDisk, ThatWasUnmountedDoesNotLookLikeADeletedFile) {
     EXPECT_TRUE(Write(0, "x"));
     EXPECT_TRUE(FileHepler::IsFileExists(InRoot(L"f")));

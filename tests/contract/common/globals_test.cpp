@@ -8,6 +8,7 @@ namespace Drive {
 
 namespace {
 
+// COM-SETTINGS-01
 TEST(Settings, HaveTheirDefaults) {
     EXPECT_EQ(g_FolderNameMaxLength, 80);
     EXPECT_EQ(g_MaxUploadTaskCount, 3);
@@ -24,6 +25,7 @@ TEST(Settings, HaveTheirDefaults) {
     EXPECT_FALSE(g_StopDownLoadTask);
 }
 
+// COM-SETTINGS-02
 TEST(Settings, TextsAreEmpty) {
     for (const std::wstring* text : {&g_accessToken, &g_SyncServerVersion, &g_rootFileId}) {
         EXPECT_TRUE(text->empty());
@@ -32,6 +34,7 @@ TEST(Settings, TextsAreEmpty) {
     EXPECT_TRUE(g_Keyuid_sfek.empty());
 }
 
+// COM-KEYS-04
 TEST(KeyBuffers, Are256ZeroedBytes) {
     EXPECT_EQ(sizeof g_SyncUserKey, 256u);
     EXPECT_EQ(sizeof g_SyncUserKey_sfek, 256u);

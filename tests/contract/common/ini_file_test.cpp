@@ -14,6 +14,7 @@ protected:
     std::wstring Path() const { return Wide(base / "outside/SyncSetting.ini"); }
 };
 
+// COM-SETTINGS-03
 TEST_F(IniFile, GivesTheValueFromAnySection) {
     EXPECT_EQ(Read("MacAddressEncrypt=abc\n"), "abc");
     EXPECT_EQ(Read("[one]\nother=1\n[two]\nMacAddressEncrypt=abc==\n"), "abc==");
@@ -21,22 +22,26 @@ TEST_F(IniFile, GivesTheValueFromAnySection) {
     EXPECT_EQ(Read("\xEF\xBB\xBFMacAddressEncrypt=abc"), "abc");
 }
 
+// COM-SETTINGS-04
 TEST_F(IniFile, ComparesKeysWithoutCaseAndWhole) {
     EXPECT_EQ(Read("macaddressENCRYPT=abc\n"), "abc");
     EXPECT_EQ(Read("MacAddressEncryptX=1\nXMacAddressEncrypt=2\n"), "");
 }
 
+// COM-SETTINGS-05
 TEST_F(IniFile, TakesTheFirstOfSeveral) {
     EXPECT_EQ(Read("[a]\nMacAddressEncrypt=first\nMacAddressEncrypt=second\n[b]\nMacAddressEncrypt=third\n"), "first");
     EXPECT_EQ(Read("MacAddressEncrypt=\nMacAddressEncrypt=second\n"), "");
 }
 
+// COM-SETTINGS-06
 TEST_F(IniFile, PassesOverCommentsAndBrokenLines) {
     EXPECT_EQ(
         Read("; MacAddressEncrypt=no\n# MacAddressEncrypt=no\nnonsense\n[open\nMacAddressEncrypt=abc ; comment\n"),
         "abc");
 }
 
+// COM-SETTINGS-07
 TEST_F(IniFile, PassesOverALineThatHoldsANul) {
     const auto with = [](const std::string& head, const std::string& tail) {
         return head + std::string(1, '\0') + tail;
@@ -45,11 +50,13 @@ TEST_F(IniFile, PassesOverALineThatHoldsANul) {
     EXPECT_EQ(Read(with("MacAddressEncrypt=" + std::string(300, 'x'), std::string(300, 'y'))), "");
 }
 
+// COM-SETTINGS-08
 TEST_F(IniFile, IndentedLinesAreLinesOfTheirOwn) {
     EXPECT_EQ(Read("other=1\n   MacAddressEncrypt=abc\n"), "abc");
     EXPECT_EQ(Read("MacAddressEncrypt=abc\n   more=1\n"), "abc");
 }
 
+// COM-SETTINGS-09
 TEST_F(IniFile, LongValuesAreWhole) {
     for (const std::size_t length : {149, 150, 151, 180, 199, 200, 344, 5000}) {
         std::string value;
@@ -69,6 +76,7 @@ TEST_F(IniFile, LongValuesAreWhole) {
     EXPECT_EQ(Read("MacAddressEncrypt=" + sentence + "\n"), sentence);
 }
 
+// COM-SETTINGS-10
 TEST_F(IniFile, AbsentFileOrKeyIsEmpty) {
     EXPECT_EQ(Read("other=1\n"), "");
     EXPECT_EQ(Read(""), "");
@@ -79,6 +87,7 @@ TEST_F(IniFile, AbsentFileOrKeyIsEmpty) {
     EXPECT_EQ(IniFileHelper(nullptr).ReadIniValueByKeyTypeString(L"MacAddressEncrypt"), "");
 }
 
+// COM-SETTINGS-11
 TEST_F(IniFile, NeverThrowsForOddArguments) {
     Trial::Put(base / "outside/SyncSetting.ini", std::string(3000, '\0') + "\nMacAddressEncrypt=abc\n");
     IniFileHelper file(Path().c_str());
@@ -90,6 +99,7 @@ TEST_F(IniFile, NeverThrowsForOddArguments) {
     EXPECT_EQ(IniFileHelper(beyond).ReadIniValueByKeyTypeString(L"MacAddressEncrypt"), "");
 }
 
+// COM-SETTINGS-12
 TEST_F(IniFile, IsReadAnewAtEachCall) {
     Trial::Put(base / "outside/SyncSetting.ini", "MacAddressEncrypt=one\n");
     IniFileHelper file(Path().c_str());

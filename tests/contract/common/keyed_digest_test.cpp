@@ -15,6 +15,7 @@ std::string Keyed(const Bytes& key, const std::string& data) {
 }
 
 // RFC 4231, test cases 1, 2, 3 and 6.
+// COM-DIGEST-21
 TEST(KeyedDigests, AreThePublishedOnes) {
     EXPECT_EQ(Keyed(Bytes(20, 0x0b), "Hi There"), "b0344c61d8db38535ca8afceaf0bf12b881dc200c9833da726e9376c2e32cff7");
     EXPECT_EQ(Keyed(Trial::Of("Jefe"), "what do ya want for nothing?"),

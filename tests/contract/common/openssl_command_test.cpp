@@ -68,6 +68,7 @@ protected:
     std::mt19937 random{20240611};
 };
 
+// COM-OPENSSL-01
 TEST_F(OpensslCommand, AgreesOnDigestsOfBytesAndFiles) {
     for (const std::size_t length : Lengths()) {
         const Bytes bytes = Of(Input(length));
@@ -84,6 +85,7 @@ TEST_F(OpensslCommand, AgreesOnDigestsOfBytesAndFiles) {
     }
 }
 
+// COM-OPENSSL-02
 TEST_F(OpensslCommand, AgreesOnCbc) {
     for (const std::size_t length : Lengths()) {
         const Bytes bytes = Of(Input(length));
@@ -96,6 +98,7 @@ TEST_F(OpensslCommand, AgreesOnCbc) {
 }
 
 // The command knows no GCM, but its cipher text is that of counter mode which begins at the nonce and 2.
+// COM-OPENSSL-03
 TEST_F(OpensslCommand, AgreesOnTheCipherTextOfGcm) {
     for (const std::size_t keyBytes : {16, 32}) {
         for (const std::size_t length : Lengths()) {
@@ -112,6 +115,7 @@ TEST_F(OpensslCommand, AgreesOnTheCipherTextOfGcm) {
     }
 }
 
+// COM-OPENSSL-04
 TEST_F(OpensslCommand, AgreesOnBase64) {
     for (const std::size_t length : Lengths()) {
         const std::string bytes = Input(length);
@@ -123,6 +127,7 @@ TEST_F(OpensslCommand, AgreesOnBase64) {
     }
 }
 
+// COM-OPENSSL-05
 TEST_F(OpensslCommand, AgreesOnTheKeyedDigestOfAFile) {
     const Bytes userKey = Trial::Hex("8899aabbccddeeff0011223344556677");
     std::copy(userKey.begin(), userKey.end(), g_SyncUserKey);

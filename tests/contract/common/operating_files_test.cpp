@@ -14,6 +14,7 @@ protected:
     void SetUp() override { Common::Trial::StepClock(1000 * kHour); }
 };
 
+// COM-OPERATING-01
 TEST_F(OperatingFiles, StandUntilTheyAreErased) {
     InsertOperatingFiles(L"a\\f", FileChangeType::Transfer);
     EXPECT_TRUE(IsOperatingFile(L"a\\f"));
@@ -24,12 +25,14 @@ TEST_F(OperatingFiles, StandUntilTheyAreErased) {
     EXPECT_EQ(OperatingFileCount(), 0u);
 }
 
+// COM-OPERATING-02
 TEST_F(OperatingFiles, ErasingAnAbsentOneIsNoError) {
     EraseOpetatingFile(L"never");
     EraseOpetatingFile(L"");
     EXPECT_EQ(OperatingFileCount(), 0u);
 }
 
+// COM-OPERATING-03
 TEST_F(OperatingFiles, InsertedTwiceIsOneEntry) {
     InsertOperatingFiles(L"f", FileChangeType::Transfer);
     InsertOperatingFiles(L"f", FileChangeType::Transfer);
@@ -38,6 +41,7 @@ TEST_F(OperatingFiles, InsertedTwiceIsOneEntry) {
     EXPECT_EQ(OperatingFileCount(), 0u);
 }
 
+// COM-OPERATING-04
 TEST_F(OperatingFiles, LapseAfterAFewHours) {
     InsertOperatingFiles(L"f", FileChangeType::Transfer);
     Common::Trial::StepClock(2 * kHour);
@@ -47,6 +51,7 @@ TEST_F(OperatingFiles, LapseAfterAFewHours) {
     EXPECT_EQ(OperatingFileCount(), 0u);
 }
 
+// COM-OPERATING-05
 TEST_F(OperatingFiles, InsertedAgainLiveOn) {
     InsertOperatingFiles(L"f", FileChangeType::Transfer);
     Common::Trial::StepClock(3 * kHour);
@@ -55,6 +60,7 @@ TEST_F(OperatingFiles, InsertedAgainLiveOn) {
     EXPECT_TRUE(IsOperatingFile(L"f"));
 }
 
+// COM-OPERATING-06
 TEST_F(OperatingFiles, NeverGrowWithoutBound) {
     for (int number = 0; number < 10100; ++number) {
         InsertOperatingFiles(std::to_wstring(number), FileChangeType::Transfer);

@@ -28,14 +28,14 @@ TEST_F(SecureRandomFailure, LeavesZerosAndIsTold) {
     }
 }
 
-// COM-RANDOM-03
+// COM-RANDOM-04
 TEST_F(SecureRandomFailure, LeavesNothingEncrypted) {
     CurrentFaults().getrandom = {ENOSYS, ENOSYS};
     EXPECT_TRUE(EncryptHelper::AES_GCM_Encrypt(Bytes(10, 1), Bytes(16, 2)).empty());
     EXPECT_TRUE(EncryptHelper::GetEfek("00112233", Bytes(16, 2), "00").empty());
 }
 
-// COM-RANDOM-04
+// COM-RANDOM-05
 TEST_F(SecureRandomFailure, IsNotAnInterruptionOrAPartOfTheBytes) {
     CurrentFaults().getrandom = {EINTR, -7, EINTR, -1};
     Bytes buffer(64, 0);

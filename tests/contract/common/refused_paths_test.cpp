@@ -33,6 +33,7 @@ protected:
     }
 };
 
+// COM-PATH-07
 TEST_F(RefusedPaths, ThatLieOutside) {
     Attack(Wide(base / "outside/victim"));
     Attack(Wide(base / "outside/folder/new"));
@@ -40,6 +41,7 @@ TEST_F(RefusedPaths, ThatLieOutside) {
     Attack(L"relative");
 }
 
+// COM-PATH-08
 TEST_F(RefusedPaths, ThatOnlyBeginLikeTheRoot) {
     const std::wstring root = Wide(base / "root");
     Attack(root + L"x\\f");
@@ -47,6 +49,7 @@ TEST_F(RefusedPaths, ThatOnlyBeginLikeTheRoot) {
     EXPECT_FALSE(fs::exists(base / "rootx"));
 }
 
+// COM-PATH-09
 TEST_F(RefusedPaths, ThatClimbWithDots) {
     for (const wchar_t* climb : {L"..\\outside\\victim", L"inside\\..\\..\\outside\\victim", L"../outside/victim",
                                  L"inside\\../..\\outside/folder/new", L"..\\root\\inside\\f", L".\\inside\\f",
@@ -56,6 +59,7 @@ TEST_F(RefusedPaths, ThatClimbWithDots) {
     EXPECT_TRUE(fs::is_empty(base / "root/inside"));
 }
 
+// COM-PATH-10
 TEST_F(RefusedPaths, ThatLeadOutThroughALinkedFolder) {
     fs::create_directory_symlink(base / "outside", base / "root/absolute");
     fs::create_directory_symlink("../outside", base / "root/relative");
@@ -73,6 +77,7 @@ TEST_F(RefusedPaths, ThatLeadOutThroughALinkedFolder) {
     Attack(g_thumbnailFolder + L"link\\victim");
 }
 
+// COM-PATH-11
 TEST_F(RefusedPaths, ThatLeadOutThroughALinkInThePlaceOfTheFile) {
     fs::create_symlink(base / "outside/victim", base / "root/file");
     fs::create_symlink(base / "outside/new", base / "root/dangling");
@@ -83,6 +88,7 @@ TEST_F(RefusedPaths, ThatLeadOutThroughALinkInThePlaceOfTheFile) {
     ExpectUntouched();
 }
 
+// COM-PATH-12
 TEST_F(RefusedPaths, ThatAreALinkToAnotherFileOfTheRoot) {
     Trial::Put(base / "root/other", "untouched");
     fs::create_symlink("other", base / "root/file");
@@ -90,12 +96,14 @@ TEST_F(RefusedPaths, ThatAreALinkToAnotherFileOfTheRoot) {
     EXPECT_EQ(Trial::Get(base / "root/other"), "untouched");
 }
 
+// COM-PATH-13
 TEST_F(RefusedPaths, AreNotThoseThroughALinkThatStaysBelow) {
     fs::create_directory_symlink("inside", base / "root/link");
     EXPECT_TRUE(FileHepler::WriteLocalFileV(0, "x", 1, InRoot(L"link\\f")));
     EXPECT_EQ(Trial::Get(base / "root/inside/f"), "x");
 }
 
+// COM-PATH-14
 TEST_F(RefusedPaths, AreNotThoseOfARootThatIsReachedThroughALink) {
     fs::create_directory_symlink(base / "root", base / "alias");
     g_clientSyncRootFolder = Wide(base / "alias") + L"\\";
@@ -103,6 +111,7 @@ TEST_F(RefusedPaths, AreNotThoseOfARootThatIsReachedThroughALink) {
     EXPECT_EQ(Trial::Get(base / "root/inside/f"), "x");
 }
 
+// COM-PATH-15
 TEST_F(RefusedPaths, FromOneFolderIntoAnother) {
     EXPECT_FALSE(FileHepler::WriteLocalFileV(0, "x", 1, InRoot(L"..\\small\\f")));
     fs::create_directory_symlink(base / "small", base / "root/link");
@@ -110,6 +119,7 @@ TEST_F(RefusedPaths, FromOneFolderIntoAnother) {
     EXPECT_FALSE(fs::exists(base / "small/f"));
 }
 
+// COM-PATH-16
 TEST_F(RefusedPaths, HoldAlsoWhileAFolderIsExchangedForALink) {
     fs::create_directory(base / "root/flip");
     std::atomic<bool> ending{false};

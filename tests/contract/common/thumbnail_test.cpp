@@ -42,6 +42,7 @@ protected:
     }
 };
 
+// COM-THUMB-01
 TEST_F(Thumbnails, OfAPhotoAreJpegsOfAtMost360Pixels) {
     ASSERT_TRUE(Make("p.jpg", Trial::Picture(1600, 800, ".jpg"), L"image/jpeg"));
     EXPECT_TRUE(Shown().isJpeg);
@@ -49,18 +50,21 @@ TEST_F(Thumbnails, OfAPhotoAreJpegsOfAtMost360Pixels) {
     EXPECT_EQ(Shown().height, 180);
 }
 
+// COM-THUMB-02
 TEST_F(Thumbnails, ForTheLcdAreOfAtMost1080Pixels) {
     ASSERT_TRUE(Make("p.jpg", Trial::Picture(1000, 2000, ".jpg"), L"image/jpeg", ThumbnailOptions::LcdImage));
     EXPECT_EQ(Shown().width, 540);
     EXPECT_EQ(Shown().height, 1080);
 }
 
+// COM-THUMB-03
 TEST_F(Thumbnails, OfASmallPictureAreNotLarger) {
     ASSERT_TRUE(Make("p.png", Trial::Picture(50, 40, ".png"), L"image/png"));
     EXPECT_EQ(Shown().width, 50);
     EXPECT_EQ(Shown().height, 40);
 }
 
+// COM-THUMB-04
 TEST_F(Thumbnails, AreMadeOfTheUsualFormats) {
     for (const std::string suffix : {".jpg", ".png", ".webp", ".tif", ".gif"}) {
         ASSERT_TRUE(Make("p" + suffix, Trial::Picture(720, 720, suffix), L"image/x"));
@@ -68,23 +72,27 @@ TEST_F(Thumbnails, AreMadeOfTheUsualFormats) {
     }
 }
 
+// COM-THUMB-05
 TEST_F(Thumbnails, StandUpright) {
     ASSERT_TRUE(Make("p.jpg", Trial::TurnedJpeg(720, 360), L"image/jpeg"));
     EXPECT_EQ(Shown().width, 180);
     EXPECT_EQ(Shown().height, 360);
 }
 
+// COM-THUMB-06
 TEST_F(Thumbnails, ShowWhiteWhereThePictureIsClear) {
     ASSERT_TRUE(Make("p.png", Trial::Picture(100, 100, ".png", true), L"image/png"));
     EXPECT_GT(Shown().cornerBrightness, 240);
 }
 
+// COM-THUMB-07
 TEST_F(Thumbnails, OfAVideoShowAFrame) {
     ASSERT_TRUE(Make("v.avi", Trial::Video(640, 480), L"video/x-msvideo"));
     EXPECT_EQ(Shown().width, 360);
     EXPECT_EQ(Shown().height, 270);
 }
 
+// COM-THUMB-08
 TEST_F(Thumbnails, GoByTheNameWhenThereIsNoMediaType) {
     ASSERT_TRUE(Make("v.avi", Trial::Video(640, 480), L""));
     EXPECT_EQ(Shown().width, 360);
@@ -92,6 +100,7 @@ TEST_F(Thumbnails, GoByTheNameWhenThereIsNoMediaType) {
     EXPECT_EQ(Shown().height, 180);
 }
 
+// COM-THUMB-09
 TEST_F(Thumbnails, OfWhatCannotBeDecodedAreAGenericPicture) {
     const std::string photo = Trial::Picture(800, 800, ".png");
     for (const std::string& bytes : {std::string(), std::string("not a picture"), Trial::Noise(100000),
@@ -103,6 +112,7 @@ TEST_F(Thumbnails, OfWhatCannotBeDecodedAreAGenericPicture) {
     }
 }
 
+// COM-THUMB-10
 TEST_F(Thumbnails, NeverShowAnotherFileThatAPlayListNames) {
     Trial::Put(base / "outside/secret.avi", Trial::Video(640, 480));
     const std::string secret = (base / "outside/secret.avi").string();
@@ -120,6 +130,7 @@ TEST_F(Thumbnails, NeverShowAnotherFileThatAPlayListNames) {
     EXPECT_TRUE(IsGeneric());
 }
 
+// COM-THUMB-11
 TEST_F(Thumbnails, OfAnEnormousPictureAreAGenericPictureInLimitedMemory) {
     // A PNG of a few bytes that says it has 2^30 pixels a side.
     std::string bomb = Trial::Picture(16, 16, ".png");
@@ -129,6 +140,7 @@ TEST_F(Thumbnails, OfAnEnormousPictureAreAGenericPictureInLimitedMemory) {
     EXPECT_TRUE(IsGeneric());
 }
 
+// COM-THUMB-12
 TEST_F(Thumbnails, OfAFileThatCannotBeReadAreFalseAndLeaveNothing) {
     EXPECT_FALSE(Make("absent.jpg", L"image/jpeg"));
     fs::create_directory(base / "root/folder.jpg");
@@ -138,6 +150,7 @@ TEST_F(Thumbnails, OfAFileThatCannotBeReadAreFalseAndLeaveNothing) {
     EXPECT_EQ(FilesInCache(), 0u);
 }
 
+// COM-THUMB-13
 TEST_F(Thumbnails, ThatCannotBeWrittenAreFalseAndLeaveNothing) {
     fs::create_directory(base / "small/t.jpg");
     EXPECT_FALSE(Make("p.png", Trial::Picture(50, 40, ".png"), L"image/png"));
@@ -145,6 +158,7 @@ TEST_F(Thumbnails, ThatCannotBeWrittenAreFalseAndLeaveNothing) {
     EXPECT_TRUE(fs::is_empty(base / "small/t.jpg"));
 }
 
+// COM-THUMB-14
 TEST_F(Thumbnails, AreNotWrittenOutsideTheCache) {
     Trial::Put(base / "root/p.png", Trial::Picture(50, 40, ".png"));
     fs::create_directory_symlink(base / "outside", base / "small/link");
@@ -157,6 +171,7 @@ TEST_F(Thumbnails, AreNotWrittenOutsideTheCache) {
     EXPECT_TRUE(fs::is_empty(base / "outside"));
 }
 
+// COM-THUMB-15
 TEST_F(Thumbnails, ReplaceAnEarlierOneWholeAndLeaveNoOtherFile) {
     Trial::Put(base / "small/t.jpg", std::string(1000000, 'x'));
     ASSERT_TRUE(Make("p.png", Trial::Picture(50, 40, ".png"), L"image/png"));
@@ -164,6 +179,7 @@ TEST_F(Thumbnails, ReplaceAnEarlierOneWholeAndLeaveNoOtherFile) {
     EXPECT_EQ(FilesInCache(), 1u);
 }
 
+// COM-THUMB-16
 TEST_F(Thumbnails, LeaveNoProcessAndNoDescriptorBehind) {
     const auto descriptors = [] {
         return std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator());
@@ -175,6 +191,7 @@ TEST_F(Thumbnails, LeaveNoProcessAndNoDescriptorBehind) {
     EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1);
 }
 
+// COM-THUMB-17
 TEST_F(Thumbnails, AreMadeAlsoWhenTheClientLetsItsChildrenBeReaped) {
     struct sigaction ignore {};
     struct sigaction before {};
@@ -187,6 +204,7 @@ TEST_F(Thumbnails, AreMadeAlsoWhenTheClientLetsItsChildrenBeReaped) {
     ASSERT_EQ(sigaction(SIGCHLD, &before, nullptr), 0);
 }
 
+// COM-THUMB-18
 TEST_F(Thumbnails, SayInTheLogWhichFileCouldNotBeDecoded) {
     std::string text;
     Logging::SetTextSink([&](const Logging::TextRecord& record) { text += record.text; });
@@ -195,6 +213,7 @@ TEST_F(Thumbnails, SayInTheLogWhichFileCouldNotBeDecoded) {
     EXPECT_NE(text.find("broken.png"), std::string::npos);
 }
 
+// COM-THUMB-19
 TEST_F(Thumbnails, OfAVideoThatIsTextAreNotEvenTried) {
     std::string text;
     Logging::SetTextSink([&](const Logging::TextRecord& record) { text += record.text; });
@@ -204,6 +223,7 @@ TEST_F(Thumbnails, OfAVideoThatIsTextAreNotEvenTried) {
     EXPECT_NE(text.find("this is text or empty"), std::string::npos);
 }
 
+// COM-THUMB-20
 TEST_F(Thumbnails, AreMadeByManyThreadsAtOnce) {
     Trial::Put(base / "root/p.png", Trial::Picture(500, 500, ".png"));
     std::vector<std::thread> threads;

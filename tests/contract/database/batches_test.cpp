@@ -13,6 +13,7 @@ const std::string kRepairTasks = "UPDATE T_task SET TaskStatus = 0 WHERE TaskSta
 
 int StatusOf(const std::wstring& fileId) { return Db().GetDriveDataItemWithKey(fileId).GetFileStatus(); }
 
+// DB-BATCH-01
 TEST_F(Batches, TheStartUpRepairMovesFilesThatHaveATransferAndTasksThatRan) {
     PutDownload(L"down", 22);
     PutUpload(L"up", 12);
@@ -36,6 +37,7 @@ TEST_F(Batches, TheStartUpRepairMovesFilesThatHaveATransferAndTasksThatRan) {
     EXPECT_EQ(Ids(FetchUploads()), (IdList{L"up", L"other"}));
 }
 
+// DB-BATCH-02
 TEST_F(Batches, TheGuardedUpdatesOfAnUploadMoveOnlyTheStatesTheyName) {
     for (const int status : {1, 11, 12, 13, 21}) {
         const std::wstring id = std::to_wstring(status);
@@ -50,6 +52,7 @@ TEST_F(Batches, TheGuardedUpdatesOfAnUploadMoveOnlyTheStatesTheyName) {
     }
 }
 
+// DB-BATCH-03
 TEST_F(Batches, RunInTheirOrder) {
     ASSERT_TRUE(Db().ExecuteMulitNoQuerySQL({"INSERT INTO T_task (fileId, direction) VALUES ('x', 1)",
                                              "UPDATE T_task SET Priority = 5 WHERE fileId = 'x'",
@@ -58,6 +61,7 @@ TEST_F(Batches, RunInTheirOrder) {
     EXPECT_EQ(Db().GetTaskItem(L"x", 1).GetPriority(), 10);
 }
 
+// DB-BATCH-04
 TEST_F(Batches, TakeNoEffectWhenOneFails) {
     PutUpload(L"up");
 
@@ -67,6 +71,7 @@ TEST_F(Batches, TakeNoEffectWhenOneFails) {
     EXPECT_EQ(Db().GetTaskItem(L"up", 2).GetPriority(), 1);
 }
 
+// DB-BATCH-05
 TEST_F(Batches, MayNotEndTheTransactionOrChangeTheSchema) {
     PutUpload(L"up");
 
@@ -78,11 +83,13 @@ TEST_F(Batches, MayNotEndTheTransactionOrChangeTheSchema) {
     EXPECT_EQ(Db().GetTaskItem(L"up", 2).GetPriority(), 1);
 }
 
+// DB-BATCH-06
 TEST_F(Batches, AnEmptyOneIsTrue) {
     EXPECT_TRUE(Db().ExecuteMulitNoQuerySQL({}));
     EXPECT_TRUE(Db().ExecuteMulitNoQuerySQL({"", " ; "}));
 }
 
+// DB-BATCH-07
 TEST_F(Batches, AStatementWithNulIsRefused) {
     PutUpload(L"up");
 

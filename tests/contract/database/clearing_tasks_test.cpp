@@ -7,6 +7,7 @@ using ClearingTasks = OpenDatabaseTest;
 
 std::wstring TaskCount() { return Ask(L"SELECT count(*) FROM T_task"); }
 
+// DB-CLEAR-01
 TEST_F(ClearingTasks, ClearInvalidateTaskRemovesUploadsWithoutAFileOrOfAFolder) {
     PutUpload(L"stays");
     PutUpload(L"deleted");
@@ -28,6 +29,7 @@ TEST_F(ClearingTasks, ClearInvalidateTaskRemovesUploadsWithoutAFileOrOfAFolder) 
     EXPECT_EQ(Db().GetTaskItem(L"never", 1).GetFileId(), L"never");
 }
 
+// DB-CLEAR-02
 TEST_F(ClearingTasks, ClearTaskTableEmptiesItOfEveryDirectionAndLeavesTheFiles) {
     PutUpload(L"up");
     PutDownload(L"down");
@@ -40,6 +42,7 @@ TEST_F(ClearingTasks, ClearTaskTableEmptiesItOfEveryDirectionAndLeavesTheFiles) 
     EXPECT_FALSE(Db().hasTransferTasks());
 }
 
+// DB-CLEAR-03
 TEST_F(ClearingTasks, TransferTasksAreKnownThroughEveryOperation) {
     EXPECT_FALSE(Db().hasTransferTasks());
     ASSERT_TRUE(SQLiteDB::SyncRows::PutThumbnailTask(L"picture"));
@@ -56,6 +59,7 @@ TEST_F(ClearingTasks, TransferTasksAreKnownThroughEveryOperation) {
     EXPECT_TRUE(Db().hasTransferTasks());
 }
 
+// DB-CLEAR-04
 TEST_F(ClearingTasks, TransferTasksAreKnownThroughStatementsOfOthers) {
     ASSERT_TRUE(Db().ExecuteMulitNoQuerySQL({"INSERT INTO T_task (fileId, direction) VALUES ('x', 1)"}));
     EXPECT_TRUE(Db().hasTransferTasks());
@@ -71,6 +75,7 @@ TEST_F(ClearingTasks, TransferTasksAreKnownThroughStatementsOfOthers) {
     EXPECT_FALSE(Db().hasTransferTasks());
 }
 
+// DB-CLEAR-05
 TEST_F(ClearingTasks, TransferTasksAreKnownAfterAStart) {
     PutUpload(L"up");
     Reopen();

@@ -46,6 +46,7 @@ protected:
     StateFolder folder;
 };
 
+// DB-CRASH-01
 TEST_P(Crash, LosesNothingThatWasAcknowledgedAndNeedsNoRepair) {
     const auto acknowledged = WriteUntilKilled(folder.Native(), GetParam());
     ASSERT_FALSE(acknowledged.empty());

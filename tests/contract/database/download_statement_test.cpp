@@ -9,11 +9,13 @@ bool Insert(const std::wstring& name, const std::wstring& parent, const std::wst
     return Db().InsertTaskByOnFetch({Db().GetDownLoadTaskSqlcmd(name, parent, id, true, key)});
 }
 
+// DB-INSERT-01
 TEST_F(DownloadStatements, AreBuiltButNotRun) {
     EXPECT_FALSE(Db().GetDownLoadTaskSqlcmd(L"a.txt", L"docs\\", L"a", true, 11).empty());
     EXPECT_EQ(Ask(L"SELECT count(*) FROM T_task"), L"0");
 }
 
+// DB-INSERT-02
 TEST_F(DownloadStatements, InsertTheDownloadWithItsKey) {
     ASSERT_TRUE(SQLiteDB::SyncRows::PutFile(File(L"a", 21)));
     ASSERT_TRUE(Insert(L"a.txt", L"docs\\", L"a", 11));
@@ -27,6 +29,7 @@ TEST_F(DownloadStatements, InsertTheDownloadWithItsKey) {
     EXPECT_EQ(Ids(FetchDownloads()), (IdList{L"a"}));
 }
 
+// DB-INSERT-03
 TEST_F(DownloadStatements, FindAnEmptyIdByFolderAndName) {
     ASSERT_TRUE(SQLiteDB::SyncRows::PutFile(File(L"a", 21)));
     Common::FileItem elsewhere = File(L"b", 21);
@@ -39,6 +42,7 @@ TEST_F(DownloadStatements, FindAnEmptyIdByFolderAndName) {
     EXPECT_TRUE(Db().GetTaskItem(L"a", 1).GetFileId().empty());
 }
 
+// DB-INSERT-04
 TEST_F(DownloadStatements, GiveNoTaskToAPlaceThatIsUnknownAFolderOrNotYetInTheCloud) {
     ASSERT_TRUE(SQLiteDB::SyncRows::PutFile(File(L"Local1", 0)));
     Common::FileItem folderRow = File(L"f", 1);
@@ -49,6 +53,7 @@ TEST_F(DownloadStatements, GiveNoTaskToAPlaceThatIsUnknownAFolderOrNotYetInTheCl
     EXPECT_EQ(Ask(L"SELECT count(*) FROM T_task"), L"0");
 }
 
+// DB-INSERT-05
 TEST_F(DownloadStatements, QuoteTheirTexts) {
     const std::wstring name = L"it's '); DELETE FROM T_cloudDriveData; --.txt";
     Common::FileItem file = File(L"q", 21);
@@ -62,6 +67,7 @@ TEST_F(DownloadStatements, QuoteTheirTexts) {
     EXPECT_EQ(Ids(FetchDownloads()), (IdList{L"q", L"id'1"}));
 }
 
+// DB-INSERT-06
 TEST_F(DownloadStatements, OnAnExistingRowSetTheKeyAndLeaveRecordAndPriority) {
     PutDownload(L"a", 21, 7);
     ASSERT_TRUE(Db().UpdateTaskItem(Update(L"a", {{L"fragmentInfo", L"record"}, {L"TaskStatus", L"4"}}), 1));
@@ -75,6 +81,7 @@ TEST_F(DownloadStatements, OnAnExistingRowSetTheKeyAndLeaveRecordAndPriority) {
     EXPECT_EQ(Ask(L"SELECT count(*) FROM T_task"), L"1");
 }
 
+// DB-INSERT-07
 TEST_F(DownloadStatements, LeaveThePendingCancelOfARunningDownload) {
     PutDownload(L"a", 22);
     ASSERT_TRUE(Db().UpdateTaskItem(Update(L"a", {{L"TaskStatus", L"3"}}), 1));
@@ -83,6 +90,7 @@ TEST_F(DownloadStatements, LeaveThePendingCancelOfARunningDownload) {
     EXPECT_EQ(Db().GetTaskItem(L"a", 1).GetTaskstatus(), 3);
 }
 
+// DB-INSERT-08
 TEST_F(DownloadStatements, LeaveAnUploadOfTheSameFileAlone) {
     PutUpload(L"a", 11, 4);
     ASSERT_TRUE(Insert(L"", L"", L"a"));
@@ -91,6 +99,7 @@ TEST_F(DownloadStatements, LeaveAnUploadOfTheSameFileAlone) {
     EXPECT_EQ(Db().GetTaskItem(L"a", 1).GetFileId(), L"a");
 }
 
+// DB-INSERT-09
 TEST_F(DownloadStatements, RunAsOneBatchThatFailsWhole) {
     ASSERT_TRUE(Db().InsertTaskByOnFetch({Db().GetDownLoadTaskSqlcmd(L"", L"", L"a", false, 11),
                                           Db().GetDownLoadTaskSqlcmd(L"", L"", L"b", false, 11)}));

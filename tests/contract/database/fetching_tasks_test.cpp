@@ -5,12 +5,14 @@ namespace {
 
 using FetchingTasks = OpenDatabaseTest;
 
+// DB-FEED-01
 TEST_F(FetchingTasks, GivesOnlyTasksWhoseFileHasOneOfTheStates) {
     for (const int status : {0, 1, 11, 12, 13, 21, 22, 23}) PutDownload(L"file" + std::to_wstring(status), status);
 
     EXPECT_EQ(Ids(FetchDownloads()), (IdList{L"file0", L"file21", L"file23"}));
 }
 
+// DB-FEED-02
 TEST_F(FetchingTasks, GivesOnlyTasksOfTheDirectionAlsoForTheSameFile) {
     PutDownload(L"both", 0);
     PutUpload(L"both", 0);
@@ -22,6 +24,7 @@ TEST_F(FetchingTasks, GivesOnlyTasksOfTheDirectionAlsoForTheSameFile) {
     for (const auto& task : uploads) EXPECT_EQ(task.GetDirection(), 2);
 }
 
+// DB-FEED-03
 TEST_F(FetchingTasks, OrdersByPriorityThenByTaskId) {
     PutDownload(L"late", 21, 7);
     PutDownload(L"first", 23, 1);
@@ -31,6 +34,7 @@ TEST_F(FetchingTasks, OrdersByPriorityThenByTaskId) {
     EXPECT_EQ(Ids(FetchDownloads()), (IdList{L"first", L"second", L"middle", L"late"}));
 }
 
+// DB-FEED-04
 TEST_F(FetchingTasks, OrdersByNumberNotByText) {
     PutUpload(L"ten", 13, 10);
     PutUpload(L"nine", 13, 9);
@@ -38,6 +42,7 @@ TEST_F(FetchingTasks, OrdersByNumberNotByText) {
     EXPECT_EQ(Ids(FetchUploads()), (IdList{L"nine", L"ten"}));
 }
 
+// DB-FEED-05
 TEST_F(FetchingTasks, GivesNoMoreThanTheLimitAndAnswersTheNumber) {
     for (int number = 0; number < 5; ++number) PutDownload(L"f" + std::to_wstring(number));
     std::vector<Common::TaskItem> tasks(1);
@@ -50,6 +55,7 @@ TEST_F(FetchingTasks, GivesNoMoreThanTheLimitAndAnswersTheNumber) {
     EXPECT_EQ(Db().GetTaskAllItem(tasks, kDownloadStates, "1", -1), 0);
 }
 
+// DB-FEED-06
 TEST_F(FetchingTasks, LeavesFoldersOut) {
     Common::FileItem folderRow = File(L"folder", 21);
     folderRow.SetIsFolder(true);
@@ -60,12 +66,14 @@ TEST_F(FetchingTasks, LeavesFoldersOut) {
     EXPECT_TRUE(FetchUploads().empty());
 }
 
+// DB-FEED-07
 TEST_F(FetchingTasks, LeavesTasksWithoutAFileRowOut) {
     ASSERT_TRUE(SQLiteDB::SyncRows::PutTask(L"nobody", 1, 1));
 
     EXPECT_TRUE(FetchDownloads().empty());
 }
 
+// DB-FEED-08
 TEST_F(FetchingTasks, LeavesDownloadsOfThePriorityAndThumbnailPoolsOut) {
     for (const int key : {0, 1, 2, 3, 11}) {
         PutDownload(L"key" + std::to_wstring(key));
@@ -75,6 +83,7 @@ TEST_F(FetchingTasks, LeavesDownloadsOfThePriorityAndThumbnailPoolsOut) {
     EXPECT_EQ(Ids(FetchDownloads()), (IdList{L"key0", L"key1", L"key11"}));
 }
 
+// DB-FEED-09
 TEST_F(FetchingTasks, TakesUploadsWhateverTheirKey) {
     PutUpload(L"up");
     ASSERT_TRUE(Db().UpdateTaskItem(Update(L"up", {{L"transferKey", L"2"}}), 2));
@@ -82,12 +91,14 @@ TEST_F(FetchingTasks, TakesUploadsWhateverTheirKey) {
     EXPECT_EQ(Ids(FetchUploads()), (IdList{L"up"}));
 }
 
+// DB-FEED-10
 TEST_F(FetchingTasks, ReadsAMissingKeyAsNought) {
     PutDownload(L"background");
 
     ASSERT_EQ(FetchDownloads().at(0).GetTransferKey(), 0);
 }
 
+// DB-FEED-11
 TEST_F(FetchingTasks, FillsTheWholeTask) {
     PutDownload(L"whole", 23, 4);
     ASSERT_TRUE(Db().UpdateTaskItem(
@@ -103,6 +114,7 @@ TEST_F(FetchingTasks, FillsTheWholeTask) {
     EXPECT_EQ(task.GetFragmentInfo(), L"{\"writePosition\":7}");
 }
 
+// DB-FEED-12
 TEST_F(FetchingTasks, TakesAnyListOfStatesInAnyOrder) {
     PutDownload(L"running", 22);
     PutDownload(L"waiting", 21);
@@ -111,6 +123,7 @@ TEST_F(FetchingTasks, TakesAnyListOfStatesInAnyOrder) {
     EXPECT_EQ(Db().GetTaskAllItem(tasks, "'22', '21'", "1", 100), 2);
 }
 
+// DB-FEED-13
 TEST_F(FetchingTasks, AnswersNoughtForAListOrDirectionThatIsNone) {
     PutDownload(L"there");
     std::vector<Common::TaskItem> tasks;
@@ -125,6 +138,7 @@ TEST_F(FetchingTasks, AnswersNoughtForAListOrDirectionThatIsNone) {
     EXPECT_EQ(Ids(FetchDownloads()), (IdList{L"there"}));
 }
 
+// DB-FEED-14
 TEST_F(FetchingTasks, SeesEveryWayInWhichAFileBecomesReady) {
     // The state of the file comes to the task by an insert of either row, an update, a new id and a folder mark.
     ASSERT_TRUE(SQLiteDB::SyncRows::PutTask(L"task-first", 1, 1));
@@ -147,6 +161,7 @@ TEST_F(FetchingTasks, SeesEveryWayInWhichAFileBecomesReady) {
               (IdList{L"task-first", L"file-first", L"by-update", L"by-statement", L"new-id", L"was-folder"}));
 }
 
+// DB-FEED-15
 TEST_F(FetchingTasks, SeesEveryWayInWhichAFileStopsBeingReady) {
     for (const wchar_t* id : {L"status", L"folder", L"deleted", L"renumbered", L"stays"}) PutDownload(id);
     ASSERT_TRUE(Db().UpdateDriveData(Update(L"status", {{L"fileStatus", L"22"}})));

@@ -12,6 +12,7 @@ void PutThumbnail(const std::wstring& fileId) {
     ASSERT_TRUE(SQLiteDB::SyncRows::PutThumbnailTask(fileId));
 }
 
+// DB-THUMB-01
 TEST_F(FetchingThumbnails, GivesTheFourKeys) {
     PutThumbnail(L"one");
     std::list<WMap> rows;
@@ -23,6 +24,7 @@ TEST_F(FetchingThumbnails, GivesTheFourKeys) {
                                   {L"thunbnailDownloadLink", L"https://cloud/one"}}));
 }
 
+// DB-THUMB-02
 TEST_F(FetchingThumbnails, AppendsAtMostTheLimitAndAnswersTheNumber) {
     for (int number = 0; number < 5; ++number) PutThumbnail(L"t" + std::to_wstring(number));
     std::list<WMap> rows(1);
@@ -33,6 +35,7 @@ TEST_F(FetchingThumbnails, AppendsAtMostTheLimitAndAnswersTheNumber) {
     EXPECT_EQ(Db().GetThumbnailFileDownLoadTask(rows, 3), 0);
 }
 
+// DB-THUMB-03
 TEST_F(FetchingThumbnails, AChangeOfTheFileDoesNotHandARowOutAgain) {
     PutThumbnail(L"one");
     std::list<WMap> rows;
@@ -42,6 +45,7 @@ TEST_F(FetchingThumbnails, AChangeOfTheFileDoesNotHandARowOutAgain) {
     EXPECT_EQ(Db().GetThumbnailFileDownLoadTask(rows, 100), 0);
 }
 
+// DB-THUMB-04
 TEST_F(FetchingThumbnails, ARowThatWasDeletedAndMadeAnewIsHandedOutAgain) {
     PutThumbnail(L"one");
     std::list<WMap> rows;
@@ -52,6 +56,7 @@ TEST_F(FetchingThumbnails, ARowThatWasDeletedAndMadeAnewIsHandedOutAgain) {
     EXPECT_EQ(Db().GetThumbnailFileDownLoadTask(rows, 100), 1);
 }
 
+// DB-THUMB-05
 TEST_F(FetchingThumbnails, LeavesTransfersAndTasksWithoutAFileOut) {
     PutDownload(L"down");
     PutUpload(L"up");
@@ -61,6 +66,7 @@ TEST_F(FetchingThumbnails, LeavesTransfersAndTasksWithoutAFileOut) {
     EXPECT_EQ(Db().GetThumbnailFileDownLoadTask(rows, 100), 0);
 }
 
+// DB-THUMB-06
 TEST_F(FetchingThumbnails, HandsOutAFileWithoutALink) {
     // The worker reports it and deletes the task; otherwise the row would stand for ever.
     ASSERT_TRUE(SQLiteDB::SyncRows::PutFile(File(L"plain", 1)));

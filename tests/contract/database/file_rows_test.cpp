@@ -24,6 +24,7 @@ Common::FileItem FullFile() {
     return file;
 }
 
+// DB-FILE-01
 TEST_F(FileRows, ComeBackWithEveryColumn) {
     g_clientSyncRootFolder = L"/sync/";
     ASSERT_TRUE(SQLiteDB::SyncRows::PutFile(FullFile()));
@@ -51,6 +52,7 @@ TEST_F(FileRows, ComeBackWithEveryColumn) {
     g_clientSyncRootFolder.clear();
 }
 
+// DB-FILE-02
 TEST_F(FileRows, HoldTheAttachmentSizesAsSmallBlankLarge) {
     ASSERT_TRUE(SQLiteDB::SyncRows::PutFile(FullFile()));
     EXPECT_EQ(Ask(L"SELECT attachmentSize FROM T_cloudDriveData"), L"1200 56000");
@@ -61,11 +63,13 @@ TEST_F(FileRows, HoldTheAttachmentSizesAsSmallBlankLarge) {
     EXPECT_TRUE(Db().GetDriveDataItemWithKey(L"id1").GetAttachmentSize().empty());
 }
 
+// DB-FILE-03
 TEST_F(FileRows, AnAbsentOneIsEmpty) {
     EXPECT_TRUE(Db().GetDriveDataItemWithKey(L"nobody").GetFileId().empty());
     EXPECT_TRUE(Db().GetDriveDataItem({{L"localFileName", L"nobody"}}).GetFileId().empty());
 }
 
+// DB-FILE-04
 TEST_F(FileRows, AreFoundWhenAllPairsHold) {
     for (const wchar_t* id : {L"a", L"b"}) ASSERT_TRUE(SQLiteDB::SyncRows::PutFile(File(id, 1)));
     Common::FileItem elsewhere = File(L"c", 1);
@@ -82,6 +86,7 @@ TEST_F(FileRows, AreFoundWhenAllPairsHold) {
     EXPECT_EQ(Db().GetDriveDataItem({{L"FILEID", L"c"}, {L"fileStatus", L"1"}}).GetFileId(), L"c");
 }
 
+// DB-FILE-05
 TEST_F(FileRows, TheFirstOfSeveralIsTheOldest) {
     Common::FileItem twin = File(L"z", 1);
     twin.SetLocalFileName(L"same");
@@ -92,6 +97,7 @@ TEST_F(FileRows, TheFirstOfSeveralIsTheOldest) {
     EXPECT_EQ(Db().GetDriveDataItem({{L"localFileName", L"same"}}).GetFileId(), L"z");
 }
 
+// DB-FILE-06
 TEST_F(FileRows, AnUnknownColumnOrNoPairFindsNone) {
     ASSERT_TRUE(SQLiteDB::SyncRows::PutFile(File(L"a", 1)));
 
@@ -100,6 +106,7 @@ TEST_F(FileRows, AnUnknownColumnOrNoPairFindsNone) {
     EXPECT_TRUE(Db().GetDriveDataItem({}).GetFileId().empty());
 }
 
+// DB-FILE-07
 TEST_F(FileRows, NamesWithQuotesAreFound) {
     Common::FileItem file = File(L"q", 1);
     file.SetLocalFileName(L"it's \"here\"; DROP TABLE T_task; --");
@@ -108,6 +115,7 @@ TEST_F(FileRows, NamesWithQuotesAreFound) {
     EXPECT_EQ(Db().GetDriveDataItem({{L"localFileName", file.GetLocalFileName()}}).GetFileId(), L"q");
 }
 
+// DB-FILE-08
 TEST_F(FileRows, AnUpdateWritesItsColumnsAndNoOthers) {
     ASSERT_TRUE(SQLiteDB::SyncRows::PutFile(FullFile()));
 
@@ -119,11 +127,13 @@ TEST_F(FileRows, AnUpdateWritesItsColumnsAndNoOthers) {
     EXPECT_EQ(file.GetStatus(), 5);
 }
 
+// DB-FILE-09
 TEST_F(FileRows, AnUpdateThatMatchesNoneIsTrueAndMakesNone) {
     EXPECT_TRUE(Db().UpdateDriveData(Update(L"nobody", {{L"fileStatus", L"22"}})));
     EXPECT_EQ(Ask(L"SELECT count(*) FROM T_cloudDriveData"), L"0");
 }
 
+// DB-FILE-10
 TEST_F(FileRows, AnUnknownColumnOrValueOfTheWrongKindIsFalseAndNothingIsWritten) {
     ASSERT_TRUE(SQLiteDB::SyncRows::PutFile(FullFile()));
 
@@ -134,6 +144,7 @@ TEST_F(FileRows, AnUnknownColumnOrValueOfTheWrongKindIsFalseAndNothingIsWritten)
     EXPECT_TRUE(Db().UpdateDriveData(Update(L"id1", {}))) << "nothing to write";
 }
 
+// DB-FILE-11
 TEST_F(FileRows, ANewIdMovesTheRowAndLeavesTheTaskUnderTheOld) {
     PutUpload(L"Local1", 12);
 
@@ -144,6 +155,7 @@ TEST_F(FileRows, ANewIdMovesTheRowAndLeavesTheTaskUnderTheOld) {
     EXPECT_TRUE(Db().DeleteTaskItem(L"Local1", 2));
 }
 
+// DB-FILE-12
 TEST_F(FileRows, AnEmptyNewIdIsRefusedAndTheRowStays) {
     PutUpload(L"Local1", 12);
 
@@ -151,6 +163,7 @@ TEST_F(FileRows, AnEmptyNewIdIsRefusedAndTheRowStays) {
     EXPECT_EQ(Db().GetDriveDataItemWithKey(L"Local1").GetFileStatus(), 12);
 }
 
+// DB-FILE-13
 TEST_F(FileRows, ANewIdThatAnotherRowHasKeepsWhatBothKnow) {
     Common::FileItem mine = File(L"Local1", 12);
     mine.SetName(L"");
@@ -182,6 +195,7 @@ TEST_F(FileRows, ANewIdThatAnotherRowHasKeepsWhatBothKnow) {
     EXPECT_EQ(displaced[0].GetHash(), L"theirs");
 }
 
+// DB-FILE-14
 TEST_F(FileRows, ANewIdThatAnotherRowHasLeavesADownloadThatRuns) {
     PutUpload(L"Local1", 12);
     PutDownload(L"cloud1", 22);
@@ -190,6 +204,7 @@ TEST_F(FileRows, ANewIdThatAnotherRowHasLeavesADownloadThatRuns) {
     EXPECT_EQ(Db().GetTaskItem(L"cloud1", 1).GetFileId(), L"cloud1");
 }
 
+// DB-FILE-15
 TEST_F(FileRows, ANewIdForARowThatIsNotThereLeavesTheOtherAlone) {
     ASSERT_TRUE(SQLiteDB::SyncRows::PutFile(FullFile()));
 
@@ -198,6 +213,7 @@ TEST_F(FileRows, ANewIdForARowThatIsNotThereLeavesTheOtherAlone) {
     EXPECT_TRUE(SQLiteDB::SyncRows::DisplacedFiles(10).empty());
 }
 
+// DB-FILE-16
 TEST_F(FileRows, TheSameIdAgainIsAnOrdinaryUpdate) {
     ASSERT_TRUE(SQLiteDB::SyncRows::PutFile(FullFile()));
 
@@ -206,6 +222,7 @@ TEST_F(FileRows, TheSameIdAgainIsAnOrdinaryUpdate) {
     EXPECT_TRUE(SQLiteDB::SyncRows::DisplacedFiles(10).empty());
 }
 
+// DB-FILE-17
 TEST_F(FileRows, DeletingLeavesTaskRowsAndAnAbsentOneIsTrue) {
     PutDownload(L"x");
 

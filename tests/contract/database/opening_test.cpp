@@ -58,6 +58,7 @@ bool Mentions(const OpenResult& result, const std::string& text) {
     return result.message.find(text) != std::string::npos;
 }
 
+// DB-OPEN-01
 TEST_F(Opening, MakesFolderAndFileForTheOwnerAlone) {
     const std::wstring inner = folder.Wide() + L"\\new\\state";
     const OpenResult result = OpenDatabase(inner);
@@ -73,6 +74,7 @@ TEST_F(Opening, MakesFolderAndFileForTheOwnerAlone) {
     }
 }
 
+// DB-OPEN-02
 TEST_F(Opening, FindsWhatWasWritten) {
     MakeWithOneRow();
     const OpenResult result = OpenDatabase(folder.Wide());
@@ -81,6 +83,7 @@ TEST_F(Opening, FindsWhatWasWritten) {
     EXPECT_EQ(Db().GetDriveDataItemWithKey(L"kept").GetFileId(), L"kept");
 }
 
+// DB-OPEN-03
 TEST_F(Opening, BeforeItEverythingFailsQuietly) {
     EXPECT_FALSE(SyncRows::PutFile(File(L"a", 1)));
     EXPECT_FALSE(Db().UpdateDriveData(Update(L"a", {{L"hash", L"x"}})));
@@ -96,6 +99,7 @@ TEST_F(Opening, BeforeItEverythingFailsQuietly) {
     Db().ClearTaskTable();
 }
 
+// DB-OPEN-04
 TEST_F(Opening, AfterClosingEverythingFailsAndTheLogIsFoldedIn) {
     MakeWithOneRow();
 
@@ -105,6 +109,7 @@ TEST_F(Opening, AfterClosingEverythingFailsAndTheLogIsFoldedIn) {
     CloseDatabase();
 }
 
+// DB-OPEN-05
 TEST_F(Opening, ASecondTimeInTheProcessIsRefusedAndTheFirstGoesOn) {
     ASSERT_TRUE(OpenDatabase(folder.Wide()).ok());
 
@@ -112,6 +117,7 @@ TEST_F(Opening, ASecondTimeInTheProcessIsRefusedAndTheFirstGoesOn) {
     EXPECT_TRUE(SyncRows::PutFile(File(L"a", 1)));
 }
 
+// DB-OPEN-06
 TEST_F(Opening, ASecondProcessIsLockedOut) {
     ASSERT_TRUE(OpenDatabase(folder.Wide()).ok());
 
@@ -121,6 +127,7 @@ TEST_F(Opening, ASecondProcessIsLockedOut) {
     EXPECT_EQ(OtherProcess("open"), std::to_string(static_cast<int>(OpenOutcome::Opened)) + "\n");
 }
 
+// DB-OPEN-07
 TEST_F(Opening, SaysWhichProcessHoldsTheFolder) {
     const int other = open((folder.Native() / "transfer.lock").c_str(), O_RDWR | O_CREAT, 0600);
     ASSERT_EQ(flock(other, LOCK_EX | LOCK_NB), 0);
@@ -136,6 +143,7 @@ TEST_F(Opening, SaysWhichProcessHoldsTheFolder) {
     EXPECT_TRUE(OpenDatabase(folder.Wide()).ok()) << "the lock goes with its holder";
 }
 
+// DB-OPEN-08
 TEST_F(Opening, ADamagedFileIsMovedAsideAndANewOneMade) {
     MakeWithOneRow();
     {
@@ -159,6 +167,7 @@ TEST_F(Opening, ADamagedFileIsMovedAsideAndANewOneMade) {
     EXPECT_EQ(OpenDatabase(folder.Wide()).outcome, OpenOutcome::Opened);
 }
 
+// DB-OPEN-09
 TEST_F(Opening, AFileThatIsNoDatabaseIsMovedAsideWithItsLog) {
     const std::string text(5000, 'x');
     std::ofstream(folder.Database()) << text;
@@ -174,6 +183,7 @@ TEST_F(Opening, AFileThatIsNoDatabaseIsMovedAsideWithItsLog) {
     }
 }
 
+// DB-OPEN-10
 TEST_F(Opening, TwoDamagedFilesOfOneSecondAreBothKept) {
     for (int round = 0; round < 2; ++round) {
         CloseDatabase();
@@ -183,11 +193,13 @@ TEST_F(Opening, TwoDamagedFilesOfOneSecondAreBothKept) {
     EXPECT_EQ(Names(".damaged-").size(), 2u);
 }
 
+// DB-OPEN-11
 TEST_F(Opening, AnEmptyFileCountsAsNone) {
     std::ofstream(folder.Database()).flush();
     EXPECT_EQ(OpenDatabase(folder.Wide()).outcome, OpenOutcome::Created);
 }
 
+// DB-OPEN-12
 TEST_F(Opening, ALogWithoutItsDatabaseIsNotReplayedIntoTheNewOne) {
     std::ofstream(folder.Database().string() + "-wal") << std::string(5000, 'x');
 
@@ -196,6 +208,7 @@ TEST_F(Opening, ALogWithoutItsDatabaseIsNotReplayedIntoTheNewOne) {
     EXPECT_TRUE(SyncRows::PutFile(File(L"a", 1)));
 }
 
+// DB-OPEN-13
 TEST_F(Opening, ANewerSchemaIsRefusedAndNothingChanges) {
     MakeWithOneRow();
     Run("PRAGMA user_version = 1000");
@@ -211,6 +224,7 @@ TEST_F(Opening, ANewerSchemaIsRefusedAndNothingChanges) {
     EXPECT_EQ(OpenDatabase(folder.Wide()).outcome, OpenOutcome::Opened) << "the lock was given back";
 }
 
+// DB-OPEN-14
 TEST_F(Opening, ADatabaseOfAnotherProgramIsLeftAlone) {
     Run("CREATE TABLE theirs (x); INSERT INTO theirs VALUES (1)");
     EXPECT_EQ(OpenDatabase(folder.Wide()).outcome, OpenOutcome::Failed);
@@ -220,6 +234,7 @@ TEST_F(Opening, ADatabaseOfAnotherProgramIsLeftAlone) {
     EXPECT_TRUE(Names(".damaged-").empty());
 }
 
+// DB-OPEN-15
 TEST_F(Opening, AFolderThatCannotBeMadeFails) {
     std::ofstream(folder.Native() / "file") << "x";
     const OpenResult result = OpenDatabase(folder.Wide() + L"\\file\\state");
@@ -229,6 +244,7 @@ TEST_F(Opening, AFolderThatCannotBeMadeFails) {
     EXPECT_TRUE(OpenDatabase(folder.Wide()).ok()) << "another folder may be tried";
 }
 
+// DB-OPEN-16
 TEST_F(Opening, ForReadingNeedsADatabase) {
     const OpenResult result = OpenDatabaseReadOnly(folder.Wide());
 
@@ -236,6 +252,7 @@ TEST_F(Opening, ForReadingNeedsADatabase) {
     EXPECT_TRUE(Names("").empty()) << "and makes none";
 }
 
+// DB-OPEN-17
 TEST_F(Opening, ForReadingSeesRowsAndWritesNothing) {
     ASSERT_TRUE(OpenDatabase(folder.Wide()).ok());
     PutDownload(L"down");
@@ -253,6 +270,7 @@ TEST_F(Opening, ForReadingSeesRowsAndWritesNothing) {
     EXPECT_EQ(SyncRows::Tasks(10).size(), 1u);
 }
 
+// DB-OPEN-18
 TEST_F(Opening, ForReadingWorksBesideARunningHost) {
     ASSERT_TRUE(OpenDatabase(folder.Wide()).ok());
     PutDownload(L"before");

@@ -18,6 +18,7 @@ std::list<WMap> Query(const std::wstring& statement) {
     return rows;
 }
 
+// DB-QUERY-01
 TEST_F(Queries, GiveAMapARowAndAppend) {
     PutDownload(L"a");
     PutDownload(L"b");
@@ -28,11 +29,13 @@ TEST_F(Queries, GiveAMapARowAndAppend) {
     EXPECT_EQ(rows.back(), (WMap{{L"fileId", L"b"}, {L"fileStatus", L"21"}}));
 }
 
+// DB-QUERY-02
 TEST_F(Queries, GiveNullAsTheEmptyText) {
     EXPECT_EQ(Query(L"SELECT NULL AS blank").front().at(L"blank"), L"");
     EXPECT_EQ(Query(L"SELECT LastNotifySpaceFull FROM T_SyncConf").front().at(L"LastNotifySpaceFull"), L"");
 }
 
+// DB-QUERY-03
 TEST_F(Queries, TheSettingsRowReadsAsNoughtUntilItIsWritten) {
     const std::wstring query = L"SELECT IFNULL(LastNotifySpaceFull,0) as LastNotifySpaceFull FROM T_SyncConf";
 
@@ -46,11 +49,13 @@ TEST_F(Queries, TheSettingsRowReadsAsNoughtUntilItIsWritten) {
     EXPECT_EQ(Query(query).front().at(L"LastNotifySpaceFull"), L"5");
 }
 
+// DB-QUERY-04
 TEST_F(Queries, AnUnknownSettingIsFalse) {
     EXPECT_FALSE(Db().UpdateSyncConfItem(L"noSuch", 1));
     EXPECT_FALSE(Db().UpdateSyncConfItem(L"id", 1));
 }
 
+// DB-QUERY-05
 TEST_F(Queries, TheLookupByPlaceFindsTheFileAndItsTask) {
     PutDownload(L"a", 23);
 
@@ -63,6 +68,7 @@ TEST_F(Queries, TheLookupByPlaceFindsTheFileAndItsTask) {
     EXPECT_TRUE(Query(Lookup(L"a.txt", L"docs\\", L" AND c.fileId = 'b'")).empty());
 }
 
+// DB-QUERY-06
 TEST_F(Queries, TheLookupByPlaceGivesNoughtWithoutATaskAndSkipsLocalIdsAndFolders) {
     ASSERT_TRUE(SQLiteDB::SyncRows::PutFile(File(L"a", 1)));
     ASSERT_TRUE(SQLiteDB::SyncRows::PutFile(File(L"Local7", 0)));
@@ -77,12 +83,14 @@ TEST_F(Queries, TheLookupByPlaceGivesNoughtWithoutATaskAndSkipsLocalIdsAndFolder
     EXPECT_TRUE(Query(Lookup(L"folder.txt", L"docs\\", end)).empty());
 }
 
+// DB-QUERY-07
 TEST_F(Queries, AStatementBrokenByAQuoteGivesNoRow) {
     ASSERT_TRUE(SQLiteDB::SyncRows::PutFile(File(L"a", 1)));
 
     EXPECT_TRUE(Query(Lookup(L"it's.txt", L"docs\\", L" AND c.fileId NOT LIKE 'Local%'")).empty());
 }
 
+// DB-QUERY-08
 TEST_F(Queries, WhatWritesGivesNoRowAndWritesNothing) {
     PutDownload(L"a");
 
@@ -97,6 +105,7 @@ TEST_F(Queries, WhatWritesGivesNoRowAndWritesNothing) {
     EXPECT_EQ(Ask(L"SELECT count(*) FROM sqlite_master WHERE name = 'x'"), L"0");
 }
 
+// DB-QUERY-09
 TEST_F(Queries, AFollowingStatementIsRefusedButNotASemicolon) {
     PutDownload(L"a");
 
@@ -109,6 +118,7 @@ TEST_F(Queries, AFollowingStatementIsRefusedButNotASemicolon) {
     EXPECT_EQ(Ask(L"SELECT count(*) FROM T_task"), L"1");
 }
 
+// DB-QUERY-10
 TEST_F(Queries, ThatFailHalfWayGiveNoRow) {
     PutDownload(L"a");
     PutDownload(L"b");
@@ -119,6 +129,7 @@ TEST_F(Queries, ThatFailHalfWayGiveNoRow) {
     EXPECT_TRUE(Query(L"SELEKT").empty());
 }
 
+// DB-QUERY-11
 TEST_F(Queries, SeeWhatWasWrittenBefore) {
     for (int round = 0; round < 50; ++round) {
         ASSERT_TRUE(Db().UpdateSyncConfItem(L"LastNotifySpaceFull", round));

@@ -18,24 +18,29 @@ protected:
     }
 };
 
+// DB-PLAN-01
 TEST_F(QueryPlan, TheDownloadFeedWalksItsOwnIndexInOrder) {
     EXPECT_EQ(PlanOf(SQLiteDB::FeedStatement(kDownloadStates, "1")), "SCAN T_task USING INDEX T_task_download\n");
     EXPECT_EQ(PlanOf(SQLiteDB::FeedStatement("'23','0','21'", "1")), "SCAN T_task USING INDEX T_task_download\n");
 }
 
+// DB-PLAN-02
 TEST_F(QueryPlan, TheUploadFeedWalksItsOwnIndexInOrder) {
     EXPECT_EQ(PlanOf(SQLiteDB::FeedStatement(kUploadStates, "2")), "SCAN T_task USING INDEX T_task_upload\n");
 }
 
+// DB-PLAN-03
 TEST_F(QueryPlan, AnyOtherListWalksTheDirectionInOrder) {
     const std::string plan = PlanOf(SQLiteDB::FeedStatement("'22'", "1"));
     EXPECT_EQ(plan, "SEARCH T_task USING INDEX T_task_direction (direction=?)\n");
 }
 
+// DB-PLAN-04
 TEST_F(QueryPlan, TheThumbnailFeedWalksItsOwnIndexInOrder) {
     EXPECT_EQ(PlanOf(SQLiteDB::kThumbnailStatement), "SCAN T_task USING INDEX T_task_thumbnail\n");
 }
 
+// DB-PLAN-05
 TEST_F(QueryPlan, TasksWithoutAFileAreAnIndexOfTheirOwn) {
     for (const std::string verb : {"SELECT 1", "DELETE"}) {
         EXPECT_EQ(PlanOf(verb + SQLiteDB::kTasksWithoutFile).find("SCAN T_task USING"), 0u);
@@ -43,6 +48,7 @@ TEST_F(QueryPlan, TasksWithoutAFileAreAnIndexOfTheirOwn) {
     }
 }
 
+// DB-PLAN-06
 TEST_F(QueryPlan, WhetherTransfersExistIsOneLookInAnIndex) {
     EXPECT_NE(PlanOf("SELECT EXISTS (SELECT 1 FROM T_task WHERE direction IN (1,2))")
                   .find("SEARCH T_task USING COVERING "
@@ -50,6 +56,7 @@ TEST_F(QueryPlan, WhetherTransfersExistIsOneLookInAnIndex) {
               std::string::npos);
 }
 
+// DB-PLAN-07
 TEST_F(QueryPlan, RowsOfOneFileAreFoundByIndex) {
     EXPECT_NE(PlanOf("SELECT * FROM T_task WHERE fileId = 'a' AND direction = 1").find("(fileId=? AND direction=?)"),
               std::string::npos);
@@ -61,6 +68,7 @@ TEST_F(QueryPlan, RowsOfOneFileAreFoundByIndex) {
               std::string::npos);
 }
 
+// DB-PLAN-08
 TEST_F(QueryPlan, TheEnginesLookupByPlaceUsesIndexesOnBothTables) {
     const std::string plan = PlanOf(
         "SELECT IFNULL(c.fileId,'') as fileId, IFNULL(t.taskId,0) as taskId,c.fileStatus FROM T_cloudDriveData c LEFT "
@@ -70,6 +78,7 @@ TEST_F(QueryPlan, TheEnginesLookupByPlaceUsesIndexesOnBothTables) {
     EXPECT_NE(plan.find("T_file_place"), std::string::npos) << plan;
 }
 
+// DB-PLAN-09
 TEST_F(QueryPlan, TheStartUpRepairReadsOnlyFilesThatRan) {
     const std::string plan = PlanOf(
         "UPDATE T_cloudDriveData SET fileStatus = 21 WHERE fileStatus IN (12,22) AND isFolder = 0 AND fileId IN "
@@ -79,6 +88,7 @@ TEST_F(QueryPlan, TheStartUpRepairReadsOnlyFilesThatRan) {
     EXPECT_NE(plan.find("(fileId=? AND direction=?)"), std::string::npos) << plan;
 }
 
+// DB-PLAN-10
 TEST_F(QueryPlan, AWalkOverTheFilesNeedsNoSorting) {
     EXPECT_EQ(PlanOf("SELECT * FROM T_cloudDriveData ORDER BY localParentFolder, localFileName, rowid").find("TEMP"),
               std::string::npos);

@@ -14,6 +14,7 @@ void PutAt(const std::wstring& id, const std::wstring& parent, const std::wstrin
     ASSERT_TRUE(SyncRows::PutFile(file));
 }
 
+// DB-SCAN-01
 TEST_F(RowScans, ForEachFileWalksFoldersAndFilesInOrderOfFolderAndName) {
     PutAt(L"1", L"b\\", L"x");
     PutAt(L"2", L"", L"b", true);
@@ -28,6 +29,7 @@ TEST_F(RowScans, ForEachFileWalksFoldersAndFilesInOrderOfFolderAndName) {
     EXPECT_EQ(ids, (IdList{L"2", L"4", L"3", L"1"}));
 }
 
+// DB-SCAN-02
 TEST_F(RowScans, ForEachFileEndsWhenTheVisitorSaysSo) {
     PutAt(L"1", L"", L"a");
     PutAt(L"2", L"", L"b");
@@ -37,6 +39,7 @@ TEST_F(RowScans, ForEachFileEndsWhenTheVisitorSaysSo) {
     EXPECT_EQ(visits, 1);
 }
 
+// DB-SCAN-03
 TEST_F(RowScans, AVisitorThatThrowsMakesItFalse) {
     PutAt(L"1", L"", L"a");
 
@@ -44,6 +47,7 @@ TEST_F(RowScans, AVisitorThatThrowsMakesItFalse) {
     EXPECT_TRUE(SyncRows::PutFile(File(L"x", 1))) << "and leaves nothing locked";
 }
 
+// DB-SCAN-04
 TEST_F(RowScans, FilesWithoutTaskGivesFilesOfTheStatesThatHaveNoTaskOfTheDirection) {
     PutDownload(L"has", 21);
     PutUpload(L"other-direction", 21);
@@ -66,6 +70,7 @@ TEST_F(RowScans, FilesWithoutTaskGivesFilesOfTheStatesThatHaveNoTaskOfTheDirecti
     EXPECT_TRUE(SyncRows::FilesWithoutTask({21}, 1, 0).empty());
 }
 
+// DB-SCAN-05
 TEST_F(RowScans, TasksListsAllDirectionsLowestPriorityFirst) {
     PutDownload(L"late", 1, 9);
     PutUpload(L"early", 22, 1);
@@ -77,6 +82,7 @@ TEST_F(RowScans, TasksListsAllDirectionsLowestPriorityFirst) {
     EXPECT_TRUE(SyncRows::Tasks(0).empty());
 }
 
+// DB-SCAN-06
 TEST_F(RowScans, CountsFilesByStatusAndTasksByDirection) {
     PutDownload(L"a", 21);
     PutDownload(L"b", 21);

@@ -19,6 +19,7 @@ protected:
     const std::vector<Migration> both = {first[0], {3, {"ALTER TABLE a ADD COLUMN y", "UPDATE a SET y = x + 1"}}};
 };
 
+// DB-SCHEMA-01
 TEST_F(Schema, StepsRunOnceAndInOrder) {
     Migrate(*Open(), both);
     Migrate(*Open(), both);
@@ -29,6 +30,7 @@ TEST_F(Schema, StepsRunOnceAndInOrder) {
     EXPECT_EQ(connection->Number("SELECT y FROM a"), 2);
 }
 
+// DB-SCHEMA-02
 TEST_F(Schema, AnOlderFileGetsOnlyTheStepsThatItLacks) {
     Migrate(*Open(), first);
     Open()->Execute("INSERT INTO a VALUES (5)");
@@ -37,6 +39,7 @@ TEST_F(Schema, AnOlderFileGetsOnlyTheStepsThatItLacks) {
     EXPECT_EQ(Open()->Number("SELECT sum(y) FROM a"), 8);
 }
 
+// DB-SCHEMA-03
 TEST_F(Schema, AStepThatFailsLeavesTheVersionBefore) {
     std::vector<Migration> broken = both;
     broken[1].statements.push_back("nonsense");
@@ -48,6 +51,7 @@ TEST_F(Schema, AStepThatFailsLeavesTheVersionBefore) {
     EXPECT_EQ(Open()->Number("SELECT y FROM a"), 2);
 }
 
+// DB-SCHEMA-04
 TEST_F(Schema, VersionsOfTheShippedStepsAscend) {
     int last = 0;
     for (const Migration& step : SQLiteDB::Migrations()) {
@@ -57,6 +61,7 @@ TEST_F(Schema, VersionsOfTheShippedStepsAscend) {
     EXPECT_EQ(SQLiteDB::SchemaVersion(), last);
 }
 
+// DB-SCHEMA-05
 TEST_F(Schema, HasEveryColumnThatUpdatesMayName) {
     const auto connection = Open();
     Migrate(*connection, SQLiteDB::Migrations());
@@ -66,6 +71,7 @@ TEST_F(Schema, HasEveryColumnThatUpdatesMayName) {
     EXPECT_NO_THROW(connection->Execute("SELECT " + SQLiteDB::ColumnList(SQLiteDB::kConfColumns) + " FROM T_SyncConf"));
 }
 
+// DB-SCHEMA-06
 TEST_F(Schema, ColumnsAreFoundInAnyCase) {
     EXPECT_EQ(SQLiteDB::FindColumn(SQLiteDB::kTaskColumns, "pRIORITY"), "Priority");
     EXPECT_EQ(SQLiteDB::FindColumn(SQLiteDB::kTaskColumns, "Priority "), "");

@@ -6,6 +6,7 @@ namespace {
 using SQLiteDB::SyncRows;
 using SyncLogicRows = OpenDatabaseTest;
 
+// DB-SYNC-01
 TEST_F(SyncLogicRows, PutFileReplacesAllColumns) {
     Common::FileItem file = File(L"a", 21);
     file.SetHash(L"old");
@@ -20,6 +21,7 @@ TEST_F(SyncLogicRows, PutFileReplacesAllColumns) {
     EXPECT_EQ(Ask(L"SELECT count(*) FROM T_cloudDriveData"), L"1");
 }
 
+// DB-SYNC-02
 TEST_F(SyncLogicRows, AFileWithoutAnIdIsRefused) {
     EXPECT_FALSE(SyncRows::PutFile(File(L"", 1)));
     EXPECT_FALSE(SyncRows::PutTask(L"", 1, 1));
@@ -27,6 +29,7 @@ TEST_F(SyncLogicRows, AFileWithoutAnIdIsRefused) {
     EXPECT_FALSE(SyncRows::PutPriorityTask(L"", 2));
 }
 
+// DB-SYNC-03
 TEST_F(SyncLogicRows, AFileAndItsTaskStandTogetherOrNotAtAll) {
     EXPECT_TRUE(SyncRows::PutFileWithTask(File(L"a", 21), 1, 5));
     EXPECT_EQ(Db().GetTaskItem(L"a", 1).GetPriority(), 5);
@@ -37,6 +40,7 @@ TEST_F(SyncLogicRows, AFileAndItsTaskStandTogetherOrNotAtAll) {
     EXPECT_TRUE(Db().GetDriveDataItemWithKey(L"b").GetFileId().empty());
 }
 
+// DB-SYNC-04
 TEST_F(SyncLogicRows, AnExistingTaskKeepsItsRecord) {
     PutUpload(L"a", 13, 7);
     ASSERT_TRUE(Db().UpdateTaskItem(
@@ -50,6 +54,7 @@ TEST_F(SyncLogicRows, AnExistingTaskKeepsItsRecord) {
     EXPECT_EQ(task.GetTransferKey(), 11) << "open again";
 }
 
+// DB-SYNC-05
 TEST_F(SyncLogicRows, AnExistingTaskOfAFileThatIsTransferredKeepsItsStatus) {
     PutDownload(L"a", 22);
     ASSERT_TRUE(Db().UpdateTaskItem(Update(L"a", {{L"TaskStatus", L"3"}}), 1));
@@ -58,6 +63,7 @@ TEST_F(SyncLogicRows, AnExistingTaskOfAFileThatIsTransferredKeepsItsStatus) {
     EXPECT_EQ(Db().GetTaskItem(L"a", 1).GetTaskstatus(), 3);
 }
 
+// DB-SYNC-06
 TEST_F(SyncLogicRows, ManyStandTogetherOrNotAtAll) {
     ASSERT_TRUE(SyncRows::PutFilesWithTasks({File(L"a", 11), File(L"b", 11)}, 2, 3));
     EXPECT_EQ(Ids(FetchUploads()), (IdList{L"a", L"b"}));
@@ -67,6 +73,7 @@ TEST_F(SyncLogicRows, ManyStandTogetherOrNotAtAll) {
     EXPECT_TRUE(SyncRows::PutFilesWithTasks({}, 1, 1));
 }
 
+// DB-SYNC-07
 TEST_F(SyncLogicRows, PutTaskLeavesAnExistingOneAlone) {
     PutUpload(L"a", 11, 7);
     ASSERT_TRUE(SyncRows::PutTask(L"a", 2, 1));
@@ -76,6 +83,7 @@ TEST_F(SyncLogicRows, PutTaskLeavesAnExistingOneAlone) {
     EXPECT_FALSE(SyncRows::PutTask(L"a", 3, 1));
 }
 
+// DB-SYNC-08
 TEST_F(SyncLogicRows, PutThumbnailTaskLeavesAnExistingOneAlone) {
     ASSERT_TRUE(SyncRows::PutThumbnailTask(L"a"));
     const std::int64_t taskId = Db().GetTaskItem(L"a", 3).GetTaskId();
@@ -83,6 +91,7 @@ TEST_F(SyncLogicRows, PutThumbnailTaskLeavesAnExistingOneAlone) {
     EXPECT_EQ(Db().GetTaskItem(L"a", 3).GetTaskId(), taskId);
 }
 
+// DB-SYNC-09
 TEST_F(SyncLogicRows, PutPriorityTaskSetsTheKeyOrMakesTheRow) {
     PutDownload(L"a", 23, 7);
     ASSERT_TRUE(Db().UpdateTaskItem(Update(L"a", {{L"fragmentInfo", L"record"}}), 1));
@@ -96,6 +105,7 @@ TEST_F(SyncLogicRows, PutPriorityTaskSetsTheKeyOrMakesTheRow) {
     EXPECT_EQ(Db().GetTaskItem(L"b", 1).GetModule(), 1);
 }
 
+// DB-SYNC-10
 TEST_F(SyncLogicRows, ResetPriorityKeysMakesLeftOverOnesBackground) {
     PutDownload(L"a");
     PutDownload(L"b");
@@ -110,6 +120,7 @@ TEST_F(SyncLogicRows, ResetPriorityKeysMakesLeftOverOnesBackground) {
     EXPECT_EQ(Db().GetTaskItem(L"up", 2).GetTransferKey(), 2);
 }
 
+// DB-SYNC-11
 TEST_F(SyncLogicRows, ForgetEncryptedPositionsEmptiesRecordsWithASliceIndexAndNoOthers) {
     const std::map<std::wstring, std::wstring> records = {
         {L"plain", L"{\"writePosition\":4194304,\"writeSliceIndex\":0}"},
@@ -135,6 +146,7 @@ TEST_F(SyncLogicRows, ForgetEncryptedPositionsEmptiesRecordsWithASliceIndexAndNo
     EXPECT_EQ(Db().GetTaskItem(L"up", 2).GetFragmentInfo(), records.at(L"encrypted"));
 }
 
+// DB-SYNC-12
 TEST_F(SyncLogicRows, SettingsOfTheHostAreKept) {
     EXPECT_EQ(SyncRows::ReadSetting(L"cursor"), L"");
     ASSERT_TRUE(SyncRows::WriteSetting(L"cursor", L"one"));

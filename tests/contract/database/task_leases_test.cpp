@@ -7,6 +7,7 @@ namespace {
 
 using SQLiteDB::TaskLeases;
 
+// DB-LEASE-15
 TEST(TaskLeasesSet, AChangeCountsWhenItIsCommitted) {
     TaskLeases leases;
     leases.Take(1);
@@ -18,6 +19,7 @@ TEST(TaskLeasesSet, AChangeCountsWhenItIsCommitted) {
     EXPECT_TRUE(leases.Holds(2));
 }
 
+// DB-LEASE-16
 TEST(TaskLeasesSet, AChangeThatIsRolledBackIsForgotten) {
     TaskLeases leases;
     leases.Take(1);
@@ -28,6 +30,7 @@ TEST(TaskLeasesSet, AChangeThatIsRolledBackIsForgotten) {
     EXPECT_TRUE(leases.Holds(1));
 }
 
+// DB-LEASE-17
 TEST(TaskLeasesSet, TheEndOfAllCountsWhenItIsCommitted) {
     TaskLeases leases;
     leases.Take(1);

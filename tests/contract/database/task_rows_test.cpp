@@ -5,6 +5,7 @@ namespace {
 
 using TaskRows = OpenDatabaseTest;
 
+// DB-TASK-01
 TEST_F(TaskRows, AreSelectedByFileAndDirectionTogether) {
     PutDownload(L"x", 0, 1);
     PutUpload(L"x", 0, 2);
@@ -19,6 +20,7 @@ TEST_F(TaskRows, AreSelectedByFileAndDirectionTogether) {
     EXPECT_EQ(Db().GetTaskItem(L"x", 2).GetFileId(), L"x");
 }
 
+// DB-TASK-02
 TEST_F(TaskRows, AnAbsentOneIsEmpty) {
     const Common::TaskItem task = Db().GetTaskItem(L"nobody", 1);
 
@@ -27,6 +29,7 @@ TEST_F(TaskRows, AnAbsentOneIsEmpty) {
     EXPECT_EQ(task.GetTransferKey(), 0);
 }
 
+// DB-TASK-03
 TEST_F(TaskRows, AMissingKeyIsReadAsElevenAndAnyOtherAsItStands) {
     PutDownload(L"x");
 
@@ -37,8 +40,10 @@ TEST_F(TaskRows, AMissingKeyIsReadAsElevenAndAnyOtherAsItStands) {
     }
 }
 
+// DB-TASK-04
 TEST_F(TaskRows, DeletingAnAbsentOneIsTrue) { EXPECT_TRUE(Db().DeleteTaskItem(L"nobody", 2)); }
 
+// DB-TASK-05
 TEST_F(TaskRows, DirectionThreeDeletesTheThumbnailTask) {
     ASSERT_TRUE(SQLiteDB::SyncRows::PutThumbnailTask(L"x"));
     ASSERT_TRUE(Db().DeleteTaskItem(L"x", 3));
@@ -46,11 +51,13 @@ TEST_F(TaskRows, DirectionThreeDeletesTheThumbnailTask) {
     EXPECT_EQ(Ask(L"SELECT count(*) FROM T_task"), L"0");
 }
 
+// DB-TASK-06
 TEST_F(TaskRows, UpdatingAnAbsentOneIsTrueAndMakesNone) {
     EXPECT_TRUE(Db().UpdateTaskItem(Update(L"nobody", {{L"TaskStatus", L"0"}}), 2));
     EXPECT_EQ(Ask(L"SELECT count(*) FROM T_task"), L"0");
 }
 
+// DB-TASK-07
 TEST_F(TaskRows, ColumnNamesAreTakenInAnyCase) {
     PutUpload(L"x");
 
@@ -61,6 +68,7 @@ TEST_F(TaskRows, ColumnNamesAreTakenInAnyCase) {
     EXPECT_EQ(Db().GetTaskItem(L"x", 2).GetPriority(), 7);
 }
 
+// DB-TASK-08
 TEST_F(TaskRows, AnUnknownColumnIsFalseAndNothingIsWritten) {
     PutUpload(L"x");
 
@@ -71,6 +79,7 @@ TEST_F(TaskRows, AnUnknownColumnIsFalseAndNothingIsWritten) {
     EXPECT_EQ(Db().GetTaskItem(L"x", 2).GetPriority(), 1);
 }
 
+// DB-TASK-09
 TEST_F(TaskRows, AValueThatIsNoNumberIsFalseAndNothingIsWritten) {
     PutUpload(L"x");
 
@@ -78,6 +87,7 @@ TEST_F(TaskRows, AValueThatIsNoNumberIsFalseAndNothingIsWritten) {
     EXPECT_EQ(Db().GetTaskItem(L"x", 2).GetPriority(), 1);
 }
 
+// DB-TASK-10
 TEST_F(TaskRows, AnEmptyMapWritesNothingAndIsTrue) {
     PutUpload(L"x");
 
@@ -85,6 +95,7 @@ TEST_F(TaskRows, AnEmptyMapWritesNothingAndIsTrue) {
     EXPECT_EQ(Db().GetTaskItem(L"x", 2).GetPriority(), 1);
 }
 
+// DB-TASK-11
 TEST_F(TaskRows, RecordsOfAnyLengthComeBackAsTheyWere) {
     PutUpload(L"x");
     const std::wstring record = L"{\"list\":\"" + std::wstring(300000, L'\u00e9') + L"\"}";
@@ -95,6 +106,7 @@ TEST_F(TaskRows, RecordsOfAnyLengthComeBackAsTheyWere) {
     EXPECT_EQ(Db().GetTaskItem(L"x", 2).GetFragmentInfo(), L"");
 }
 
+// DB-TASK-12
 TEST_F(TaskRows, KeysOfDeletedOnesDoNotComeBack) {
     PutDownload(L"x");
     const std::int64_t first = Db().GetTaskItem(L"x", 1).GetTaskId();
@@ -105,6 +117,7 @@ TEST_F(TaskRows, KeysOfDeletedOnesDoNotComeBack) {
     EXPECT_GT(Db().GetTaskItem(L"x", 1).GetTaskId(), first);
 }
 
+// DB-TASK-13
 TEST_F(TaskRows, MakePairWritesNumbersInDecimal) {
     EXPECT_EQ(SQLiteDB::MakePair(L"size", std::int64_t{-9223372036854775807LL - 1}).second, L"-9223372036854775808");
     EXPECT_EQ(SQLiteDB::MakePair(L"size", std::int64_t{12}), (std::pair<std::wstring, std::wstring>(L"size", L"12")));

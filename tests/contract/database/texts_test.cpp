@@ -25,6 +25,7 @@ const std::wstring kOddTexts[] = {
     L"NULL",
 };
 
+// DB-TEXT-01
 TEST_F(Texts, RoundTripThroughFileRows) {
     for (const std::wstring& text : kOddTexts) {
         Common::FileItem file = File(L"id " + text, 21);
@@ -41,6 +42,7 @@ TEST_F(Texts, RoundTripThroughFileRows) {
     }
 }
 
+// DB-TEXT-02
 TEST_F(Texts, RoundTripThroughTasksUpdatesAndQueries) {
     for (const std::wstring& text : kOddTexts) {
         ASSERT_TRUE(SQLiteDB::SyncRows::PutFile(File(text, 21)));
@@ -54,6 +56,7 @@ TEST_F(Texts, RoundTripThroughTasksUpdatesAndQueries) {
     }
 }
 
+// DB-TEXT-03
 TEST_F(Texts, ThatLookAlikeAsBytesAreKeptApart) {
     // The first name holds a backslash, the second the letter that stands for one: two files of one folder.
     const std::wstring backslash = L"a\uF05Cb";
@@ -72,6 +75,7 @@ TEST_F(Texts, ThatLookAlikeAsBytesAreKeptApart) {
     }
 }
 
+// DB-TEXT-04
 TEST_F(Texts, UndecodableBytesPassThroughStatements) {
     const std::wstring id = L"a\xDC80z";
     ASSERT_TRUE(SQLiteDB::SyncRows::PutFile(File(id, 21)));
@@ -81,6 +85,7 @@ TEST_F(Texts, UndecodableBytesPassThroughStatements) {
     EXPECT_EQ(Ask(L"SELECT fileStatus FROM T_cloudDriveData WHERE fileId = '" + id + L"'"), L"21");
 }
 
+// DB-TEXT-05
 TEST_F(Texts, WithoutANarrowFormAreRefusedAndNothingThrows) {
     const std::wstring bad = L"half a pair \xD800";
 

@@ -18,6 +18,7 @@ void OnThreads(int count, Body body) {
     for (std::thread& thread : threads) thread.join();
 }
 
+// DB-SHARE-01
 TEST_F(Threads, WriteReadAndFetchAtOnce) {
     constexpr int kRounds = 60;
     std::atomic<int> failures{0};
@@ -40,6 +41,7 @@ TEST_F(Threads, WriteReadAndFetchAtOnce) {
     EXPECT_EQ(Ask(L"SELECT count(*) FROM T_task"), std::to_wstring(6 * kRounds / 2));
 }
 
+// DB-SHARE-02
 TEST_F(Threads, NeverHandOutOneRowTwice) {
     std::vector<Common::FileItem> files;
     for (int number = 0; number < 400; ++number) files.push_back(File(std::to_wstring(number), 21));
@@ -61,6 +63,7 @@ TEST_F(Threads, NeverHandOutOneRowTwice) {
     EXPECT_EQ(different.size(), 400u);
 }
 
+// DB-SHARE-03
 TEST_F(Threads, AWalkSeesTheRowsOfOneMoment) {
     std::vector<Common::FileItem> files;
     for (int number = 0; number < 500; ++number) files.push_back(File(std::to_wstring(number), 1));
@@ -86,6 +89,7 @@ TEST_F(Threads, AWalkSeesTheRowsOfOneMoment) {
     writer.join();
 }
 
+// DB-SHARE-04
 TEST_F(Threads, ALongWalkHoldsUpNobody) {
     for (const wchar_t* id : {L"a", L"b"}) PutDownload(id);
     int visits = 0;
@@ -101,6 +105,7 @@ TEST_F(Threads, ALongWalkHoldsUpNobody) {
     EXPECT_EQ(visits, 2);
 }
 
+// DB-SHARE-05
 TEST_F(Threads, ClosingMayMeetAnyOperation) {
     std::atomic<bool> done{false};
     std::thread closer([&] {

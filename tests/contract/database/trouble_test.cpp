@@ -31,6 +31,7 @@ private:
     rlimit before{};
 };
 
+// DB-FAIL-02
 TEST_F(Trouble, ADiskThatTakesNoMoreFailsTheWriteAndKeepsWhatWasCommitted) {
     PutDownload(L"kept");
     const std::wstring record(2000000, L'x');
@@ -49,6 +50,7 @@ TEST_F(Trouble, ADiskThatTakesNoMoreFailsTheWriteAndKeepsWhatWasCommitted) {
     EXPECT_EQ(Db().GetTaskItem(L"kept", 1).GetFragmentInfo(), record);
 }
 
+// DB-FAIL-03
 TEST_F(Trouble, AnotherProgramThatHoldsTheWriteLockForAMomentIsWaitedFor) {
     sqlite3* other = nullptr;
     ASSERT_EQ(sqlite3_open(folder.Database().c_str(), &other), SQLITE_OK);
@@ -63,6 +65,7 @@ TEST_F(Trouble, AnotherProgramThatHoldsTheWriteLockForAMomentIsWaitedFor) {
     sqlite3_close(other);
 }
 
+// DB-FAIL-04
 TEST(TroubleAtOpening, ADiskThatTakesNothingFailsAndNothingIsLeftHeld) {
     StateFolder folder;
     {
@@ -73,6 +76,7 @@ TEST(TroubleAtOpening, ADiskThatTakesNothingFailsAndNothingIsLeftHeld) {
     SQLiteDB::CloseDatabase();
 }
 
+// DB-FAIL-05
 TEST_F(Trouble, TheWriteAheadLogStaysSmall) {
     PutDownload(L"a");
     for (int round = 0; round < 1500; ++round) {

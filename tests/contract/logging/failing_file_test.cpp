@@ -43,6 +43,7 @@ bool TellsOfALoss(const std::filesystem::path& path) {
 
 }  // namespace
 
+// LOG-FILE-01
 TEST(FailingLogFile, AFullDiskDisturbsNobodyAndIsTold) {
     const Testing::LogFolder log;
     std::filesystem::create_directory(log.folder.Native("log"));
@@ -61,6 +62,7 @@ TEST(FailingLogFile, AFullDiskDisturbsNobodyAndIsTold) {
     EXPECT_TRUE(TellsOfALoss(file));
 }
 
+// LOG-FILE-02
 TEST(FailingLogFile, OnceThereIsRoomAgainTheLinesAreWhole) {
     const Testing::LogFolder log;
     const auto file = log.folder.Native("log") / "transfer.log";
@@ -84,6 +86,7 @@ TEST(FailingLogFile, OnceThereIsRoomAgainTheLinesAreWhole) {
     EXPECT_EQ(Testing::LogLine(lines.back()).text, "last");
 }
 
+// LOG-FILE-03
 TEST(FailingLogFile, AStuckDiskHoldsNobodyUp) {
     const Testing::LogFolder log;
     std::filesystem::create_directory(log.folder.Native("log"));
@@ -126,6 +129,7 @@ TEST(FailingLogFile, AStuckDiskHoldsNobodyUp) {
     ::close(reader);
 }
 
+// LOG-FILE-04
 TEST(FailingLogFile, AFileThatSomebodyRemovedIsMadeAnew) {
     const Testing::LogFolder log;
     ASSERT_TRUE(ConfigureTextLog(log.Settings()));
@@ -135,6 +139,7 @@ TEST(FailingLogFile, AFileThatSomebodyRemovedIsMadeAnew) {
     EXPECT_TRUE(IsWrittenWithin10Seconds(log.folder.Native("log") / "transfer.log"));
 }
 
+// LOG-FILE-05
 TEST(FailingLogFile, AFullDiskDoesNotHarmTheStatistics) {
     const Testing::LogFolder log;
     std::filesystem::create_directory(log.folder.Native("log"));

@@ -38,6 +38,7 @@ public:
 
 }  // namespace
 
+// LOG-LINE-01
 TEST_F(LineForm, TimeIsIsoWithMillisecondsAndZone) {
     const Zone zone("ZON-02:30");
     const std::time_t before = std::time(nullptr);
@@ -52,6 +53,7 @@ TEST_F(LineForm, TimeIsIsoWithMillisecondsAndZone) {
     EXPECT_LE(told, std::time(nullptr));
 }
 
+// LOG-LINE-02
 TEST_F(LineForm, AZoneWestOfGreenwichIsNegative) {
     const Zone zone("ZON+03:30");
     Written("text");
@@ -59,6 +61,7 @@ TEST_F(LineForm, AZoneWestOfGreenwichIsNegative) {
     EXPECT_EQ(time.substr(time.size() - 6), "-03:30");
 }
 
+// LOG-LINE-03
 TEST_F(LineForm, ControlCharactersAreEscaped) {
     EXPECT_EQ(Written("a\nb\rc\td"), "a\\nb\\rc\\td");
     EXPECT_EQ(Written("\x1b[31mred\x7f"), "\\x1b[31mred\\x7f");
@@ -66,14 +69,17 @@ TEST_F(LineForm, ControlCharactersAreEscaped) {
     EXPECT_EQ(Written("next\xC2\x85line"), "next\\u0085line");
 }
 
+// LOG-LINE-04
 TEST_F(LineForm, EverythingElseArrivesUnchanged) {
     const std::string text = " \\Folder\\\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80 {\"a\":\"b\"} ;readlength=5 ";
     EXPECT_EQ(Written(text), text);
     EXPECT_EQ(Written(""), "");
 }
 
+// LOG-LINE-05
 TEST_F(LineForm, ABrokenByteShowsItsValueAndTheLineStaysUtf8) { EXPECT_EQ(Written("name\xFF\xC3"), "name\\xff\\xc3"); }
 
+// LOG-LINE-06
 TEST_F(LineForm, AnyBytesMakeOneLineOfUtf8) {
     for (unsigned value = 0; value < 256; ++value) Written(std::string("x") + static_cast<char>(value) + "y");
     const auto lines = Testing::LinesOf(log.folder.Native("log") / "transfer.log");
@@ -87,6 +93,7 @@ TEST_F(LineForm, AnyBytesMakeOneLineOfUtf8) {
     }
 }
 
+// LOG-LINE-07
 TEST_F(LineForm, ModuleAndFunctionCannotBreakTheColumns) {
     SyncPanelLog::WriteErrorLog("mod\tule", "func\ntion", "text");
     const auto lines = log.TextLines();

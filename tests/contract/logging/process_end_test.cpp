@@ -41,6 +41,7 @@ protected:
 
 }  // namespace
 
+// LOG-END-01
 TEST_F(ProcessEnd, AnExitWithoutDestructorsAfterAFlushLosesNothing) {
     EXPECT_EQ(Run("end-at-once-after-flush"), 0);
     const auto texts = Texts();
@@ -49,28 +50,33 @@ TEST_F(ProcessEnd, AnExitWithoutDestructorsAfterAFlushLosesNothing) {
     EXPECT_EQ(CountStatistics(), 2000u);
 }
 
+// LOG-END-02
 TEST_F(ProcessEnd, AnOrdinaryExitFlushesByItself) {
     EXPECT_EQ(Run("end-by-returning"), 0);
     EXPECT_EQ(Texts().size(), 2000u);
     EXPECT_EQ(CountStatistics(), 2000u);
 }
 
+// LOG-END-03
 TEST_F(ProcessEnd, AnOrdinaryExitWaitsForWhatTheWriterHasNotReachedYet) {
     EXPECT_EQ(Run("end-with-much-text"), 0);
     EXPECT_EQ(Texts().size(), 500u);
 }
 
+// LOG-END-04
 TEST_F(ProcessEnd, AnOrdinaryExitWaitsForTheStatisticsAsWell) {
     EXPECT_EQ(Run("end-with-many-statistics"), 0);
     EXPECT_EQ(CountStatistics(), 500u);
 }
 
+// LOG-END-05
 TEST_F(ProcessEnd, ThreadsMayLogWhileTheProcessEnds) {
     const std::int64_t before = Platform::MonotonicMilliseconds();
     EXPECT_EQ(Run("end-while-others-log"), 0);
     EXPECT_LT(Platform::MonotonicMilliseconds() - before, 30000);
 }
 
+// LOG-END-06
 TEST_F(ProcessEnd, AfterACrashEverythingUpToTheLastSecondIsThereInWholeLines) {
     const int status = Run("crash-a-second-later");
     EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL);
@@ -80,12 +86,14 @@ TEST_F(ProcessEnd, AfterACrashEverythingUpToTheLastSecondIsThereInWholeLines) {
     EXPECT_GE(CountStatistics(), 100u);
 }
 
+// LOG-END-07
 TEST_F(ProcessEnd, WhatWasLoggedBeforeTheFirstCallIsWrittenThen) {
     EXPECT_EQ(Run("log-before-configuring"), 0);
     EXPECT_EQ(Texts(), (std::vector<std::string>{"early", "late"}));
     EXPECT_EQ(CountStatistics(), 1u);
 }
 
+// LOG-END-08
 TEST_F(ProcessEnd, WhatIsKeptBeforeTheFirstCallIsBounded) {
     EXPECT_EQ(Run("log-too-much-before-configuring"), 0);
     const auto texts = Texts();
@@ -95,11 +103,13 @@ TEST_F(ProcessEnd, WhatIsKeptBeforeTheFirstCallIsBounded) {
     EXPECT_EQ(texts.back().find(std::to_string(100000 - (texts.size() - 1)) + " records"), 0u) << texts.back();
 }
 
+// LOG-END-09
 TEST_F(ProcessEnd, WhatWasLoggedBeforeAChoiceOfSilenceIsThrownAway) {
     EXPECT_EQ(Run("log-before-choosing-silence"), 0);
     EXPECT_TRUE(Texts().empty());
 }
 
+// LOG-END-10
 TEST_F(ProcessEnd, AProcessThatNamesNoFolderWritesNothing) {
     EXPECT_EQ(Run("never-configure"), 0);
     EXPECT_EQ(folder.CountEntries(), 0u);

@@ -19,6 +19,7 @@ protected:
 
 }  // namespace
 
+// LOG-RECORD-01
 TEST_F(TextRecords, ATraceLineIsOneLine) {
     SyncPanelLog::WriteTraceLog("UpLoadTaskManger.uploadTask:file client upload. fileid=17");
     const auto lines = log.TextLines();
@@ -29,6 +30,7 @@ TEST_F(TextRecords, ATraceLineIsOneLine) {
     EXPECT_EQ(lines[0].text, "UpLoadTaskManger.uploadTask:file client upload. fileid=17");
 }
 
+// LOG-RECORD-02
 TEST_F(TextRecords, ADebugLineSaysSo) {
     SyncPanelLog::WriteDebugLog("rare detail");
     const auto lines = log.TextLines();
@@ -37,6 +39,7 @@ TEST_F(TextRecords, ADebugLineSaysSo) {
     EXPECT_EQ(lines[0].text, "rare detail");
 }
 
+// LOG-RECORD-03
 TEST_F(TextRecords, AnErrorLineNamesModuleAndFunction) {
     SyncPanelLog::WriteErrorLog("UpLoadTaskManger", "fileUpload", "Error:broken");
     const auto lines = log.TextLines();
@@ -47,6 +50,7 @@ TEST_F(TextRecords, AnErrorLineNamesModuleAndFunction) {
     EXPECT_EQ(lines[0].text, "Error:broken");
 }
 
+// LOG-RECORD-04
 TEST_F(TextRecords, ATracedOperationHasItsTwoNumbers) {
     SyncPanelLog::WriteBeginTraceLog(10, 15001, "SyncUserKeyService", "InitSyncUserKey", "begin text");
     SyncPanelLog::WriteEndTraceLog(10, 15002, "SyncUserKeyService", "InitSyncUserKey", "end text");
@@ -60,6 +64,7 @@ TEST_F(TextRecords, ATracedOperationHasItsTwoNumbers) {
     EXPECT_EQ(lines[1].text, "end text");
 }
 
+// LOG-RECORD-05
 TEST_F(TextRecords, StandInTheOrderInWhichAThreadWroteThem) {
     for (int index = 0; index < 3000; ++index) SyncPanelLog::WriteTraceLog(std::to_string(index));
     const auto lines = log.TextLines();
@@ -68,6 +73,7 @@ TEST_F(TextRecords, StandInTheOrderInWhichAThreadWroteThem) {
         ASSERT_EQ(lines[static_cast<std::size_t>(index)].text, std::to_string(index));
 }
 
+// LOG-RECORD-06
 TEST_F(TextRecords, OfManyThreadsStayWholeAndInTheOrderOfEachThread) {
     constexpr int kThreads = 8, kEach = 500;
     std::vector<std::thread> threads;
@@ -90,6 +96,7 @@ TEST_F(TextRecords, OfManyThreadsStayWholeAndInTheOrderOfEachThread) {
     for (const auto& [module, count] : next) EXPECT_EQ(count, kEach) << module;
 }
 
+// LOG-RECORD-07
 TEST_F(TextRecords, OfTwoThreadsCarryTwoNumbers) {
     SyncPanelLog::WriteTraceLog("here");
     std::thread([] { SyncPanelLog::WriteTraceLog("there"); }).join();
@@ -99,6 +106,7 @@ TEST_F(TextRecords, OfTwoThreadsCarryTwoNumbers) {
     EXPECT_EQ(lines[0].thread.find_first_not_of("0123456789"), std::string::npos);
 }
 
+// LOG-RECORD-08
 TEST_F(TextRecords, ALongTextIsNotCut) {
     const std::string text(3u << 20, 'x');
     SyncPanelLog::WriteTraceLog(text);
@@ -107,6 +115,7 @@ TEST_F(TextRecords, ALongTextIsNotCut) {
     EXPECT_TRUE(lines[0].text == text);
 }
 
+// LOG-RECORD-09
 TEST_F(TextRecords, ATextBeyondEveryMeasureIsDroppedAndTold) {
     SyncPanelLog::WriteTraceLog(std::string(64u << 20, 'x'));
     SyncPanelLog::WriteTraceLog("next");

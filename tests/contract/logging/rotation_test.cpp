@@ -19,6 +19,7 @@ LogSettings Small(const Testing::LogFolder& log, int filesKept) {
 
 }  // namespace
 
+// LOG-ROTATE-01
 TEST(LogRotation, KeepsTheNewestFilesAndRemovesTheOldest) {
     const Testing::LogFolder log;
     ASSERT_TRUE(ConfigureTextLog(Small(log, 2)));
@@ -40,6 +41,7 @@ TEST(LogRotation, KeepsTheNewestFilesAndRemovesTheOldest) {
     }
 }
 
+// LOG-ROTATE-02
 TEST(LogRotation, MayKeepNoFileBesideTheCurrentOne) {
     const Testing::LogFolder log;
     ASSERT_TRUE(ConfigureTextLog(Small(log, 0)));
@@ -51,6 +53,7 @@ TEST(LogRotation, MayKeepNoFileBesideTheCurrentOne) {
     EXPECT_LE(std::filesystem::file_size(log.folder.Native("log/transfer.log")), kSize);
 }
 
+// LOG-ROTATE-03
 TEST(LogRotation, HoldsForTheStatisticsAsWell) {
     const Testing::LogFolder log;
     ASSERT_TRUE(ConfigureStatistics(Small(log, 1)));
@@ -61,6 +64,7 @@ TEST(LogRotation, HoldsForTheStatisticsAsWell) {
     EXPECT_LE(std::filesystem::file_size(log.folder.Native("log/statistics.jsonl")), kSize);
 }
 
+// LOG-ROTATE-04
 TEST(LogRotation, GoesOnInAFileOfAnEarlierRun) {
     const Testing::LogFolder log;
     std::filesystem::create_directory(log.folder.Native("log"));

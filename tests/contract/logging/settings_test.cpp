@@ -32,6 +32,7 @@ using Texts = std::vector<std::string>;
 
 }  // namespace
 
+// LOG-SETTINGS-01
 TEST(LogSettings, ALevelLetsItselfAndTheGraverThrough) {
     EXPECT_EQ(TextsAt(Level::Trace), (Texts{"trace", "begin", "end", "debug", "error"}));
     EXPECT_EQ(TextsAt(Level::Debug), (Texts{"debug", "error"}));
@@ -39,6 +40,7 @@ TEST(LogSettings, ALevelLetsItselfAndTheGraverThrough) {
     EXPECT_EQ(TextsAt(Level::Off), Texts{});
 }
 
+// LOG-SETTINGS-02
 TEST(LogSettings, TheFolderIsMadeWhenAbsent) {
     const Testing::LogFolder log;
     LogSettings settings = log.Settings();
@@ -49,6 +51,7 @@ TEST(LogSettings, TheFolderIsMadeWhenAbsent) {
     EXPECT_TRUE(log.folder.Has("log/deeper/still/statistics.jsonl"));
 }
 
+// LOG-SETTINGS-03
 TEST(LogSettings, AClosingSeparatorDoesNoHarm) {
     const Testing::LogFolder log;
     LogSettings settings = log.Settings();
@@ -57,6 +60,7 @@ TEST(LogSettings, AClosingSeparatorDoesNoHarm) {
     EXPECT_TRUE(log.folder.Has("log/transfer.log"));
 }
 
+// LOG-SETTINGS-04
 TEST(LogSettings, WhatIsThereIsKept) {
     const Testing::LogFolder log;
     std::filesystem::create_directory(log.folder.Native("log"));
@@ -69,6 +73,7 @@ TEST(LogSettings, WhatIsThereIsKept) {
     EXPECT_EQ(lines[0], "an older line");
 }
 
+// LOG-SETTINGS-05
 TEST(LogSettings, ALineThatACrashCutShortIsEndedFirst) {
     const Testing::LogFolder log;
     std::filesystem::create_directory(log.folder.Native("log"));
@@ -82,6 +87,7 @@ TEST(LogSettings, ALineThatACrashCutShortIsEndedFirst) {
     EXPECT_EQ(Testing::LogLine(lines[2]).text, "new");
 }
 
+// LOG-SETTINGS-06
 TEST(LogSettings, ASecondCallMovesToTheOtherFolder) {
     const Testing::LogFolder log;
     ASSERT_TRUE(ConfigureTextLog(log.Settings("first")));
@@ -94,6 +100,7 @@ TEST(LogSettings, ASecondCallMovesToTheOtherFolder) {
     EXPECT_EQ(log.TextLines("second")[0].text, "to the second");
 }
 
+// LOG-SETTINGS-07
 TEST(LogSettings, WhatWasLoggedBeforeASecondCallGoesToTheEarlierFile) {
     const Testing::LogFolder log;
     for (int round = 0; round < 5; ++round) {
@@ -106,6 +113,7 @@ TEST(LogSettings, WhatWasLoggedBeforeASecondCallGoesToTheEarlierFile) {
     }
 }
 
+// LOG-SETTINGS-08
 TEST(LogSettings, AFolderThatCannotBeWrittenLeavesTheEarlierSettings) {
     const Testing::LogFolder log;
     LogSettings good = log.Settings();
@@ -125,6 +133,7 @@ TEST(LogSettings, AFolderThatCannotBeWrittenLeavesTheEarlierSettings) {
     EXPECT_EQ(log.StatisticLines().size(), 1u);
 }
 
+// LOG-SETTINGS-09
 TEST(LogSettings, SizesThatMakeNoSenseAreRefused) {
     const Testing::LogFolder log;
     LogSettings settings = log.Settings();
@@ -137,6 +146,7 @@ TEST(LogSettings, SizesThatMakeNoSenseAreRefused) {
     EXPECT_FALSE(ConfigureStatistics(settings));
 }
 
+// LOG-SETTINGS-10
 TEST(LogSettings, WithoutAFolderNothingIsKept) {
     const Testing::LogFolder log;
     ASSERT_TRUE(ConfigureTextLog(log.Settings()));

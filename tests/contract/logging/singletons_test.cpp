@@ -6,6 +6,7 @@
 
 namespace Drive {
 
+// LOG-SINGLE-01
 TEST(Singletons, AreTheSameEachTime) {
     EXPECT_EQ(&Bilog::BiLogsManager::GetInstance(), &Bilog::BiLogsManager::GetInstance());
     EXPECT_EQ(&Bilog::BiLogHelper::GetInstance(), &Bilog::BiLogHelper::GetInstance());
@@ -13,6 +14,7 @@ TEST(Singletons, AreTheSameEachTime) {
     EXPECT_EQ(&OperateLog::OperationLogService::GetInstance(), &OperateLog::OperationLogService::GetInstance());
 }
 
+// LOG-SINGLE-02
 TEST(LoggerUtility, ReadsTheDataFolderAnewAtEachCall) {
     ::setenv("XDG_DATA_HOME", "/first", 1);
     EXPECT_EQ(LoggerUtility::GetLocalAppDataPath(), L"\\first");

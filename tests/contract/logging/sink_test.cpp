@@ -26,6 +26,7 @@ struct SinksReleased {
 
 }  // namespace
 
+// LOG-SINK-01
 TEST(LogSink, GetsEachRecordAsItArrived) {
     const SinksReleased released;
     std::vector<TextRecord> records;
@@ -51,6 +52,7 @@ TEST(LogSink, GetsEachRecordAsItArrived) {
     EXPECT_EQ(records[4].code, 15002);
 }
 
+// LOG-SINK-02
 TEST(LogSink, IsCalledOnTheThreadThatLogs) {
     const SinksReleased released;
     std::thread::id called;
@@ -59,6 +61,7 @@ TEST(LogSink, IsCalledOnTheThreadThatLogs) {
     EXPECT_EQ(called, std::this_thread::get_id());
 }
 
+// LOG-SINK-03
 TEST(LogSink, StandsInPlaceOfTheFile) {
     const SinksReleased released;
     const Testing::LogFolder log;
@@ -73,6 +76,7 @@ TEST(LogSink, StandsInPlaceOfTheFile) {
     EXPECT_EQ(lines[0].text, "to the file");
 }
 
+// LOG-SINK-04
 TEST(LogSink, GetsOnlyWhatTheLevelLetsThrough) {
     const SinksReleased released;
     LogSettings settings;
@@ -85,6 +89,7 @@ TEST(LogSink, GetsOnlyWhatTheLevelLetsThrough) {
     EXPECT_EQ(count, 1);
 }
 
+// LOG-SINK-05
 TEST(LogSink, MayThrowWithoutHarm) {
     const SinksReleased released;
     SetTextSink([](const TextRecord&) { throw std::runtime_error("broken sink"); });
@@ -93,6 +98,7 @@ TEST(LogSink, MayThrowWithoutHarm) {
     EXPECT_NO_THROW(Bilog::BiLogsManager::GetInstance().OperateLog(1, L"m", L"t"));
 }
 
+// LOG-SINK-06
 TEST(LogSink, IsNeverCalledAgainOnceReplaced) {
     const SinksReleased released;
     std::atomic<bool> stop{false};
@@ -130,6 +136,7 @@ TEST(LogSink, IsNeverCalledAgainOnceReplaced) {
     for (const auto& state : states) EXPECT_FALSE(state->calledTooLate);
 }
 
+// LOG-SINK-07
 TEST(LogSink, OfTheStatisticsGetsEachRecordAsItArrived) {
     const SinksReleased released;
     std::vector<StatisticRecord> records;

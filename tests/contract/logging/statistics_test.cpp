@@ -31,6 +31,7 @@ protected:
 
 }  // namespace
 
+// LOG-STAT-01
 TEST_F(Statistics, AreOneJsonObjectALine) {
     manager.OperateLog(15002, L"TransferTaskService", L" StartTransferTaskService");
     manager.OperateLog(15003, L"UpLoadTaskManger::uploadStart ", L"\"quoted\" \\path\nnext line");
@@ -46,6 +47,7 @@ TEST_F(Statistics, AreOneJsonObjectALine) {
     EXPECT_EQ(second["text"].asString(), "\"quoted\" \\path\nnext line");
 }
 
+// LOG-STAT-02
 TEST_F(Statistics, CarryEveryCharacter) {
     const std::wstring text = L"\xE9\x20AC\x1F600\xF05C";
     manager.OperateLog(15001, text, text);
@@ -54,6 +56,7 @@ TEST_F(Statistics, CarryEveryCharacter) {
     EXPECT_EQ(Platform::WidenText(value["module"].asString()), text);
 }
 
+// LOG-STAT-03
 TEST_F(Statistics, WhatHasNoUtf8FormIsReplacedAndNothingThrows) {
     std::wstring text = L"a\xDCFF\xD800z";
     text += static_cast<wchar_t>(0x110000);
@@ -62,6 +65,7 @@ TEST_F(Statistics, WhatHasNoUtf8FormIsReplacedAndNothingThrows) {
     EXPECT_EQ(Platform::WidenText(value["text"].asString()), L"a\xFFFD\xFFFDz\xFFFD");
 }
 
+// LOG-STAT-04
 TEST_F(Statistics, OfManyThreadsStayWhole) {
     std::vector<std::thread> threads;
     for (int thread = 0; thread < 8; ++thread) {
@@ -79,6 +83,7 @@ TEST_F(Statistics, OfManyThreadsStayWhole) {
     }
 }
 
+// LOG-STAT-05
 TEST_F(Statistics, EndWithLevelOff) {
     Logging::LogSettings settings = log.Settings();
     settings.level = Logging::Level::Error;

@@ -7,11 +7,13 @@
 
 namespace Drive {
 
+// LOG-CONVERT-01
 TEST(TypeConvert, NarrowTextIsUtf8) {
     EXPECT_EQ(TypeConvert::WStringToString(L"\xE9\x20AC\x1F600"), "\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80");
     EXPECT_EQ(TypeConvert::StringToWString("\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80"), L"\xE9\x20AC\x1F600");
 }
 
+// LOG-CONVERT-02
 TEST(TypeConvert, EveryNarrowTextComesBack) {
     std::mt19937 random(11);
     for (int round = 0; round < 20000; ++round) {
@@ -21,6 +23,7 @@ TEST(TypeConvert, EveryNarrowTextComesBack) {
     }
 }
 
+// LOG-CONVERT-03
 TEST(TypeConvert, WhatIsNoCharacterCannotBeNarrowed) {
     EXPECT_THROW(TypeConvert::WStringToString(L"\xD800"), std::range_error);
     EXPECT_THROW(TypeConvert::WStringToString(L"\xDC7F"), std::range_error);
@@ -28,6 +31,7 @@ TEST(TypeConvert, WhatIsNoCharacterCannotBeNarrowed) {
     EXPECT_EQ(TypeConvert::WStringToString(L"\xDC80"), "\x80");
 }
 
+// LOG-CONVERT-04
 TEST(TypeConvert, WideningNeverThrows) {
     EXPECT_EQ(TypeConvert::StringToWString("\xFF"
                                            "a\xC3"),
@@ -35,12 +39,14 @@ TEST(TypeConvert, WideningNeverThrows) {
               L"a\xDCC3");
 }
 
+// LOG-CONVERT-05
 TEST(TypeConvert, Utf82UnicodeIsTheIdentityForUtf8) {
     const std::string text("Error:\0\n caf\xC3\xA9 \xF0\x9F\x98\x80", 20);
     EXPECT_EQ(TypeConvert::UTF82Unicode(text), text);
     EXPECT_EQ(TypeConvert::UTF82Unicode(""), "");
 }
 
+// LOG-CONVERT-06
 TEST(TypeConvert, Utf82UnicodeReplacesEachBrokenByte) {
     const std::string replacement = "\xEF\xBF\xBD";
     EXPECT_EQ(TypeConvert::UTF82Unicode("a\xFF"

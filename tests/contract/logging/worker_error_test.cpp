@@ -10,6 +10,7 @@
 
 namespace Drive {
 
+// LOG-RECORD-10
 TEST(WorkerError, AnExceptionThatLeavesAWorkItemIsInTheErrorLog) {
     std::mutex mutex;
     std::vector<Logging::TextRecord> records;

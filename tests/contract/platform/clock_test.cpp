@@ -7,18 +7,21 @@
 
 namespace Drive::Platform {
 
+// PLAT-CLOCK-01
 TEST(Clock, SleepPausesForAtLeastTheTimeGiven) {
     const std::int64_t before = MonotonicMilliseconds();
     Sleep(40);
     EXPECT_GE(MonotonicMilliseconds() - before, 40);
 }
 
+// PLAT-CLOCK-02
 TEST(Clock, SleepOfNothingReturnsAtOnce) {
     const std::int64_t before = MonotonicMilliseconds();
     for (int round = 0; round < 3; ++round) Sleep(0);
     EXPECT_LT(MonotonicMilliseconds() - before, 5000);
 }
 
+// PLAT-CLOCK-03
 TEST(Clock, UnixTimeIsTheWallClockInSeconds) {
     const std::int64_t before = std::time(nullptr);
     const std::int64_t told = UnixTimeSeconds();
@@ -28,6 +31,7 @@ TEST(Clock, UnixTimeIsTheWallClockInSeconds) {
     EXPECT_LE(told, after + 1);
 }
 
+// PLAT-CLOCK-04
 TEST(Clock, MonotonicTimeNeverGoesBack) {
     std::int64_t last = MonotonicMilliseconds();
     for (int round = 0; round < 10000; ++round) {
@@ -37,6 +41,7 @@ TEST(Clock, MonotonicTimeNeverGoesBack) {
     }
 }
 
+// PLAT-CLOCK-05
 TEST(Clock, MonotonicTimeCountsMilliseconds) {
     const auto wallBefore = std::chrono::steady_clock::now();
     const std::int64_t before = MonotonicMilliseconds();

@@ -24,6 +24,7 @@ protected:
 
 }  // namespace
 
+// PLAT-COPY-01
 TEST_F(CopyFiles, CopyTheContentToANewName) {
     std::string content(3'000'001, '\0');
     for (std::size_t index = 0; index < content.size(); ++index) content[index] = static_cast<char>(index * 7 >> 3);
@@ -34,6 +35,7 @@ TEST_F(CopyFiles, CopyTheContentToANewName) {
     EXPECT_EQ(folder.CountEntries(), 2u);
 }
 
+// PLAT-COPY-02
 TEST_F(CopyFiles, AnEmptyFileIsCopiedAsWell) {
     folder.Put("from", "");
     EXPECT_TRUE(Copy("from", "to"));
@@ -41,6 +43,7 @@ TEST_F(CopyFiles, AnEmptyFileIsCopiedAsWell) {
     EXPECT_EQ(folder.Get("to"), "");
 }
 
+// PLAT-COPY-03
 TEST_F(CopyFiles, ReplaceAnExistingTarget) {
     folder.Put("from", "new");
     folder.Put("to", "a longer old content");
@@ -49,6 +52,7 @@ TEST_F(CopyFiles, ReplaceAnExistingTarget) {
     EXPECT_EQ(folder.CountEntries(), 2u);
 }
 
+// PLAT-COPY-04
 TEST_F(CopyFiles, RefuseAnExistingTargetWhenAsked) {
     folder.Put("from", "new");
     folder.Put("to", "old");
@@ -59,6 +63,7 @@ TEST_F(CopyFiles, RefuseAnExistingTargetWhenAsked) {
     EXPECT_EQ(folder.Get("other"), "new");
 }
 
+// PLAT-COPY-05
 TEST_F(CopyFiles, AMissingSourceLeavesTheTargetAsItWas) {
     folder.Put("to", "old");
     EXPECT_FALSE(Copy("absent", "to"));
@@ -67,17 +72,20 @@ TEST_F(CopyFiles, AMissingSourceLeavesTheTargetAsItWas) {
     EXPECT_EQ(folder.CountEntries(), 1u);
 }
 
+// PLAT-COPY-06
 TEST_F(CopyFiles, AFolderIsNoSource) {
     std::filesystem::create_directory(folder.Native("sub"));
     EXPECT_FALSE(Copy("sub", "to"));
     EXPECT_EQ(folder.CountEntries(), 1u);
 }
 
+// PLAT-COPY-07
 TEST_F(CopyFiles, ADeviceIsNoSource) {
     EXPECT_FALSE(CopyFileW(L"\\dev\\null", folder.Engine("to").c_str(), 0));
     EXPECT_EQ(folder.CountEntries(), 0u);
 }
 
+// PLAT-COPY-08
 TEST_F(CopyFiles, OfManyWhoRefuseAnExistingTargetExactlyOneGetsTheName) {
     folder.Put("from", std::string(200'000, 'n'));
     for (int round = 0; round < 20; ++round) {
@@ -93,6 +101,7 @@ TEST_F(CopyFiles, OfManyWhoRefuseAnExistingTargetExactlyOneGetsTheName) {
     EXPECT_EQ(folder.CountEntries(), 21u);
 }
 
+// PLAT-COPY-09
 TEST_F(CopyFiles, AFolderIsNoTarget) {
     folder.Put("from", "content");
     std::filesystem::create_directory(folder.Native("sub"));
@@ -101,12 +110,14 @@ TEST_F(CopyFiles, AFolderIsNoTarget) {
     EXPECT_EQ(folder.CountEntries(), 2u);
 }
 
+// PLAT-COPY-10
 TEST_F(CopyFiles, AMissingTargetFolderIsAFailure) {
     folder.Put("from", "content");
     EXPECT_FALSE(Copy("from", "absent/to"));
     EXPECT_EQ(folder.CountEntries(), 1u);
 }
 
+// PLAT-COPY-11
 TEST_F(CopyFiles, WithoutRoomTheTargetIsAsItWas) {
     folder.Put("from", std::string(3u << 20, 'n'));
     folder.Put("to", "old");
@@ -119,12 +130,14 @@ TEST_F(CopyFiles, WithoutRoomTheTargetIsAsItWas) {
     EXPECT_EQ(folder.CountEntries(), 2u);
 }
 
+// PLAT-COPY-12
 TEST_F(CopyFiles, AFileIsNotCopiedOntoItself) {
     folder.Put("from", "content");
     EXPECT_FALSE(Copy("from", "from"));
     EXPECT_EQ(folder.Get("from"), "content");
 }
 
+// PLAT-COPY-13
 TEST_F(CopyFiles, TheCopyIsAFileOfItsOwn) {
     folder.Put("from", "content");
     ASSERT_TRUE(Copy("from", "to"));
@@ -132,6 +145,7 @@ TEST_F(CopyFiles, TheCopyIsAFileOfItsOwn) {
     EXPECT_EQ(folder.Get("to"), "content");
 }
 
+// PLAT-COPY-14
 TEST_F(CopyFiles, ATargetReadByAnotherKeepsItsOldContentForThatReader) {
     folder.Put("from", "new");
     folder.Put("to", "old");
@@ -143,6 +157,7 @@ TEST_F(CopyFiles, ATargetReadByAnotherKeepsItsOldContentForThatReader) {
     CloseHandle(reader);
 }
 
+// PLAT-COPY-15
 TEST_F(CopyFiles, ABadPathIsAFailure) {
     folder.Put("from", "content");
     const std::wstring from = folder.Engine("from");
@@ -153,6 +168,7 @@ TEST_F(CopyFiles, ABadPathIsAFailure) {
     EXPECT_EQ(folder.CountEntries(), 1u);
 }
 
+// PLAT-COPY-16
 TEST_F(CopyFiles, ANameOfTheLongestLengthIsNoObstacle) {
     folder.Put("from", "content");
     const std::string longest(255, 'n');

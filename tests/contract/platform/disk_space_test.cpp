@@ -6,6 +6,7 @@
 
 namespace Drive::Platform {
 
+// PLAT-SPACE-01
 TEST(DiskSpace, TellsTheThreeCountsOfTheVolume) {
     const Testing::TemporaryFolder folder;
     struct statvfs volume {};
@@ -20,6 +21,7 @@ TEST(DiskSpace, TellsTheThreeCountsOfTheVolume) {
     EXPECT_NEAR(static_cast<double>(free), told, 1e9);
 }
 
+// PLAT-SPACE-02
 TEST(DiskSpace, AnyOfTheThreeMayBeLeftOut) {
     const Testing::TemporaryFolder folder;
     DiskBytes free = 0;
@@ -28,6 +30,7 @@ TEST(DiskSpace, AnyOfTheThreeMayBeLeftOut) {
     EXPECT_TRUE(GetDiskFreeSpaceExW(folder.Engine(".").c_str(), nullptr, nullptr, nullptr));
 }
 
+// PLAT-SPACE-03
 TEST(DiskSpace, AnAbsentFolderLeavesTheOutputsUntouched) {
     const Testing::TemporaryFolder folder;
     DiskBytes forCaller = 1, total = 2, free = 3;

@@ -32,6 +32,7 @@ protected:
 
 }  // namespace
 
+// PLAT-OPEN-01
 TEST_F(OpenFiles, Disposition3OpensWhatExists) {
     folder.Put("there", "content");
     const HANDLE handle = Open("there", kGenericRead, kOpenExisting);
@@ -40,11 +41,13 @@ TEST_F(OpenFiles, Disposition3OpensWhatExists) {
     EXPECT_TRUE(CloseHandle(handle));
 }
 
+// PLAT-OPEN-02
 TEST_F(OpenFiles, Disposition3MakesNothing) {
     EXPECT_EQ(Open("absent", kGenericRead | kGenericWrite, kOpenExisting), kInvalidHandle);
     EXPECT_EQ(folder.CountEntries(), 0u);
 }
 
+// PLAT-OPEN-03
 TEST_F(OpenFiles, Disposition4MakesWhatIsAbsent) {
     const HANDLE handle = Open("new", kGenericRead | kGenericWrite, kOpenAlways);
     ASSERT_TRUE(IsOpenHandle(handle));
@@ -53,6 +56,7 @@ TEST_F(OpenFiles, Disposition4MakesWhatIsAbsent) {
     CloseHandle(handle);
 }
 
+// PLAT-OPEN-04
 TEST_F(OpenFiles, Disposition4NeverTruncates) {
     folder.Put("there", "kept");
     const HANDLE handle = Open("there", kGenericRead | kGenericWrite, kOpenAlways);
@@ -62,6 +66,7 @@ TEST_F(OpenFiles, Disposition4NeverTruncates) {
     EXPECT_EQ(folder.Get("there"), "kept");
 }
 
+// PLAT-OPEN-05
 TEST_F(OpenFiles, TheOtherDispositionsMeanWhatTheyMeanAtHome) {
     folder.Put("there", "content");
     EXPECT_EQ(Open("there", kGenericWrite, 1), kInvalidHandle);
@@ -75,12 +80,14 @@ TEST_F(OpenFiles, TheOtherDispositionsMeanWhatTheyMeanAtHome) {
     EXPECT_FALSE(folder.Has("absent"));
 }
 
+// PLAT-OPEN-06
 TEST_F(OpenFiles, AnUnknownDispositionIsRefused) {
     folder.Put("there", "content");
     EXPECT_EQ(Open("there", kGenericRead, 0), kInvalidHandle);
     EXPECT_EQ(Open("there", kGenericRead, 6), kInvalidHandle);
 }
 
+// PLAT-OPEN-07
 TEST_F(OpenFiles, ReadAccessDoesNotWrite) {
     folder.Put("there", "content");
     const HANDLE handle = Open("there", kGenericRead, kOpenExisting);
@@ -89,6 +96,7 @@ TEST_F(OpenFiles, ReadAccessDoesNotWrite) {
     EXPECT_EQ(folder.Get("there"), "content");
 }
 
+// PLAT-OPEN-08
 TEST_F(OpenFiles, WriteAccessDoesNotRead) {
     folder.Put("there", "content");
     const HANDLE handle = Open("there", kGenericWrite, kOpenExisting);
@@ -98,6 +106,7 @@ TEST_F(OpenFiles, WriteAccessDoesNotRead) {
     EXPECT_EQ(folder.Get("there"), "Content");
 }
 
+// PLAT-OPEN-09
 TEST_F(OpenFiles, ReadAccessWithTheAttributeBitReads) {
     folder.Put("there", "content");
     const HANDLE handle =
@@ -106,6 +115,7 @@ TEST_F(OpenFiles, ReadAccessWithTheAttributeBitReads) {
     EXPECT_TRUE(CloseHandle(handle));
 }
 
+// PLAT-OPEN-10
 TEST_F(OpenFiles, AttributeAccessNeedsNoRightToRead) {
     folder.Put("secret", "content");
     std::filesystem::permissions(folder.Native("secret"), std::filesystem::perms::none);
@@ -118,6 +128,7 @@ TEST_F(OpenFiles, AttributeAccessNeedsNoRightToRead) {
     EXPECT_TRUE(CloseHandle(handle));
 }
 
+// PLAT-OPEN-11
 TEST_F(OpenFiles, AttributeAccessOpensWhatNobodyCanRead) {
     const int socket = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
     sockaddr_un address{};
@@ -128,15 +139,18 @@ TEST_F(OpenFiles, AttributeAccessOpensWhatNobodyCanRead) {
     ::close(socket);
 }
 
+// PLAT-OPEN-12
 TEST_F(OpenFiles, AttributeAccessToAnAbsentFileFails) {
     EXPECT_EQ(Open("absent", kFileReadAttributes, kOpenExisting), kInvalidHandle);
 }
 
+// PLAT-OPEN-13
 TEST_F(OpenFiles, AttributeAccessWithDisposition4MakesTheFile) {
     EXPECT_TRUE(CloseHandle(Open("new", kFileReadAttributes, kOpenAlways)));
     EXPECT_TRUE(folder.Has("new"));
 }
 
+// PLAT-OPEN-14
 TEST_F(OpenFiles, ShareModesDoNotKeepOthersOut) {
     folder.Put("there", "content");
     const HANDLE first =
@@ -148,6 +162,7 @@ TEST_F(OpenFiles, ShareModesDoNotKeepOthersOut) {
     CloseHandle(second);
 }
 
+// PLAT-OPEN-15
 TEST_F(OpenFiles, AFolderOpensOnlyWhenTheFlagsAskForOne) {
     std::filesystem::create_directory(folder.Native("sub"));
     EXPECT_EQ(Open("sub", kGenericRead, kOpenExisting), kInvalidHandle);
@@ -155,6 +170,7 @@ TEST_F(OpenFiles, AFolderOpensOnlyWhenTheFlagsAskForOne) {
     EXPECT_TRUE(CloseHandle(Open("sub", kFileReadAttributes, kOpenExisting, 0x02000000)));
 }
 
+// PLAT-OPEN-16
 TEST_F(OpenFiles, APipeWithoutOtherEndHoldsNobodyUp) {
     ASSERT_EQ(::mkfifo(folder.Native("pipe").c_str(), 0600), 0);
     const HANDLE handle = Open("pipe", kGenericRead, kOpenExisting);
@@ -162,6 +178,7 @@ TEST_F(OpenFiles, APipeWithoutOtherEndHoldsNobodyUp) {
     CloseHandle(handle);
 }
 
+// PLAT-OPEN-17
 TEST_F(OpenFiles, ABadPathIsAnInvalidHandle) {
     EXPECT_EQ(CreateFileW(nullptr, kGenericRead, 0, nullptr, kOpenAlways, 0, nullptr), kInvalidHandle);
     EXPECT_EQ(CreateFileW(L"", kGenericRead, 0, nullptr, kOpenAlways, 0, nullptr), kInvalidHandle);
@@ -171,6 +188,7 @@ TEST_F(OpenFiles, ABadPathIsAnInvalidHandle) {
     EXPECT_EQ(folder.CountEntries(), 0u);
 }
 
+// PLAT-OPEN-18
 TEST_F(OpenFiles, BothSeparatorsAndOddNamesReachTheSameFile) {
     std::filesystem::create_directory(folder.Native("sub"));
     folder.Put("sub/odd\\name\xFF", "content");
@@ -183,6 +201,7 @@ TEST_F(OpenFiles, BothSeparatorsAndOddNamesReachTheSameFile) {
     }
 }
 
+// PLAT-OPEN-19
 TEST_F(OpenFiles, AFailedOpenLeavesNoHandleBehind) {
     const std::size_t before = OpenHandleCount();
     Open("absent", kGenericRead, kOpenExisting);

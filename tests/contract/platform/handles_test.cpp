@@ -33,29 +33,34 @@ std::size_t CountDescriptors() {
 
 }  // namespace
 
+// PLAT-HANDLE-01
 TEST_F(Handles, NoneAndTheInvalidValueCannotBeClosed) {
     EXPECT_FALSE(CloseHandle(nullptr));
     EXPECT_FALSE(CloseHandle(kInvalidHandle));
 }
 
+// PLAT-HANDLE-02
 TEST_F(Handles, AnUnknownHandleCannotBeClosed) {
     int local = 0;
     EXPECT_FALSE(CloseHandle(&local));
     for (std::uintptr_t number = 1; number < 64; ++number) EXPECT_FALSE(CloseHandle(reinterpret_cast<HANDLE>(number)));
 }
 
+// PLAT-HANDLE-03
 TEST_F(Handles, AreClosedOnceOnly) {
     const HANDLE handle = Open();
     EXPECT_TRUE(CloseHandle(handle));
     EXPECT_FALSE(CloseHandle(handle));
 }
 
+// PLAT-HANDLE-04
 TEST_F(Handles, AreNeverARawDescriptor) {
     const HANDLE handle = Open();
     EXPECT_GT(reinterpret_cast<std::uintptr_t>(handle), 65536u);
     CloseHandle(handle);
 }
 
+// PLAT-HANDLE-05
 TEST_F(Handles, AStaleOneIsRefusedAlthoughOthersWereOpenedSince) {
     const HANDLE stale = Open();
     CloseHandle(stale);
@@ -73,6 +78,7 @@ TEST_F(Handles, AStaleOneIsRefusedAlthoughOthersWereOpenedSince) {
     for (const HANDLE handle : later) EXPECT_TRUE(CloseHandle(handle));
 }
 
+// PLAT-HANDLE-06
 TEST_F(Handles, AreCountedWhileOpen) {
     const std::size_t before = OpenHandleCount();
     const HANDLE first = Open();
@@ -84,12 +90,14 @@ TEST_F(Handles, AreCountedWhileOpen) {
     EXPECT_EQ(OpenHandleCount(), before);
 }
 
+// PLAT-HANDLE-07
 TEST_F(Handles, ClosingGivesTheDescriptorBack) {
     const std::size_t before = CountDescriptors();
     for (int count = 0; count < 50; ++count) CloseHandle(Open());
     EXPECT_EQ(CountDescriptors(), before);
 }
 
+// PLAT-HANDLE-08
 TEST_F(Handles, DoNotReachAChildProcess) {
     const HANDLE handle = Open();
     for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
@@ -101,6 +109,7 @@ TEST_F(Handles, DoNotReachAChildProcess) {
     CloseHandle(handle);
 }
 
+// PLAT-HANDLE-09
 TEST_F(Handles, AHandleClosedUnderAReaderNeverReadsAnotherFile) {
     folder.Put("other", "OTHER!!");
     std::atomic<bool> stop{false};
@@ -127,6 +136,7 @@ TEST_F(Handles, AHandleClosedUnderAReaderNeverReadsAnotherFile) {
     CloseHandle(shared);
 }
 
+// PLAT-HANDLE-10
 TEST_F(Handles, ManyThreadsMayOpenAndCloseAtOnce) {
     const std::size_t before = OpenHandleCount();
     std::vector<std::thread> threads;

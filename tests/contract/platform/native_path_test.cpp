@@ -39,27 +39,32 @@ private:
 
 }  // namespace
 
+// PLAT-PATH-01
 TEST(NativePath, BothSeparatorsBecomeTheNativeOne) {
     EXPECT_EQ(NativePath(L"\\home\\me/Cloud\\a b.txt"), "/home/me/Cloud/a b.txt");
     EXPECT_EQ(NativePath(L"folder\\"), "folder/");
     EXPECT_EQ(NativePath(L""), "");
 }
 
+// PLAT-PATH-02
 TEST(NativePath, TheMappedCharacterIsABackslashOfTheName) {
     EXPECT_EQ(NativePath(L"a\xF05C"
                          L"b\\c"),
               "a\\b/c");
 }
 
+// PLAT-PATH-03
 TEST(NativePath, EverythingElseIsNarrowed) {
     EXPECT_EQ(NativePath(L"\xE9\x20AC\xDC80"), "\xC3\xA9\xE2\x82\xAC\x80");
     EXPECT_THROW(NativePath(L"a\xD800"), std::range_error);
 }
 
+// PLAT-PATH-04
 TEST(NativePath, APathThatHoldsANulIsRefused) {
     EXPECT_THROW(NativePath(std::wstring(L"harmless\0.exe", 13)), std::range_error);
 }
 
+// PLAT-PATH-05
 TEST(NativePath, AnyNativeNameComesBack) {
     std::mt19937 random(7);
     const std::string pieces[] = {"a", "\\", "\xEF\x81\x9C", "\xEF", "\x81", "\x9C", "\xC3\xA9", "\x80", " ", "."};
@@ -70,6 +75,7 @@ TEST(NativePath, AnyNativeNameComesBack) {
     }
 }
 
+// PLAT-PATH-06
 TEST(NativePath, AnySingleByteComesBackAsAName) {
     for (unsigned value = 1; value < 256; ++value) {
         if (value == '/') continue;
@@ -78,6 +84,7 @@ TEST(NativePath, AnySingleByteComesBackAsAName) {
     }
 }
 
+// PLAT-PATH-07
 TEST(EngineName, ABackslashIsMappedAndARealMappedCharacterIsCarriedAsItsBytes) {
     EXPECT_EQ(EngineName("a\\b"),
               L"a\xF05C"
@@ -89,11 +96,13 @@ TEST(EngineName, ABackslashIsMappedAndARealMappedCharacterIsCarriedAsItsBytes) {
     EXPECT_NE(EngineName("\\"), EngineName("\xEF\x81\x9C"));
 }
 
+// PLAT-PATH-08
 TEST(EngineName, HoldsNoSeparator) {
     EXPECT_TRUE(IsSafeName(EngineName("a\\..\\b")));
     EXPECT_EQ(EngineName("..\\").find(L'\\'), std::wstring::npos);
 }
 
+// PLAT-PATH-09
 TEST(EnginePath, JoinsTheComponentsByBackslash) {
     EXPECT_EQ(EnginePath("/home/me/x\\y/z"), L"\\home\\me\\x\xF05Cy\\z");
     EXPECT_EQ(EnginePath("relative/name"), L"relative\\name");
@@ -102,11 +111,13 @@ TEST(EnginePath, JoinsTheComponentsByBackslash) {
     EXPECT_EQ(EnginePath(""), L"");
 }
 
+// PLAT-PATH-10
 TEST(EnginePath, IsUndoneByNativePath) {
     const std::string path = "/srv/odd\\name/\xEF\x81\x9C/\xFF\xC3\xA9/";
     EXPECT_EQ(NativePath(EnginePath(path)), path);
 }
 
+// PLAT-PATH-11
 TEST(SafeName, OnlyOneComponentIsAName) {
     EXPECT_TRUE(IsSafeName(L"a.txt"));
     EXPECT_TRUE(IsSafeName(L"..."));
@@ -123,6 +134,7 @@ TEST(SafeName, OnlyOneComponentIsAName) {
     EXPECT_FALSE(IsSafeName(std::wstring(L"a\0", 2)));
 }
 
+// PLAT-PATH-12
 TEST(SafeRelativePath, ConsistsOfSafeNames) {
     EXPECT_TRUE(IsSafeRelativePath(L"a"));
     EXPECT_TRUE(IsSafeRelativePath(L"a\\b/c.txt"));
@@ -140,12 +152,14 @@ TEST(SafeRelativePath, ConsistsOfSafeNames) {
     EXPECT_FALSE(IsSafeRelativePath(std::wstring(L"a\\b\0", 4)));
 }
 
+// PLAT-PATH-13
 TEST(LocalAppDataFolder, IsTheOneThatXdgNames) {
     const Variable data("XDG_DATA_HOME", "/var/data/me");
     const Variable home("HOME", "/home/me");
     EXPECT_EQ(LocalAppDataFolder(), L"\\var\\data\\me");
 }
 
+// PLAT-PATH-14
 TEST(LocalAppDataFolder, FallsBackToTheHomeFolder) {
     Variable data("XDG_DATA_HOME", nullptr);
     const Variable home("HOME", "/home/me");
@@ -154,22 +168,26 @@ TEST(LocalAppDataFolder, FallsBackToTheHomeFolder) {
     EXPECT_EQ(LocalAppDataFolder(), L"\\home\\me\\.local\\share");
 }
 
+// PLAT-PATH-15
 TEST(LocalAppDataFolder, IgnoresARelativePath) {
     const Variable data("XDG_DATA_HOME", "not/absolute");
     const Variable home("HOME", "/home/me");
     EXPECT_EQ(LocalAppDataFolder(), L"\\home\\me\\.local\\share");
 }
 
+// PLAT-PATH-16
 TEST(LocalAppDataFolder, HasNoClosingSeparator) {
     const Variable data("XDG_DATA_HOME", "/var/data//");
     EXPECT_EQ(LocalAppDataFolder(), L"\\var\\data");
 }
 
+// PLAT-PATH-17
 TEST(LocalAppDataFolder, IsWrittenAsTheEngineWritesPaths) {
     const Variable data("XDG_DATA_HOME", "/odd\\name\xFF");
     EXPECT_EQ(LocalAppDataFolder(), L"\\odd\xF05Cname\xDCFF");
 }
 
+// PLAT-PATH-18
 TEST(LocalAppDataFolder, IsEmptyWhenNothingIsKnown) {
     const Variable data("XDG_DATA_HOME", nullptr);
     const Variable home("HOME", nullptr);

@@ -29,6 +29,7 @@ protected:
 
 }  // namespace
 
+// PLAT-IO-01
 TEST_F(ReadingWriting, ReadsTheBytesAtTheOffset) {
     OpenWith("0123456789");
     char data[4] = {};
@@ -36,6 +37,7 @@ TEST_F(ReadingWriting, ReadsTheBytesAtTheOffset) {
     EXPECT_EQ(std::string(data, 4), "3456");
 }
 
+// PLAT-IO-02
 TEST_F(ReadingWriting, ReadsFewerBytesOnlyAtTheEnd) {
     OpenWith("0123456789");
     char data[8] = {};
@@ -45,6 +47,7 @@ TEST_F(ReadingWriting, ReadsFewerBytesOnlyAtTheEnd) {
     EXPECT_EQ(ReadAt(handle, 1000, data, 8), 0);
 }
 
+// PLAT-IO-03
 TEST_F(ReadingWriting, NeverMovesAFilePointer) {
     OpenWith("0123456789");
     char data[3] = {};
@@ -56,12 +59,14 @@ TEST_F(ReadingWriting, NeverMovesAFilePointer) {
     EXPECT_EQ(std::string(data, 3), "012");
 }
 
+// PLAT-IO-04
 TEST_F(ReadingWriting, WritesAtTheOffsetWithoutTruncating) {
     OpenWith("0123456789");
     EXPECT_TRUE(WriteAt(handle, 2, "ab", 2));
     EXPECT_EQ(folder.Get("file"), "01ab456789");
 }
 
+// PLAT-IO-05
 TEST_F(ReadingWriting, WritingBehindTheEndFillsTheGapWithZeroes) {
     OpenWith("01");
     EXPECT_TRUE(WriteAt(handle, 4, "ab", 2));
@@ -69,6 +74,7 @@ TEST_F(ReadingWriting, WritingBehindTheEndFillsTheGapWithZeroes) {
     EXPECT_EQ(SizeOf(handle), 6);
 }
 
+// PLAT-IO-06
 TEST_F(ReadingWriting, NothingIsReadOrWrittenForNoBytes) {
     OpenWith("01");
     EXPECT_EQ(ReadAt(handle, 0, nullptr, 0), 0);
@@ -76,6 +82,7 @@ TEST_F(ReadingWriting, NothingIsReadOrWrittenForNoBytes) {
     EXPECT_EQ(SizeOf(handle), 2);
 }
 
+// PLAT-IO-07
 TEST_F(ReadingWriting, ALargeBlockArrivesWhole) {
     OpenWith("");
     std::string block(9u << 20, '\0');
@@ -86,6 +93,7 @@ TEST_F(ReadingWriting, ALargeBlockArrivesWhole) {
     EXPECT_TRUE(back == block);
 }
 
+// PLAT-IO-08
 TEST_F(ReadingWriting, OffsetsBeyondFourGibibytesWork) {
     OpenWith("");
     const std::int64_t offset = 5ll << 30;
@@ -96,6 +104,7 @@ TEST_F(ReadingWriting, OffsetsBeyondFourGibibytesWork) {
     EXPECT_EQ(std::string(data, 3), "end");
 }
 
+// PLAT-IO-09
 TEST_F(ReadingWriting, AnImpossibleOffsetFails) {
     OpenWith("01");
     char byte = 0;
@@ -107,6 +116,7 @@ TEST_F(ReadingWriting, AnImpossibleOffsetFails) {
     EXPECT_EQ(folder.Get("file"), "01");
 }
 
+// PLAT-IO-10
 TEST_F(ReadingWriting, FailsWithoutAHandle) {
     char byte = 0;
     for (const HANDLE none : {HANDLE{nullptr}, kInvalidHandle}) {
@@ -117,6 +127,7 @@ TEST_F(ReadingWriting, FailsWithoutAHandle) {
     }
 }
 
+// PLAT-IO-11
 TEST_F(ReadingWriting, ABlockThatFitsOnlyPartlyIsAFailure) {
     OpenWith("");
     const std::string block(6000, 'x');
@@ -124,12 +135,14 @@ TEST_F(ReadingWriting, ABlockThatFitsOnlyPartlyIsAFailure) {
     EXPECT_FALSE(WriteAt(handle, 0, block.data(), block.size()));
 }
 
+// PLAT-IO-12
 TEST_F(ReadingWriting, AFullDiskIsAFailure) {
     handle = CreateFileW(L"\\dev\\full", kGenericWrite, 7, nullptr, kOpenExisting, 0, nullptr);
     ASSERT_TRUE(IsOpenHandle(handle));
     EXPECT_FALSE(WriteAt(handle, 0, "x", 1));
 }
 
+// PLAT-IO-13
 TEST_F(ReadingWriting, WhatWasWrittenCanBeSynced) {
     OpenWith("");
     EXPECT_TRUE(WriteAt(handle, 0, "x", 1));
@@ -138,6 +151,7 @@ TEST_F(ReadingWriting, WhatWasWrittenCanBeSynced) {
     EXPECT_TRUE(SyncToDisk(handle));
 }
 
+// PLAT-IO-14
 TEST_F(ReadingWriting, WhatWasWrittenCanBeSyncedAlthoughItsFolderMoved) {
     std::filesystem::create_directory(folder.Native("before"));
     handle =
@@ -147,6 +161,7 @@ TEST_F(ReadingWriting, WhatWasWrittenCanBeSyncedAlthoughItsFolderMoved) {
     EXPECT_TRUE(SyncToDisk(handle));
 }
 
+// PLAT-IO-15
 TEST_F(ReadingWriting, SyncIsFalseWhereNothingCanBeSworn) {
     handle = CreateFileW(L"\\dev\\full", kGenericWrite, 7, nullptr, kOpenExisting, 0, nullptr);
     EXPECT_FALSE(SyncToDisk(handle));

@@ -11,6 +11,7 @@
 
 namespace Drive::Platform {
 
+// PLAT-SYNC-01
 TEST(Mutex, LetsOneThreadInAtATime) {
     Mutex mutex;
     int counter = 0;
@@ -27,6 +28,7 @@ TEST(Mutex, LetsOneThreadInAtATime) {
     EXPECT_EQ(counter, 20000);
 }
 
+// PLAT-SYNC-02
 TEST(Mutex, IsNotGivenTwice) {
     Mutex mutex;
     std::unique_lock<Mutex> lock(mutex);
@@ -41,6 +43,7 @@ TEST(Mutex, IsNotGivenTwice) {
     EXPECT_TRUE(taken);
 }
 
+// PLAT-SYNC-03
 TEST(ConditionVariable, AWaiterWakesWhenNotified) {
     Mutex mutex;
     ConditionVariable condition;
@@ -57,6 +60,7 @@ TEST(ConditionVariable, AWaiterWakesWhenNotified) {
     waiter.join();
 }
 
+// PLAT-SYNC-04
 TEST(ConditionVariable, TheMutexIsFreeWhileWaitingAndHeldAfterwards) {
     Mutex mutex;
     ConditionVariable condition;
@@ -75,6 +79,7 @@ TEST(ConditionVariable, TheMutexIsFreeWhileWaitingAndHeldAfterwards) {
     other.join();
 }
 
+// PLAT-SYNC-05
 TEST(ConditionVariable, NotifyAllWakesEveryWaiter) {
     Mutex mutex;
     ConditionVariable condition;
@@ -94,6 +99,7 @@ TEST(ConditionVariable, NotifyAllWakesEveryWaiter) {
     for (std::thread& waiter : waiters) waiter.join();
 }
 
+// PLAT-SYNC-06
 TEST(ConditionVariable, WaitUntilIsFalseOnceTheDeadlinePassed) {
     Mutex mutex;
     ConditionVariable condition;
@@ -105,6 +111,7 @@ TEST(ConditionVariable, WaitUntilIsFalseOnceTheDeadlinePassed) {
     EXPECT_TRUE(lock.owns_lock());
 }
 
+// PLAT-SYNC-07
 TEST(ConditionVariable, ADeadlineInThePastPassesAtOnce) {
     Mutex mutex;
     ConditionVariable condition;
@@ -116,6 +123,7 @@ TEST(ConditionVariable, ADeadlineInThePastPassesAtOnce) {
     EXPECT_LT(MonotonicMilliseconds() - before, 20000);
 }
 
+// PLAT-SYNC-08
 TEST(ConditionVariable, WaitUntilIsTrueWhenSignalledInTime) {
     for (const std::int64_t deadline : {MonotonicMilliseconds() + 60'000, std::numeric_limits<std::int64_t>::max()}) {
         Mutex mutex;

@@ -15,11 +15,13 @@ bool IsSurrogate(std::uint32_t point) { return point >= 0xD800 && point <= 0xDFF
 
 }  // namespace
 
+// PLAT-TEXT-01
 TEST(Text, EmptyTextStaysEmptyBothWays) {
     EXPECT_EQ(NarrowText(L""), "");
     EXPECT_EQ(WidenText(""), L"");
 }
 
+// PLAT-TEXT-02
 TEST(Text, EachLengthOfSequenceIsWrittenAsUtf8) {
     EXPECT_EQ(NarrowText(L"A"), "A");
     EXPECT_EQ(NarrowText(One(0xE9)), "\xC3\xA9");
@@ -27,11 +29,13 @@ TEST(Text, EachLengthOfSequenceIsWrittenAsUtf8) {
     EXPECT_EQ(NarrowText(One(0x1F600)), "\xF0\x9F\x98\x80");
 }
 
+// PLAT-TEXT-03
 TEST(Text, ANulIsAnOrdinaryCharacter) {
     EXPECT_EQ(NarrowText(std::wstring(L"a\0b", 3)), std::string("a\0b", 3));
     EXPECT_EQ(WidenText(std::string("a\0b", 3)), std::wstring(L"a\0b", 3));
 }
 
+// PLAT-TEXT-04
 TEST(Text, EveryCharacterComesBack) {
     for (std::uint32_t point = 0; point <= 0x10FFFF; ++point) {
         if (IsSurrogate(point)) continue;
@@ -39,6 +43,7 @@ TEST(Text, EveryCharacterComesBack) {
     }
 }
 
+// PLAT-TEXT-05
 TEST(Text, AnUndecodableByteBecomesItsSurrogateAndComesBack) {
     for (unsigned value = 0x80; value <= 0xFF; ++value) {
         const std::string byte(1, static_cast<char>(value));
@@ -47,6 +52,7 @@ TEST(Text, AnUndecodableByteBecomesItsSurrogateAndComesBack) {
     }
 }
 
+// PLAT-TEXT-06
 TEST(Text, AnyOtherSurrogateCannotBeNarrowed) {
     for (std::uint32_t point = 0xD800; point <= 0xDFFF; ++point) {
         if (point >= 0xDC80 && point <= 0xDCFF) continue;
@@ -54,11 +60,13 @@ TEST(Text, AnyOtherSurrogateCannotBeNarrowed) {
     }
 }
 
+// PLAT-TEXT-07
 TEST(Text, AValueAboveTheLastCharacterCannotBeNarrowed) {
     EXPECT_THROW(NarrowText(One(0x110000)), std::range_error);
     EXPECT_THROW(NarrowText(One(0xFFFFFFFF)), std::range_error);
 }
 
+// PLAT-TEXT-08
 TEST(Text, WhatOnlyLooksLikeUtf8IsCarriedByteByByte) {
     // Overlong forms, a written-out surrogate, a value above the last character, and sequences cut short.
     EXPECT_EQ(WidenText("\xC0\xAF"), One(0xDCC0) + One(0xDCAF));
@@ -76,6 +84,7 @@ TEST(Text, WhatOnlyLooksLikeUtf8IsCarriedByteByByte) {
               One(0xDC80) + L"A" + One(0xE9));
 }
 
+// PLAT-TEXT-09
 TEST(Text, EveryPairOfBytesComesBack) {
     for (unsigned first = 0; first < 256; ++first) {
         for (unsigned second = 0; second < 256; ++second) {
@@ -85,6 +94,7 @@ TEST(Text, EveryPairOfBytesComesBack) {
     }
 }
 
+// PLAT-TEXT-10
 TEST(Text, AnyBytesComeBack) {
     std::mt19937 random(20240501);
     for (int round = 0; round < 20000; ++round) {

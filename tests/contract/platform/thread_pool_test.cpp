@@ -90,6 +90,7 @@ struct ReportsCounted {
 
 }  // namespace
 
+// PLAT-POOL-01
 TEST(ThreadPool, RunsTheRoutineWithItsArgument) {
     std::atomic<int> value{0};
     ASSERT_TRUE(QueueUserWorkItem(
@@ -102,6 +103,7 @@ TEST(ThreadPool, RunsTheRoutineWithItsArgument) {
     EXPECT_EQ(value, 42);
 }
 
+// PLAT-POOL-02
 TEST(ThreadPool, ANullArgumentArrivesAsItIs) {
     static std::atomic<bool> wasNull{false};
     ASSERT_TRUE(QueueUserWorkItem(
@@ -114,6 +116,7 @@ TEST(ThreadPool, ANullArgumentArrivesAsItIs) {
     EXPECT_TRUE(wasNull);
 }
 
+// PLAT-POOL-03
 TEST(ThreadPool, GrowsForAsManyWorkersAsBlockAtOnce) {
     Meeting meeting(200);
     for (int index = 0; index < 200; ++index) ASSERT_TRUE(QueueUserWorkItem(&ArriveAsWorker, &meeting, 0));
@@ -122,6 +125,7 @@ TEST(ThreadPool, GrowsForAsManyWorkersAsBlockAtOnce) {
     EXPECT_EQ(meeting.threads.size(), 200u);
 }
 
+// PLAT-POOL-04
 TEST(ThreadPool, RunsOnAThreadOfItsOwnAndNotOnTheCallers) {
     Meeting meeting(1);
     ASSERT_TRUE(QueueUserWorkItem(&ArriveAsWorker, &meeting, 0));
@@ -129,6 +133,7 @@ TEST(ThreadPool, RunsOnAThreadOfItsOwnAndNotOnTheCallers) {
     EXPECT_EQ(meeting.threads.count(std::this_thread::get_id()), 0u);
 }
 
+// PLAT-POOL-05
 TEST(ThreadPool, ReusesIdleThreads) {
     const std::size_t before = CountThreads();
     for (int index = 0; index < 100; ++index) {
@@ -140,6 +145,7 @@ TEST(ThreadPool, ReusesIdleThreads) {
     EXPECT_LT(CountThreads(), before + 50);
 }
 
+// PLAT-POOL-06
 TEST(ThreadPool, AnExceptionOfAWorkerEndsNeitherThreadNorProcess) {
     const ReportsCounted counted;
     for (int round = 0; round < 3; ++round) {
@@ -154,6 +160,7 @@ TEST(ThreadPool, AnExceptionOfAWorkerEndsNeitherThreadNorProcess) {
     EXPECT_EQ(meeting.arrived, 1);
 }
 
+// PLAT-POOL-07
 TEST(ThreadPool, AnExceptionOfATaskEndsNothingEither) {
     const ReportsCounted counted;
     ASSERT_TRUE(StartTaskThread([](void*) { throw std::runtime_error("lost"); }, nullptr));
@@ -161,6 +168,7 @@ TEST(ThreadPool, AnExceptionOfATaskEndsNothingEither) {
     EXPECT_EQ(reports, 1);
 }
 
+// PLAT-POOL-08
 TEST(ThreadPool, BlockedTasksNeverHoldUpWorkers) {
     Meeting tasks(201);
     for (int index = 0; index < 200; ++index) ASSERT_TRUE(StartTaskThread(&ArriveAsTask, &tasks));
@@ -173,6 +181,7 @@ TEST(ThreadPool, BlockedTasksNeverHoldUpWorkers) {
     EXPECT_EQ(tasks.threads.size(), 201u);
 }
 
+// PLAT-POOL-09
 TEST(ThreadPool, BlockedWorkersNeverHoldUpTasks) {
     Meeting workers(101);
     for (int index = 0; index < 100; ++index) ASSERT_TRUE(QueueUserWorkItem(&ArriveAsWorker, &workers, 0));
@@ -183,6 +192,7 @@ TEST(ThreadPool, BlockedWorkersNeverHoldUpTasks) {
     ASSERT_TRUE(BecomesIdle());
 }
 
+// PLAT-POOL-10
 TEST(ThreadPool, CountsWhatRuns) {
     ASSERT_TRUE(BecomesIdle());
     Meeting meeting(3);
@@ -193,6 +203,7 @@ TEST(ThreadPool, CountsWhatRuns) {
     EXPECT_TRUE(BecomesIdle());
 }
 
+// PLAT-POOL-11
 TEST(ThreadPool, MayBeUsedFromAnyThreadAtOnce) {
     std::atomic<int> done{0};
     std::vector<std::thread> callers;
@@ -213,6 +224,7 @@ TEST(ThreadPool, MayBeUsedFromAnyThreadAtOnce) {
     EXPECT_EQ(done, 1600);
 }
 
+// PLAT-POOL-12
 TEST(ThreadPool, AWorkerMayStartFurtherWork) {
     static std::atomic<int> depth{0};
     depth = 0;
@@ -272,10 +284,12 @@ void ExpectRefusalWithoutThreads(const std::function<bool(Meeting&)>& start) {
 
 }  // namespace
 
+// PLAT-POOL-13
 TEST(ThreadPool, WithoutAThreadTheAnswerIsFalseAndTheRoutineIsNeverCalled) {
     ExpectRefusalWithoutThreads([](Meeting& meeting) { return QueueUserWorkItem(&ArriveAsWorker, &meeting, 0) != 0; });
 }
 
+// PLAT-POOL-14
 TEST(ThreadPool, WithoutAThreadATaskIsRefusedAsWell) {
     ExpectRefusalWithoutThreads([](Meeting& meeting) { return StartTaskThread(&ArriveAsTask, &meeting); });
 }

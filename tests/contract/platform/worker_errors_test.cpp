@@ -13,6 +13,7 @@ void Remember(const char* message) { lastMessage = message; }
 
 }  // namespace
 
+// PLAT-POOL-15
 TEST(WorkerErrors, ReachTheHandler) {
     lastMessage.clear();
     SetWorkerErrorHandler(&Remember);
@@ -21,6 +22,7 @@ TEST(WorkerErrors, ReachTheHandler) {
     EXPECT_EQ(lastMessage, "what went wrong");
 }
 
+// PLAT-POOL-16
 TEST(WorkerErrors, GoToStandardErrorWithoutAHandler) {
     lastMessage.clear();
     SetWorkerErrorHandler(nullptr);

@@ -145,7 +145,7 @@ protected:
     std::vector<Logging::TextRecord> lines;
 };
 
-// COM-WRITE-10
+// COM-DURABLE-18
 TEST_P(WriteSweep, AnErrorOfAnyOneCallFailsTheWriteAndLosesNothing) {
     const int struck = Sweep({Fault::Kind::Error, EIO, false}, [](const Outcome& outcome) {
         EXPECT_EQ(outcome.answer, outcome.struck.empty()) << outcome.struck;
@@ -153,13 +153,13 @@ TEST_P(WriteSweep, AnErrorOfAnyOneCallFailsTheWriteAndLosesNothing) {
     EXPECT_GE(struck, 5) << "the sweep met nearly no calls";
 }
 
-// COM-WRITE-10
+// COM-DURABLE-19
 TEST_P(WriteSweep, ADiskThatIsBrokenFromAnyCallOnFailsTheWriteAndLosesNothing) {
     Sweep({Fault::Kind::Error, EIO, true},
           [](const Outcome& outcome) { EXPECT_EQ(outcome.answer, outcome.struck.empty()) << outcome.struck; });
 }
 
-// COM-WRITE-11
+// COM-DURABLE-20
 TEST_P(WriteSweep, ADiskThatIsFullForOneCallIsWaitedFor) {
     for (const int error : {ENOSPC, EDQUOT}) {
         Sweep({Fault::Kind::Error, error, false},
@@ -167,7 +167,7 @@ TEST_P(WriteSweep, ADiskThatIsFullForOneCallIsWaitedFor) {
     }
 }
 
-// COM-WRITE-11
+// COM-DURABLE-21
 TEST_P(WriteSweep, ADiskThatIsFullFromAnyCallOnFailsTheWriteAfterABoundedWait) {
     Sweep({Fault::Kind::Error, ENOSPC, true}, [](const Outcome& outcome) {
         EXPECT_EQ(outcome.answer, outcome.struck.empty()) << outcome.struck;
@@ -175,13 +175,13 @@ TEST_P(WriteSweep, ADiskThatIsFullFromAnyCallOnFailsTheWriteAfterABoundedWait) {
     });
 }
 
-// COM-WRITE-12
+// COM-DURABLE-22
 TEST_P(WriteSweep, AnInterruptionOfAnyCallIsPassedOver) {
     Sweep({Fault::Kind::Error, EINTR, false},
           [](const Outcome& outcome) { EXPECT_TRUE(outcome.answer) << outcome.struck; });
 }
 
-// COM-WRITE-12
+// COM-DURABLE-23
 TEST_P(WriteSweep, WritesThatMoveOnlyAPartAreGoneOn) {
     for (const bool lasting : {false, true}) {
         const int struck =
@@ -190,7 +190,7 @@ TEST_P(WriteSweep, WritesThatMoveOnlyAPartAreGoneOn) {
     }
 }
 
-// COM-WRITE-13
+// COM-DURABLE-24
 TEST_P(WriteSweep, AnErrorThatOnlyTheClosingTellsTakesNothingFromWhatIsOnTheDisk) {
     Sweep({Fault::Kind::LostClose, EIO, false},
           [](const Outcome& outcome) { EXPECT_TRUE(outcome.answer) << outcome.struck; });
@@ -198,7 +198,7 @@ TEST_P(WriteSweep, AnErrorThatOnlyTheClosingTellsTakesNothingFromWhatIsOnTheDisk
 
 class WriteSweepOfPairs : public WriteSweep {};
 
-// COM-WRITE-14
+// COM-DURABLE-25
 TEST_P(WriteSweepOfPairs, TwoFaultsAnywhereLoseNothing) {
     for (const int error : {EIO, ENOSPC}) {
         const Fault fault{Fault::Kind::Error, error, false};

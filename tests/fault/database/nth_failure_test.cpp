@@ -69,6 +69,7 @@ protected:
     }
 };
 
+// DB-FAIL-06
 TEST_P(EveryNthFailure, FailsTheOperationAndNothingElse) {
     int nth = 1;
     while (Live(nth) && !HasFailure()) ++nth;

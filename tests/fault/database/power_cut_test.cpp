@@ -67,6 +67,7 @@ protected:
     }
 };
 
+// DB-CRASH-02
 TEST_P(PowerCut, AtAnyCallKeepsWhatWasAnsweredAndAtMostLosesLatePositions) {
     int nth = 1;
     while (Live(nth) && !HasFailure()) ++nth;

@@ -70,7 +70,7 @@ protected:
     sqlite3* other = nullptr;
 };
 
-// DB-SHARE-04
+// DB-SHARE-06
 TEST_P(TwoWriters, LoseNothingAndNeverWaitBeyondTheBusyTimeout) {
     const int rows = GetParam().rowsEach;
     std::atomic<int> failures{0};

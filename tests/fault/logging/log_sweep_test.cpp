@@ -131,7 +131,7 @@ std::size_t OpenDescriptors() {
     return static_cast<std::size_t>(std::distance(fs::directory_iterator("/proc/self/fd"), {}));
 }
 
-// LOG-FILE-20
+// LOG-FILE-06
 TEST_P(LogSweep, AFaultAtAnyCallDisturbsNobodyAndWhatIsLostIsTold) {
     const std::size_t before = OpenDescriptors();
     constexpr int kMostCalls = 5000;
