@@ -40,7 +40,8 @@ GetCommand::GetCommand(Session& session, const GetOptions& options)
       downloads(
           session, placement, LimitsOf(options, Platform::MonotonicMilliseconds()),
           [this](const CloudEntry& entry, const Outcome& outcome) { Tell(entry, outcome.result, outcome.message); }),
-      started(Platform::MonotonicMilliseconds()) {}
+      started(Platform::MonotonicMilliseconds()),
+      limits(LimitsOf(options, started)) {}
 
 // The cursor stands for a run after which nothing was left to do.
 bool GetCommand::NothingNew() {
@@ -273,6 +274,8 @@ int GetCommand::Finish(int code) {
     return final;
 }
 
+bool GetCommand::Late() const { return limits.deadline != 0 && Platform::MonotonicMilliseconds() >= limits.deadline; }
+
 int GetCommand::Run() {
     OnStopRequested([] { Cloud::DriveAccount::Abort(); });
     std::vector<CloudEntry> entries;
@@ -294,15 +297,15 @@ int GetCommand::Run() {
         }
     }
     for (const CloudEntry& entry : entries) {
-        if (StopRequested()) {
+        if (StopRequested() || Late()) {
             Tell(entry, Result::Pending, "not looked at");
             continue;
         }
         Act(entry);
     }
-    if (StopRequested()) {
+    if (StopRequested() || Late()) {
         downloads.SettleRest("not begun");
-        return Finish(kExitStopped);
+        return Finish(StopRequested() ? kExitStopped : kExitTimeout);
     }
     const int code = downloads.Empty() ? kExitOk : Download();
     for (auto entry = entries.rbegin(); code == kExitOk && !options.dryRun && entry != entries.rend(); ++entry) {

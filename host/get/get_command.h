@@ -80,6 +80,7 @@ private:
     int Download();
     int CodeOf(RunEnd end);
     bool ShowProgress();
+    bool Late() const;
     int Finish(int code);
 
     Session& session;
@@ -88,6 +89,7 @@ private:
     Placement placement;
     DownloadRun downloads;
     const std::int64_t started;
+    const DownloadLimits limits;
     RowSnapshot rows;
     std::unordered_set<std::string> folders;  // paths of the cloud's folders
     std::unordered_map<std::string, ProvedFile> proved;

@@ -58,10 +58,11 @@ void GetCommand::Perform(const CloudEntry& entry, const EntryFacts& facts, const
         case Step::MakeFolder:
             return MakeFolder(entry, facts, Result::FolderMade);
         case Step::Unchanged:
-            if (facts.task.exists) {
-                DropDownload(entry.file.id);
+            if (options.verify) {
+                return CheckVisible(entry, facts, Result::Unchanged);
             }
-            return options.verify ? CheckVisible(entry, facts, Result::Unchanged) : Tell(entry, Result::Unchanged, "");
+            WriteRow(entry, facts, Platform::WidenText(facts.proved->sha256));
+            return Tell(entry, Result::Unchanged, "");
         case Step::Adopt:
             return CheckVisible(entry, facts, Result::Adopted);
         case Step::MakeEmpty:
@@ -144,6 +145,9 @@ void GetCommand::CheckVisible(const CloudEntry& entry, const EntryFacts& facts, 
 
 void GetCommand::Keep(const CloudEntry& entry, EntryFacts facts, const Decision& decision) {
     if (!options.overwrite || facts.visible.kind == FileKind::Unreachable) {
+        if (facts.task.exists && !options.dryRun) {
+            DropDownload(entry.file.id);  // what an earlier run left; nobody wants it now
+        }
         return Tell(entry, Result::KeptLocal, decision.reason);
     }
     if (options.dryRun) {

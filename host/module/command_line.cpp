@@ -1,6 +1,7 @@
 #include "host/module/command_line.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <cstdio>
 #include <exception>
 #include <functional>
@@ -133,6 +134,9 @@ int RunGet(const CommandLine& line) {
         [&](Session& session) {
             for (std::string& path : options.only) {
                 path = BelowRoot(session.settings.root, path);
+            }
+            if (std::find(options.only.begin(), options.only.end(), "") != options.only.end()) {
+                options.only.clear();  // the root itself: everything
             }
             return GetCommand(session, options).Run();
         });

@@ -37,10 +37,14 @@ PutCommand::PutCommand(Session& session, const PutOptions& options)
       placement(session.staging, session.visible, session.records),
       uploads(session, LimitsOf(options, Platform::MonotonicMilliseconds()),
               {[this](const UploadRun::Job& job, Result result, const std::string& message) {
+                   if (result == Result::Uploaded) {
+                       ForgetPictures(job.entry);
+                   }
                    Tell(job.entry, result, message);
                },
                [this](const UploadRun::Job& job) { Emptied(job); }, [this](EngineEvent::Kind kind) { Notice(kind); }}),
-      started(Platform::MonotonicMilliseconds()) {}
+      started(Platform::MonotonicMilliseconds()),
+      limits(LimitsOf(options, started)) {}
 
 int PutCommand::List() {
     reporter.Stage("listing the cloud");
@@ -234,6 +238,8 @@ int PutCommand::Finish(int code) {
     return final;
 }
 
+bool PutCommand::Late() const { return limits.deadline != 0 && Platform::MonotonicMilliseconds() >= limits.deadline; }
+
 int PutCommand::Run() {
     OnStopRequested([] { Cloud::DriveAccount::Abort(); });
     if (const int code = List(); code != kExitOk) {
@@ -242,16 +248,16 @@ int PutCommand::Run() {
     ReadState();
     reporter.Stage("looking at " + session.settings.root);
     for (const LocalEntry& entry : ReadLocalTree(session.visible, session.StagingInside())) {
-        if (StopRequested()) {
+        if (StopRequested() || Late()) {
             Tell(entry, Result::Pending, "not looked at");
             continue;
         }
         Act(entry);
     }
-    if (StopRequested()) {
+    if (StopRequested() || Late()) {
         uploads.SettleRest([](const UploadRun::Job&) { return std::pair(Result::Pending, std::string()); },
                            "not begun");
-        return Finish(kExitStopped);
+        return Finish(StopRequested() ? kExitStopped : kExitTimeout);
     }
     return Finish(uploads.Empty() ? kExitOk : Upload());
 }

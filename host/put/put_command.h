@@ -50,6 +50,9 @@ private:
     void CreateEmpty(const LocalEntry& entry, const PutFacts& facts, bool replace);
     void KeepRow(const LocalEntry& entry, const Cloud::CloudFile& file, const std::wstring& localSha256);
     void Queue(const LocalEntry& entry, const PutFacts& facts, bool fresh);
+    void DropTask(const LocalEntry& entry);
+    void LeaveAlone(const LocalEntry& entry, Result result, const std::string& reason);
+    static void ForgetPictures(const LocalEntry& entry);
     std::optional<std::wstring> ParentIdOf(const LocalEntry& entry) const;
     void Tell(const LocalEntry& entry, Result result, const std::string& message);
     void Plan(const LocalEntry& entry, const PutFacts& facts, PutStep step);
@@ -61,6 +64,7 @@ private:
     void Prove();
     std::pair<Result, std::string> ProofOf(const UploadRun::Job& job);
     bool ShowProgress();
+    bool Late() const;
     int Finish(int code);
 
     Session& session;
@@ -69,6 +73,7 @@ private:
     Placement placement;
     UploadRun uploads;
     const std::int64_t started;
+    const DownloadLimits limits;
     std::unordered_map<std::string, CloudEntry> cloud;               // by path
     std::unordered_map<std::wstring, Cloud::CloudFile> shown;        // by id, as the cloud lists them afterwards
     std::unordered_map<std::string, std::wstring> folderIds;         // by path; folders that the cloud has

@@ -30,14 +30,14 @@ std::wstring NewLocalId() {
 
 std::wstring PlaceOf(const LocalEntry& entry) { return entry.parentFolder + L"\\" + entry.name; }
 
+}  // namespace
+
 // The cache pictures belong to the content, and the engine would take them for a new content too.
-void ForgetPictures(const LocalEntry& entry) {
+void PutCommand::ForgetPictures(const LocalEntry& entry) {
     for (const std::wstring& cache : {g_thumbnailFolder, g_lcdthumbnailFolder}) {
         Common::FileHepler::RemoveFile(cache + entry.parentFolder + entry.name + L".jpg");
     }
 }
-
-}  // namespace
 
 PutFacts PutCommand::FactsOf(const LocalEntry& entry) const {
     PutFacts facts;
@@ -74,12 +74,14 @@ void PutCommand::Act(const LocalEntry& entry) {
 
 // What a dry run says of a step that would change something.
 void PutCommand::Plan(const LocalEntry& entry, const PutFacts& facts, PutStep step) {
-    if (step != PutStep::FolderThere && !ParentIdOf(entry)) {
+    if (step != PutStep::FolderThere && step != PutStep::Unchanged && !ParentIdOf(entry)) {
         return Tell(entry, Result::Refused, kNoFolder);
     }
     switch (step) {
         case PutStep::FolderThere:
             return Tell(entry, Result::FolderThere, "");
+        case PutStep::Unchanged:
+            return Tell(entry, Result::Unchanged, "");
         case PutStep::CreateFolder:
             folderIds[entry.path] = L"planned";
             return Tell(entry, Result::Planned, "the folder would be made in the cloud");
@@ -98,7 +100,7 @@ void PutCommand::Emptied(const UploadRun::Job& job) {
 }
 
 void PutCommand::Perform(const LocalEntry& entry, const PutFacts& facts, PutStep step, const std::string& reason) {
-    const bool changes = step == PutStep::FolderThere || step == PutStep::CreateFolder ||
+    const bool changes = step == PutStep::FolderThere || step == PutStep::Unchanged || step == PutStep::CreateFolder ||
                          step == PutStep::CreateEmpty || step == PutStep::ReplaceEmpty || step == PutStep::SendNew ||
                          step == PutStep::SendVersion || step == PutStep::Resume;
     if (options.dryRun && changes) {
@@ -111,6 +113,8 @@ void PutCommand::Perform(const LocalEntry& entry, const PutFacts& facts, PutStep
         case PutStep::CreateFolder:
             return CreateFolder(entry);
         case PutStep::Unchanged:
+            // A row that says "in step" with another digest than the cloud's would mislead whoever reads it next.
+            KeepRow(entry, facts.cloud->file, Platform::WidenText(facts.proved->sha256));
             return Tell(entry, Result::Unchanged, "");
         case PutStep::CreateEmpty:
         case PutStep::ReplaceEmpty:
@@ -120,15 +124,28 @@ void PutCommand::Perform(const LocalEntry& entry, const PutFacts& facts, PutStep
         case PutStep::Resume:
             return Queue(entry, facts, step != PutStep::Resume);
         case PutStep::CloudNewer:
-            return Tell(entry, Result::CloudNewer, reason);
+            return LeaveAlone(entry, Result::CloudNewer, reason);
         case PutStep::NotSent:
-            return Tell(entry, Result::NotSent, reason);
+            return LeaveAlone(entry, Result::NotSent, reason);
         case PutStep::Refuse:
-            return Tell(entry, Result::Refused, reason);
+            return LeaveAlone(entry, Result::Refused, reason);
         case PutStep::Conflict:
         case PutStep::Compare:
-            return Tell(entry, Result::Conflict, reason);
+            return LeaveAlone(entry, Result::Conflict, reason);
     }
+}
+
+// A task that an earlier run left would be carried out with the others as soon as the engine runs.
+void PutCommand::DropTask(const LocalEntry& entry) {
+    const auto row = rowsByPlace.find(PlaceOf(entry));
+    if (!options.dryRun && row != rowsByPlace.end() && uploadTasks.count(row->second.GetFileId()) != 0) {
+        SQLiteDB::SQLiteDB::GetInstance().DeleteTaskItem(row->second.GetFileId(), 2);
+    }
+}
+
+void PutCommand::LeaveAlone(const LocalEntry& entry, Result result, const std::string& reason) {
+    DropTask(entry);
+    Tell(entry, result, reason);
 }
 
 void PutCommand::Compare(const LocalEntry& entry, const PutFacts& facts, const PutDecision& decision) {
@@ -163,8 +180,8 @@ void PutCommand::KeepRow(const LocalEntry& entry, const Cloud::CloudFile& file, 
         SQLiteDB::SQLiteDB::GetInstance().DeleteTaskItem(row->second.GetFileId(), 2);
         SQLiteDB::SQLiteDB::GetInstance().DeleteDriveDataItem(row->second.GetFileId());
     } else if (row != rowsByPlace.end() && row->second.GetFileStatus() == 1 &&
-               row->second.GetLocalFileSha256() == localSha256) {
-        return;
+               row->second.GetLocalFileSha256() == localSha256 && row->second.GetHash() == file.sha256) {
+        return DropTask(entry);
     }
     SQLiteDB::SQLiteDB::GetInstance().DeleteTaskItem(file.id, 2);
     SQLiteDB::SyncRows::PutFile(RowOf({file, entry.parentFolder, entry.path, ""}, 1, localSha256));

@@ -1,13 +1,12 @@
 """Every command as a person types it: what it refuses, with which code and in which words, and what it leaves alone."""
 import json
-import os
-import shutil
+import signal
 import subprocess
 import time
 import unittest
 
 import harness
-from host_case import MIB, SLICE, HostCase, powerless, tree
+from host_case import MIB, HostCase, powerless, tree
 
 COMMANDS = {"get": [], "put": [], "fetch": ["x"], "verify": [], "status": [], "watch": [], "sync": [], "cancel": ["x"],
             "mount": ["x"]}
@@ -71,6 +70,62 @@ class HostCommands(HostCase):
             self.assertIn("zelkor-drive init", self.drive(command, "--state", up.state, expect=3), command)
         up.init()
         self.run_host(up, "get")
+
+    # HOST-LOGIN-02
+    def test_an_access_token_that_ran_out_is_refreshed_and_kept(self):
+        up = self.begin("--access-seconds", "2")
+        (up.root / "empty").touch()
+        first = json.loads((up.state / "login.json").read_text())
+        time.sleep(2.1)
+        self.run_host(up, "put")
+        second = json.loads((up.state / "login.json").read_text())
+        self.assertNotEqual(first["accessToken"], second["accessToken"])
+        self.assertNotEqual(first["refreshToken"], second["refreshToken"])
+        time.sleep(2.1)
+        self.run_host(up, "get", "--dry-run")
+
+    # HOST-DOCTOR-01, HOST-DOCTOR-02
+    def test_the_doctor_names_what_is_wrong_and_what_to_do(self):
+        up = self.begin()
+        text = self.run_host(up, "doctor").stdout
+        self.assertNotIn("WRONG", text)
+        (up.state / "login.json").chmod(0o644)
+        self.cloud.stop()
+        findings = self.events(up, "doctor", expect=1)[0]["findings"]
+        wrong = {finding["what"]: finding["detail"] for finding in findings if not finding["good"]}
+        self.assertEqual({"login.json", "cloud"}, set(wrong))
+        self.assertIn(f"chmod 600 {up.state}/login.json", wrong["login.json"])
+        (up.state / "transfer.db").write_bytes(b"this is no database" * 1000)
+        self.assertIn("WRONG    database", self.run_host(up, "doctor", expect=1).stdout)
+
+    # HOST-WATCH-04, HOST-WATCH-05
+    def test_watching_keeps_both_sides_in_step_until_a_signal(self):
+        up = self.begin()
+        down = self.second()
+        watch = self.spawn_host(down, "watch", "--every", "1")
+        (up.root / "from there").touch()
+        self.run_host(up, "put")
+        self.wait_until(lambda: (down.root / "from there").exists(), 20, "the change in the cloud")
+        (down.root / "from here").touch()
+        self.wait_until(lambda: self.run_host(up, "get").returncode == 0 and (up.root / "from here").exists(), 20,
+                        "the change here")
+        begun = time.monotonic()
+        watch.send_signal(signal.SIGTERM)
+        self.ends_with(watch, 0)
+        self.assertLess(time.monotonic() - begun, 8)
+        (down.root / "from here").unlink()
+        self.run_host(down, "sync")
+        self.assertTrue((down.root / "from here").exists(), "what is gone on one side comes back from the other")
+
+    # HOST-TIME-02
+    def test_a_timeout_counts_from_the_beginning(self):
+        up = self.begin()
+        for name in ("one", "two"):
+            (up.root / name).write_text(name)
+        self.cloud.tell({"path": "/v1/files*", "delay": 2})
+        events = self.events(up, "put", "--timeout", "1", expect=5)
+        self.assertEqual({"pending"}, {self.entry(events, name)["result"] for name in ("one", "two")})
+        self.assertEqual([], up.query("SELECT fileId FROM T_task"))
 
     # HOST-LOCK-01, HOST-LOCK-02
     def test_a_second_command_on_the_same_state_or_root(self):

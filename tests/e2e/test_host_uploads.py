@@ -3,10 +3,27 @@ survives, each file that failed is named with the reason, and it goes up once th
 import json
 import os
 import socket
+import sqlite3
+import struct
 import threading
 import unittest
+import zlib
 
-from host_case import SLICE, HostCase, powerless
+from host_case import SLICE, HostCase, powerless, sha256
+
+
+HASH = "SELECT hash FROM T_cloudDriveData WHERE isFolder = 0"
+
+
+def picture(width, height):
+    """A PNG that holds a colour gradient."""
+    def chunk(kind, data):
+        return struct.pack(">I", len(data)) + kind + data + struct.pack(">I", zlib.crc32(kind + data))
+
+    rows = b"".join(b"\0" + bytes(value for x in range(width) for value in (x % 256, y % 256, (x ^ y) % 256))
+                    for y in range(height))
+    header = struct.pack(">IIBBBBB", width, height, 8, 2, 0, 0, 0)
+    return b"\x89PNG\r\n\x1a\n" + chunk(b"IHDR", header) + chunk(b"IDAT", zlib.compress(rows)) + chunk(b"IEND", b"")
 
 
 class BitFlip:
@@ -100,6 +117,47 @@ class HostUploads(HostCase):
             {"path": "/v1/uploads/create-complete", "nth": 5, "status": 409, "errorCode": "21015002", "afterWork": True})
         self.run_host(up, "put")
         self.put_and_get_back()
+
+    # HOST-CONFLICT-03
+    def test_an_interrupted_upload_that_became_a_conflict_is_not_carried_out(self):
+        up = self.begin()
+        self.make_file(up.root / "both", 2 * SLICE, seed="first")
+        self.run_host(up, "put")
+        other = self.second()
+        self.run_host(other, "get")
+        self.make_file(up.root / "both", 3 * SLICE, seed="here")
+        self.cloud.tell({"method": "PUT", "path": "/store/*", "status": 503})
+        self.run_host(up, "put", "--timeout", "4", expect=5)
+        self.assertEqual(1, len(up.query("SELECT fileId FROM T_task WHERE direction = 2")))
+        self.cloud.tell()
+        self.make_file(other.root / "both", 4 * SLICE, seed="there")
+        self.run_host(other, "put")
+
+        self.make_file(up.root / "another", 100)  # so that the engine has something to do
+        events = self.events(up, "put", expect=1)
+        self.assertEqual("conflict", self.entry(events, "both")["result"])
+        self.assertEqual("uploaded", self.entry(events, "another")["result"])
+        self.assertEqual([], up.query("SELECT fileId FROM T_task"))
+        back = self.second("back")
+        self.run_host(back, "get")
+        self.assertEqual(sha256(other.root / "both"), sha256(back.root / "both"))
+
+    # HOST-ROWS-01, HOST-CACHE-01
+    def test_rows_that_contradict_the_cloud_are_put_right_and_pictures_do_not_stay(self):
+        up = self.begin()
+        (up.root / "picture.png").write_bytes(picture(640, 400))
+        self.run_host(up, "put")
+        cached = [path for path in (up.state / "cache").rglob("*") if path.is_file()]
+        self.assertEqual([], cached, "the small pictures have gone up with the file")
+        digest = sha256(up.root / "picture.png")
+        self.assertEqual([(digest,)], up.query(HASH))
+        for command in ("put", "get"):
+            database = sqlite3.connect(up.database())
+            database.execute("UPDATE T_cloudDriveData SET hash = 'wrong' WHERE isFolder = 0")
+            database.commit()
+            database.close()
+            self.run_host(up, command)
+            self.assertEqual([(digest,)], up.query(HASH), command)
 
     # HOST-UP-03
     def test_an_object_that_is_altered_on_its_way_up(self):
