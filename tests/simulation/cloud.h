@@ -12,8 +12,8 @@ namespace Drive::Simulation {
 
 /// The cloud of a history, in the place of the scripted one: it keeps files and objects in the memory, decrypts what is
 /// uploaded with the keys that come with it, and fails as often as the weather says. It keeps what a cloud owes the
-/// engine: a plan is bound to the content, a damaged object is never handed out, an unconfirmed one never becomes part
-/// of a file.
+/// engine: a plan is bound to the content and its key, a damaged object is never handed out, an unconfirmed one never
+/// becomes part of a file.
 class Cloud {
 public:
     Cloud(const Plan& plan, const LifePlan& life, Memory& memory);

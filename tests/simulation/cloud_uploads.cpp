@@ -86,10 +86,12 @@ std::string Cloud::Start(const FileItem& file, const std::wstring& sha256, std::
     return PlanFor(file, Narrow(sha256));
 }
 
-// A plan is bound to the content: other bytes get another plan, with a version of their own.
+// A plan is bound to the content and to the file's key: other bytes get another plan, with a version of their own, and
+// so do the same bytes under another key. A file that is edited between its keyed digest and its hash is sent under a
+// key that a later attempt does not form again; objects of two keys must never come together in one file.
 std::string Cloud::PlanFor(const FileItem& file, const std::string& sha256) {
     const std::string id = Narrow(file.GetFileId());
-    const std::string bound = sha256 + "/" + std::to_string(file.GetSize());
+    const std::string bound = sha256 + "/" + Testing::Sha256(file.GetFileHMAC());
     if (memory.Get("bound/" + id) != bound) {
         memory.Set("version", std::to_string(std::atoll(memory.Get("version").c_str()) + 1));
         memory.Set("bound/" + id, bound);
