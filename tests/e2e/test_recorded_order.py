@@ -8,6 +8,7 @@ is missing, extra or out of order fails the test and is shown.
 In the tables {n} is a number, {word} anything without a blank or a semicolon; the other names are the file's own.
 """
 import difflib
+import functools
 import json
 import os
 import re
@@ -366,11 +367,16 @@ def lines(table, facts):
     return [line.format_map(Field(facts)) for line in table]
 
 
-def fits(expected, line):
+@functools.cache
+def pattern_of(expected):
     pattern = re.escape(expected)
     for name, form in PATTERNS.items():
         pattern = pattern.replace(re.escape(f"\x01{name}\x02"), form)
-    return re.fullmatch(pattern, line) is not None
+    return re.compile(pattern)
+
+
+def fits(expected, line):
+    return pattern_of(expected).fullmatch(line) is not None
 
 
 def differences(expected, found):
