@@ -58,6 +58,7 @@ private:
 
     /// Takes the next line without the blanks in front, which the parser would read as a continuation.
     bool LoadLine() {
+        taking = false;
         if (position >= content.size()) {
             return false;
         }

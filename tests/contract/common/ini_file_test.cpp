@@ -50,6 +50,14 @@ TEST_F(IniFile, PassesOverALineThatHoldsANul) {
     EXPECT_EQ(Read(with("MacAddressEncrypt=" + std::string(300, 'x'), std::string(300, 'y'))), "");
 }
 
+// COM-SETTINGS-06
+TEST_F(IniFile, PassesOverALongBrokenLineAfterTheValue) {
+    const std::string broken = std::string(140, 'x') + ' ' + std::string(200, 'y');
+    EXPECT_EQ(Read("MacAddressEncrypt=abc\n" + broken + "\n"), "abc");
+    EXPECT_EQ(Read("MacAddressEncrypt=abc\n[" + broken + "\n"), "abc");
+    EXPECT_EQ(Read("MacAddressEncrypt=abc\n" + broken + "=1\n"), "abc");
+}
+
 // COM-SETTINGS-08
 TEST_F(IniFile, IndentedLinesAreLinesOfTheirOwn) {
     EXPECT_EQ(Read("other=1\n   MacAddressEncrypt=abc\n"), "abc");
