@@ -72,5 +72,28 @@ TEST(ScriptedCloud, KeepsTheIdOfAKnownFileAndGivesOneToALocalFile) {
     EXPECT_EQ(result[L"id"], L"known");
 }
 
+TEST(Operation, FailsWhereTheChanceSaysSoUnlessAnAnswerIsQueued) {
+    Operation<int(int)> operation;
+    operation.Perhaps([](int value) { return value > 4; }, [](int) { return -1; });
+    EXPECT_EQ(operation.Call(Twice, 4), 8);
+    EXPECT_EQ(operation.Call(Twice, 5), -1);
+    operation.NextReturns(100);
+    EXPECT_EQ(operation.Call(Twice, 5), 100);
+}
+
+TEST(Operation, TellsAListenerOfEachAnswerAndItsArguments) {
+    Operation<int(int)> operation;
+    Operation<void(int)> silent;
+    std::string told;
+    operation.After(
+        [&](const int& answer, int value) { told += std::to_string(value) + "=" + std::to_string(answer) + " "; });
+    silent.After([&](int value) { told += std::to_string(value); });
+    operation.Call(Twice, 4);
+    operation.AlwaysReturns(7);
+    operation.Call(Twice, 4);
+    silent.Call([](int) {}, 3);
+    EXPECT_EQ(told, "4=8 4=7 3");
+}
+
 }  // namespace
 }  // namespace Drive::Testing

@@ -78,5 +78,21 @@ TEST(ScriptedPool, RefusesTaskThreadsWhenToldTo) {
     });
 }
 
+TEST(ScriptedPool, TellsAnObserverOfEachStageOfAWorkItem) {
+    VirtualTime::Run(0, [] {
+        std::string stages;
+        ScriptedPool::Observe(
+            [&](const ScriptedPool::Item&, ScriptedPool::Stage stage) { stages += "ARBE"[static_cast<int>(stage)]; });
+        ScriptedPool::FailNext(1);
+        Platform::QueueUserWorkItem([](void*) { return 0u; }, nullptr, 0);
+        EXPECT_EQ(stages, "R");
+        Platform::QueueUserWorkItem([](void*) { return 0u; }, nullptr, 0);
+        EXPECT_EQ(stages, "RA");
+        VirtualTime::Settle();
+        EXPECT_EQ(stages, "RABE");
+        ScriptedPool::Reset();
+    });
+}
+
 }  // namespace
 }  // namespace Drive::Testing

@@ -225,5 +225,20 @@ TEST(VirtualTime, PassesAnExceptionOfTheBodyOn) {
     EXPECT_FALSE(VirtualTime::Active());
 }
 
+TEST(VirtualTime, CallsTheStepFunctionWheneverAnEngineThreadMayGiveTheBatonAway) {
+    VirtualOptions options;
+    std::vector<std::string> steps;
+    options.onStep = [&] { steps.push_back(VirtualTime::ThreadName()); };
+    VirtualTime::Run(options, [&] {
+        VirtualTime::Start("engine", [] {
+            Sleep(10);
+            VirtualTime::MaybeYield();
+        });
+        EXPECT_TRUE(VirtualTime::Drain(1000));
+    });
+    // At the sleep, at the operation, and at the end; never for the test's own thread.
+    EXPECT_EQ(steps, (std::vector<std::string>{"engine-1", "engine-1", "engine-1"}));
+}
+
 }  // namespace
 }  // namespace Drive::Testing
