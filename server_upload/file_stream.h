@@ -13,10 +13,13 @@ using ContentStream = concurrency::streams::basic_istream<char>;
 /// in the task and comes out of its get().
 pplx::task<ContentStream> OpenContentStream(const std::wstring& path);
 
-/// Reads from the stream's position to its end; blocks.
-std::string ReadToEnd(const ContentStream& stream);
+// Both block, and throw a standard exception that names the file when it cannot be read.
 
-/// Reads up to `length` bytes at `position`, fewer only at the end of the file; blocks.
-std::string ReadSlice(const ContentStream& stream, std::uint64_t position, std::uint64_t length);
+/// Reads from the stream's position to its end. `path` is that of the file.
+std::string ReadToEnd(const ContentStream& stream, const std::wstring& path);
+
+/// Reads up to `length` bytes at `position`, fewer only at the end of the file.
+std::string ReadSlice(const ContentStream& stream, const std::wstring& path, std::uint64_t position,
+                      std::uint64_t length);
 
 }  // namespace Drive::TransferService

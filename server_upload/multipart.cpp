@@ -38,7 +38,7 @@ InterfaceName ChooseOperation(const Common::FileItem& file, const std::string& f
 void SendWhole(ServerUpload& upload, const std::string& lineBreak, const ContentStream& stream,
                const Common::FileItem& file, const Common::UploadStartInfo& startInfo, WMap& answer) {
     const std::string fileId = TypeConvert::WStringToString(file.GetFileId());
-    const std::string content = ReadToEnd(stream);
+    const std::string content = ReadToEnd(stream, file.GetFileClientPath());
     SyncPanelLog::WriteTraceLog("FileproxyMultipartUpload Read file end. fileid=" + fileId);
     std::string metadata;
     upload.buildUploadMetadata(file, metadata);

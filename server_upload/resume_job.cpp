@@ -60,7 +60,8 @@ void ServerUpload::ResumeJob::sendSlices(const pplx::task<ContentStream>& opened
 }
 
 bool ServerUpload::ResumeJob::sendSlice(const ContentStream& stream, std::uint64_t size) {
-    const std::string slice = ReadSlice(stream, position, NextSliceLength(sliceLength, position, size));
+    const std::string slice =
+        ReadSlice(stream, file.GetFileClientPath(), position, NextSliceLength(sliceLength, position, size));
     const WMap headers = SliceHeaders(file, position, slice.size());
     answer.clear();
     if (!Cloud::CloudDriveInterface::FileproxyUpload(resumeUrl, file.GetFileId(),
