@@ -29,7 +29,10 @@ Outcome Compare(const CloudEntry& entry, const LocalEntry& here, const std::stri
     } else if (entry.file.sha256.empty()) {
         outcome.message = "the cloud tells no digest";
     } else {
-        const std::wstring actual = ReadDigest(root, entry.path);
+        const std::wstring actual = ReadDigest(root, entry.path, StopRequested);
+        if (actual.empty() && StopRequested()) {
+            return {entry.path, Result::Pending, entry.file.size, "not looked at"};
+        }
         outcome.result = actual == entry.file.sha256 ? Result::Unchanged : Result::Differs;
         outcome.message = actual.empty()                      ? "it cannot be read here"
                           : outcome.result == Result::Differs ? "its content is another here"

@@ -2,6 +2,7 @@
 #include <utility>
 
 #include "host/get/get_command.h"
+#include "host/module/stop_signal.h"
 #include "host/tree/read_digest.h"
 #include "interfaces/database/sync_rows.h"
 #include "interfaces/platform/text.h"
@@ -122,7 +123,10 @@ void GetCommand::MakeEmpty(const CloudEntry& entry, const EntryFacts& facts, con
 
 // Reads a visible file and keeps it when it is what the cloud has.
 void GetCommand::CheckVisible(const CloudEntry& entry, const EntryFacts& facts, Result whenGood) {
-    const std::wstring actual = ReadDigest(session.settings.root, entry.path);
+    const std::wstring actual = ReadDigest(session.settings.root, entry.path, StopRequested);
+    if (actual.empty() && StopRequested()) {
+        return Tell(entry, Result::Pending, "not looked at");
+    }
     if (actual.empty()) {
         return Tell(entry, Result::Failed, "it cannot be read; check its permissions and the disk");
     }
@@ -191,7 +195,10 @@ void GetCommand::MoveHere(const CloudEntry& entry, const EntryFacts& facts) {
 
 // The content arrived in an earlier run that ended before it was shown. It is read again: nobody knows how it ended.
 void GetCommand::PlaceStaged(const CloudEntry& entry, const EntryFacts& facts, const Decision& decision) {
-    const std::wstring actual = ReadDigest(session.settings.staging, entry.path);
+    const std::wstring actual = ReadDigest(session.settings.staging, entry.path, StopRequested);
+    if (actual.empty() && StopRequested()) {
+        return Tell(entry, Result::Pending, "not looked at");
+    }
     if (actual.empty() || actual != entry.file.sha256) {
         return Queue(entry, facts, {Step::Fetch, decision.replaces, ""});
     }

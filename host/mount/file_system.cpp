@@ -148,7 +148,10 @@ bool FileSystem::Start(const std::string& mountPoint, std::string& error) {
     body->handle = fuse_new(&arguments, &operations, sizeof operations, &body->context);
     fuse_opt_free_args(&arguments);
     if (body->handle == nullptr || fuse_mount(body->handle, mountPoint.c_str()) != 0) {
-        error = "cannot mount on " + mountPoint + "; it must be an empty folder, and fuse3 must be installed";
+        error = "cannot mount on " + mountPoint +
+                "; it must be an empty folder, and fuse3 must be installed. If an earlier mount was cut off there, run "
+                "'fusermount3 -u " +
+                mountPoint + "' first";
         if (body->handle != nullptr) {
             fuse_destroy(body->handle);
             body->handle = nullptr;

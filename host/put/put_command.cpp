@@ -165,6 +165,9 @@ void PutCommand::Prove() {
     std::vector<Cloud::CloudFile> files;
     std::wstring cursor;
     const Cloud::CallOutcome listed = Cloud::DriveAccount::List(files, cursor);
+    if (!listed.ok) {
+        reporter.Note(CannotList(listed));
+    }
     for (Cloud::CloudFile& file : files) {
         shown[file.id] = std::move(file);
     }

@@ -128,7 +128,7 @@ bool UploadRun::StillTheSame(Job& job) {
     if (!touched || now.kind != FileKind::File) {
         return !touched;
     }
-    const std::wstring content = ReadDigest(session.settings.root, job.entry.path);
+    const std::wstring content = ReadDigest(session.settings.root, job.entry.path, StopRequested);
     return content == job.row.GetHash() && !differs(session.visible.Look(job.entry.path), now);
 }
 

@@ -61,12 +61,33 @@ MoveOutcome MoveNew(const Tree& from, const std::string& fromPath, const Tree& t
     return Outcome(failure, from.Root() + "/" + fromPath, to.Root() + "/" + toPath, error);
 }
 
+MoveOutcome ExchangeByMoves(const Tree& from, const std::string& fromPath, const Tree& to, const std::string& toPath,
+                            std::string& error) {
+    const std::string aside = fromPath + ".displaced";
+    std::string ignored;
+    if (from.Look(fromPath).kind == FileKind::Absent) {
+        return Outcome(ENOENT, from.Root() + "/" + fromPath, to.Root() + "/" + toPath, error);
+    }
+    if (const MoveOutcome cleared = MoveNew(to, toPath, from, aside, error); cleared != MoveOutcome::Moved) {
+        return cleared == MoveOutcome::Occupied ? MoveOutcome::Failed : cleared;
+    }
+    if (MoveNew(from, fromPath, to, toPath, error) != MoveOutcome::Moved) {
+        MoveNew(from, aside, to, toPath, ignored);
+        return MoveOutcome::Failed;
+    }
+    MoveNew(from, aside, from, fromPath, ignored);
+    return MoveOutcome::Moved;
+}
+
 MoveOutcome Exchange(const Tree& from, const std::string& fromPath, const Tree& to, const std::string& toPath,
                      std::string& error) {
     Ends ends;
     int failure = OpenEnds(from, fromPath, to, toPath, ends);
     if (failure == 0) {
         failure = RenameWithFlags(ends, RENAME_EXCHANGE);
+    }
+    if (failure == EINVAL || failure == ENOSYS) {
+        return ExchangeByMoves(from, fromPath, to, toPath, error);
     }
     return Outcome(failure, from.Root() + "/" + fromPath, to.Root() + "/" + toPath, error);
 }

@@ -84,8 +84,13 @@ enum class MoveOutcome { Moved, Occupied, Absent, Failed };
 MoveOutcome MoveNew(const Tree& from, const std::string& fromPath, const Tree& to, const std::string& toPath,
                     std::string& error);
 
-/// Exchanges two files in one step; both must exist.
+/// Exchanges two files; both must exist. In one step where the file system knows how, else as ExchangeByMoves.
 MoveOutcome Exchange(const Tree& from, const std::string& fromPath, const Tree& to, const std::string& toPath,
                      std::string& error);
+
+/// The same in three renames. When the second one fails the file of `to` is put back; after a crash in between it is
+/// in `from` under the name of its file with ".displaced" behind it.
+MoveOutcome ExchangeByMoves(const Tree& from, const std::string& fromPath, const Tree& to, const std::string& toPath,
+                            std::string& error);
 
 }  // namespace Drive::Host

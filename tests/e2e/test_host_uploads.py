@@ -159,6 +159,25 @@ class HostUploads(HostCase):
             self.run_host(up, command)
             self.assertEqual([(digest,)], up.query(HASH), command)
 
+    # HOST-UP-04, HOST-UP-05
+    def test_refusals_that_last_until_their_cause_is_gone(self):
+        up = self.begin()
+        for name in ("one", "two"):
+            self.make_file(up.root / name, 2 * SLICE, seed=name)
+        for rule in ({"path": "/v1/uploads/address", "status": 404, "errorCode": "21000400"},
+                     {"path": "/v1/uploads/create-complete", "status": 404, "errorCode": "21000401"}):
+            self.cloud.tell(rule)
+            events = self.events(up, "put", "--attempts", "1", expect=1)
+            for name in ("one", "two"):
+                told = self.entry(events, name)
+                self.assertEqual("failed", told["result"])
+                self.assertIn("the next 'put' tries again", told["message"])
+            self.assertEqual(["one", "two"], [trouble["path"] for trouble in self.status(up)["troubles"]])
+        self.cloud.tell({"path": "/v1/uploads/create-complete", "nth": 1, "afterWork": True, "drop": True})
+        self.run_host(up, "put")
+        self.assertEqual([], self.status(up, expect=0)["troubles"])
+        self.put_and_get_back()
+
     # HOST-UP-03
     def test_an_object_that_is_altered_on_its_way_up(self):
         up = self.begin()

@@ -13,6 +13,8 @@
 namespace Drive::Host {
 namespace {
 
+bool Never() { return false; }
+
 class Trees : public testing::Test {
 protected:
     Trees() {
@@ -92,6 +94,26 @@ TEST_F(Trees, AnExchangeKeepsBothFiles) {
     EXPECT_EQ(folder.Read("other/file"), "old");
 }
 
+// HOST-PLACE-04
+TEST_F(Trees, WithoutAnExchangeOfTheFileSystemMovesDoTheSame) {
+    folder.Write("tree/a", "new");
+    folder.Write("other/b", "old");
+    EXPECT_EQ(ExchangeByMoves(tree, "a", other, "b", error), MoveOutcome::Moved) << error;
+    EXPECT_EQ(folder.Read("tree/a"), "old");
+    EXPECT_EQ(folder.Read("other/b"), "new");
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.Path("tree")), {}), 1);
+}
+
+// HOST-PLACE-04
+TEST_F(Trees, AnExchangeByMovesThatFailsLeavesTheOldFileInItsPlace) {
+    folder.Write("other/b", "old");
+    EXPECT_EQ(ExchangeByMoves(tree, "a", other, "b", error), MoveOutcome::Absent);
+    EXPECT_EQ(folder.Read("other/b"), "old");
+    folder.Write("tree/a", "new");
+    EXPECT_EQ(ExchangeByMoves(tree, "a", other, "nothing", error), MoveOutcome::Absent);
+    EXPECT_EQ(folder.Read("tree/a"), "new");
+}
+
 // HOST-TREE-08
 TEST_F(Trees, AnEmptyFileTakesThePlaceOfALeftOver) {
     folder.Write("tree/a/file", "left over");
@@ -130,12 +152,23 @@ TEST_F(Trees, ADigestIsThatOfTheDiskAndNeverAMemory) {
     folder.Write("tree/file", "before");
     const auto then = std::filesystem::file_time_type::clock::now() - std::chrono::hours(1);
     std::filesystem::last_write_time(folder.Path("tree/file"), then);
-    const std::wstring before = ReadDigest(folder.Path("tree"), "file");
+    const std::wstring before = ReadDigest(folder.Path("tree"), "file", Never);
     folder.Write("tree/file", "after!");
     std::filesystem::last_write_time(folder.Path("tree/file"), then);
     EXPECT_EQ(before.size(), 64u);
-    EXPECT_NE(ReadDigest(folder.Path("tree"), "file"), before);
-    EXPECT_EQ(ReadDigest(folder.Path("tree"), "nothing"), L"");
+    EXPECT_NE(ReadDigest(folder.Path("tree"), "file", Never), before);
+    EXPECT_EQ(ReadDigest(folder.Path("tree"), "nothing", Never), L"");
+}
+
+// HOST-STOP-04
+TEST_F(Trees, TheReadingOfALargeFileEndsWithTheWishToStop) {
+    folder.Write("tree/large", "x");
+    std::filesystem::resize_file(folder.Path("tree/large"), std::uintmax_t{8} << 30);  // a hole, which reads as slowly
+    const auto begun = std::chrono::steady_clock::now();
+    EXPECT_EQ(ReadDigest(folder.Path("tree"), "large", [] { return true; }), L"");
+    EXPECT_LT(std::chrono::steady_clock::now() - begun, std::chrono::seconds(2));
+    std::filesystem::resize_file(folder.Path("tree/large"), std::uintmax_t{65} << 20);
+    EXPECT_EQ(ReadDigest(folder.Path("tree"), "large", Never).size(), 64u);
 }
 
 // HOST-SPACE-04
