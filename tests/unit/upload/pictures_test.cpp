@@ -183,16 +183,18 @@ TEST_F(UploadPictures, OfExactlyTheFilesSizeAreKept) {
 
 // UP-PIC-08
 TEST_F(UploadPictures, OfOtherSizesThanPlannedEmptyTheRecord) {
-    Common::FileItem file = GivePicture();
-    file.SetAttachmentSize({20, 41});
-    world.Put(file);
-    SetRecord(L"Local-1", R"({"version":1,"recordCursor":"stale"})");
-    Run(L"Local-1");
-    EXPECT_TRUE(InOrder(
-        Lines(), {"common ReadLocalFile(LARGE\\Photos\\cat.png.jpg)", "db UpdateTaskItem(Local-1, {fragmentInfo: }, 2)",
-                  "db UpdateDriveData(Local-1, {attachmentSize: 20 40})",
-                  "cloud ObjectsUploadStart(Local-1, " + Sha256(Content(100)) + ", )"}))
-        << Tidy(Journal::Dump());
+    for (const std::vector<int>& planned : {std::vector<int>{20, 41}, {21, 40}, {0, 0}}) {
+        Common::FileItem file = GivePicture();
+        file.SetAttachmentSize(planned);
+        world.Put(file);
+        SetRecord(L"Local-1", R"({"version":1,"recordCursor":"stale"})");
+        Run(L"Local-1");
+        EXPECT_TRUE(InOrder(Lines(), {"common ReadLocalFile(LARGE\\Photos\\cat.png.jpg)",
+                                      "db UpdateTaskItem(Local-1, {fragmentInfo: }, 2)",
+                                      "db UpdateDriveData(Local-1, {attachmentSize: 20 40})",
+                                      "cloud ObjectsUploadStart(Local-1, " + Sha256(Content(100)) + ", )"}))
+            << Tidy(Journal::Dump());
+    }
 }
 
 // UP-PIC-09

@@ -284,7 +284,7 @@ TEST_F(UploadWorker, AnExceptionThatIsNoStandardOneDoesNotLeaveTheWorkerEither) 
     Give(L"Local-1", L"a.bin", "content");
     Run(L"Local-1");
     EXPECT_EQ(Journal::Count(Kind::Callback, "task(2, 1)"), 1);
-    EXPECT_EQ(Journal::CountBeginning(Kind::Error, "UpLoadTaskManger|StartUpLoadMangerService|error "), 1);
+    EXPECT_EQ(Journal::Count(Kind::Error, "UpLoadTaskManger|StartUpLoadMangerService|error unknown exception"), 1);
 }
 
 // UP-WORK-22
