@@ -32,7 +32,6 @@ protected:
     std::string held;       ///< of the running upload
     std::string completed;  ///< content that the proxy took for a file
     std::string startHash;  ///< as the start said
-    std::string parts;      ///< what the multipart request held, when there was one
     std::string positions;  ///< first bytes of all slices: "0 4194304 "
     int openings = 0;
     int requests = 0;

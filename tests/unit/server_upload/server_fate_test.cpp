@@ -12,7 +12,7 @@ namespace {
 enum Fate { Changes, Grows, Shrinks, Vanishes, BecomesAFolder };
 
 /// How an attempt ends. Refused: the proxy found other content than the start had said.
-enum Ending { Done, Gone, NoKey, NoSize, Unread, Refused, EmptySlice };
+enum Ending { Done, NoSize, Unread, Refused, EmptySlice };
 
 class ServerFate : public ProxyBench {
 protected:

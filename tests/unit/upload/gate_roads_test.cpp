@@ -59,6 +59,21 @@ TEST_F(UploadGateRoads, ASpaceOfExactlyTheFilesSizeIsEnoughAndOneByteLessIsNot) 
     EXPECT_EQ(world.Row(L"cloud-1").GetFileStatus(), 1);
 }
 
+// UP-GATE-29
+TEST_F(UploadGateRoads, ASpaceOfExactlyTheThresholdIsNotFullAndOneAboveTheOtherIsEnough) {
+    g_SpaceIsFullSize = 100;
+    g_SpaceWillBeFullSize = 200;
+    const std::pair<std::int64_t, int> spaces[] = {{201, 0}, {100, 1}};
+    for (const auto& [space, told] : spaces) {
+        Give(L"Local-1", L"a.bin", "content");
+        cloud.space = space;
+        Run(L"Local-1");
+        EXPECT_FALSE(world.HasTask(L"Local-1", 2)) << space;
+        EXPECT_EQ(Journal::Count(Kind::Callback, "task(1, 3)"), told) << space;
+        EXPECT_EQ(Journal::Count(Kind::Callback, "task(1, 2)"), 0) << space;
+    }
+}
+
 // UP-GATE-22
 TEST_F(UploadGateRoads, AFileThatIsNotHeldBackKeepsItsStatusThroughTheSpaceCheck) {
     for (const int status : {0, 1, 4, 6}) {

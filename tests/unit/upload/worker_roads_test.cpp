@@ -155,6 +155,24 @@ TEST_F(UploadWorkerRoads, ADatabaseThatFailsAgainDoesNotKeepTheEndFromBeingRepor
         << "the count had gone down";
 }
 
+// UP-WORK-26
+TEST_F(UploadWorkerRoads, AnExceptionOfTheEndCallbackIsToldAndTheEndIsRaisedAgain) {
+    int ends = 0;
+    Engine().SetUploadTaskCallbackFun([&](int, int value) {
+        if (value == 1 && ++ends == 1) throw std::runtime_error("deaf");
+    });
+    Give(L"Local-1", L"a.bin", "content");
+    Run(L"Local-1");
+    EXPECT_EQ(ends, 2);
+    EXPECT_EQ(Lines({Kind::Error}), Texts{"error UpLoadTaskManger|StartUpLoadMangerService|error deaf"});
+    EXPECT_EQ(world.Row(L"cloud-1").GetFileStatus(), 1);
+    EXPECT_EQ(world.TaskCount(), 0);
+    VirtualTime::Run(0, [] {
+        Engine().StopUpLoadMangerService();
+        EXPECT_EQ(VirtualTime::Now(), 0) << "the count stopped at 0";
+    });
+}
+
 // UP-WORK-28
 TEST_F(UploadWorkerRoads, TwoWorkersRunSideBySideEachCountedOnce) {
     Give(L"Local-1", L"a.bin", Content(20));
