@@ -1,8 +1,27 @@
 #include <gtest/gtest.h>
 
+#include <string>
+#include <vector>
+
 #include "interfaces/common/globals.h"
 #include "tests/support/private_access.h"
 #include "tests/unit/encrypted_download/encrypted_bench.h"
+
+namespace {
+
+/// The texts that were decoded, in order.
+std::vector<std::string> decoded;
+
+}  // namespace
+
+void RealDecode(const std::string& text, unsigned char* bytes, std::size_t characters) asm(
+    "__real__ZN5Drive12HexstrToByteERKNSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEEEPhm");
+void WatchedDecode(const std::string& text, unsigned char* bytes, std::size_t characters) asm(
+    "__wrap__ZN5Drive12HexstrToByteERKNSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEEEPhm");
+void WatchedDecode(const std::string& text, unsigned char* bytes, std::size_t characters) {
+    decoded.push_back(text);
+    RealDecode(text, bytes, characters);
+}
 
 namespace Drive::Testing {
 
