@@ -32,7 +32,16 @@ OpenedFile RefuseForeign(const std::string& path) {
                                            "choose another state folder.");
 }
 
+/// The memory beside the log is a file as well, and one that does not fit is told as an error of the disk.
+bool IsFull(const std::filesystem::path& file) {
+    constexpr std::uintmax_t kLeast = 64 << 10;
+    std::error_code unknown;
+    const auto space = std::filesystem::space(file.parent_path(), unknown);
+    return !unknown && space.available < kLeast;
+}
+
 OpenedFile RefuseFailure(const std::string& path, int code, const std::string& message) {
+    if ((code & 0xff) == SQLITE_IOERR && IsFull(path)) code = SQLITE_FULL;
     return Refuse(OpenOutcome::Failed, "Could not open the database " + path + ": " + ExplainFailure(code, message));
 }
 
