@@ -163,6 +163,62 @@ TEST_F(EndingDownloads, StoppingTheEngineReturnsAlsoWhenTheCountIsBelowZero) {
     EXPECT_TRUE(Journal::Has(Kind::Trace, "DownLoadTaskManger.StopDownLoadMangerService End"));
 }
 
+// DL-STOP-11
+TEST_F(EndingDownloads, AJobOfThePriorityPoolThatMayNotBeStoppedRunsOnToItsEnd) {
+    GivePlain(L"F", L"f.txt", "hello");
+    world.WriteFile(L"f.txt", "");
+    world.Sql({"UPDATE T_task SET transferKey = 2"});
+    cloud.getDownloadAddressInfo.Takes(1000);
+    VirtualTime::Run(0, [&] {
+        StartWorker(L"F");
+        VirtualTime::AdvanceBy(500);
+        EXPECT_FALSE(Downloads().StopDownloadTask(world.Path(L"f.txt")));
+        EXPECT_TRUE(VirtualTime::Drain(60000));
+    });
+    EXPECT_EQ(world.Row(L"F").GetFileStatus(), 1);
+}
+
+// DL-STOP-12
+TEST_F(EndingDownloads, AStopThatTheHostWritesIntoTheRowEndsARunningJob) {
+    GivePlain(L"F", L"f.txt", "hello");
+    cloud.getDownloadAddressInfo.Takes(1000);
+    VirtualTime::Run(0, [&] {
+        StartWorker(L"F");
+        VirtualTime::AdvanceBy(500);
+        world.Sql({"UPDATE T_task SET TaskStatus = 4"});
+        EXPECT_TRUE(VirtualTime::Drain(60000));
+    });
+    EXPECT_EQ(world.Row(L"F").GetFileStatus(), 23);
+    EXPECT_FALSE(world.HasTask(L"F", 1));
+    EXPECT_FALSE(world.Exists(L"f.txt"));
+}
+
+// DL-CANCEL-08
+TEST_F(EndingDownloads, CancellingARunningDownloadWithoutATaskOrAgainstABrokenDatabaseTellsNobody) {
+    world.Put(world.File(L"F", L"a\\f.txt", 5, 22));
+    database.updateTaskItem.NextReturns(false);
+    Downloads().CancleDownload(world.Path(L"a\\f.txt"));
+    Downloads().CancleDownload(world.Path(L"a\\f.txt"));
+    EXPECT_EQ(Journal::Count(Kind::Database, "UpdateTaskItem(F, {TaskStatus: 3}, 1)"), 2);
+    EXPECT_EQ(world.TaskCount(), 0);
+    EXPECT_EQ(host.Calls(), 0);
+    EXPECT_EQ(Joined(Lines({Kind::Error, Kind::File})), "");
+}
+
+// DL-CANCEL-09
+TEST_F(EndingDownloads, CancellingAFailedDownloadSendsThePathAloneAndNoPlatformFetch) {
+    PutAt(23);
+    host.Next([&](DOWNLOADCALLBACK_CONTEXT& record) {
+        EXPECT_EQ(record.fileSize, 0);
+        EXPECT_FALSE(record.isPlatformFetch);
+        EXPECT_EQ(record.data, nullptr);
+        EXPECT_TRUE(record.message.empty());
+        return false;
+    });
+    Downloads().CancleDownload(world.Path(L"a\\f.txt"));
+    EXPECT_EQ(host.Calls(), 1);
+}
+
 // DL-STOP-04
 TEST_F(EndingDownloads, StoppingTheEngineWithNoWorkerReturnsAtOnceAndTheFlagStays) {
     VirtualTime::Run(0, [&] {

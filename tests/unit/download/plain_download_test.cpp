@@ -200,6 +200,18 @@ TEST_F(PlainDownload, OnePieceOfTwoBlocksPassesTheFirstOnAndLeavesTheOther) {
     EXPECT_EQ(Joined(Positions()), Position(4194304) + "\n");
 }
 
+// DL-PLAIN-26
+TEST_F(PlainDownload, WhatAPieceBringsBeyondItsBlockIsKeptForTheNext) {
+    const std::string content = Content(kBlock + 10);
+    GivePlain(L"F", L"f.bin", content);
+    NextTransfer({content.substr(0, kBlock - 5), content.substr(kBlock - 5, 10), content.substr(kBlock + 5)}, 200);
+    RunOne(L"F");
+    EXPECT_EQ(Joined(Writes()),
+              "common WriteLocalFileV(0, 4194304, ROOT\\f.bin)\n"
+              "common WriteLocalFileV(4194304, 10, ROOT\\f.bin)\n");
+    EXPECT_TRUE(world.ReadFile(L"f.bin") == content);
+}
+
 // DL-PLAIN-24
 TEST_F(PlainDownload, ADamagedRecordBeginsAtZero) {
     GivePlain(L"F", L"f.bin", "abcdef");

@@ -21,7 +21,7 @@ TEST_F(OtherCounts, NoUploadSlotBlocksTheDispatcherOnItsFirstTaskForEver) {
     GiveUpload(L"U", L"u.txt", "content");
     VirtualTime::Run(0, [&] {
         StartService();
-        VirtualTime::AdvanceBy(600 * 1000);
+        VirtualTime::AdvanceBy(120 * 1000);
     });
     EXPECT_EQ(ScriptedPool::Queued().size(), 0u);
     EXPECT_TRUE(world.HasTask(L"U", 2));

@@ -220,6 +220,19 @@ TEST_F(StoredRecords, AnAbsentRowIsReadAsAnEmptyRecord) {
     EXPECT_TRUE(database.GetTaskItem(L"none", 1).GetFileId().empty());
 }
 
+// SVC-REC-16
+TEST_F(StoredRecords, AnUpdateWithoutColumnsWritesNothing) {
+    world.PutWithTask(world.File(L"F", L"f.txt", 7, 21), 1, 5);
+    auto& database = SQLiteDB::SQLiteDB::GetInstance();
+    SQLiteDB::UpdateDBInfo info;
+    info.key = L"F";
+    database.UpdateTaskItem(info, 1);
+    database.UpdateDriveData(info);
+    EXPECT_EQ(world.Task(L"F", 1).GetPriority(), 5);
+    EXPECT_EQ(world.Row(L"F").GetFileStatus(), 21);
+    EXPECT_EQ(world.Row(L"F").GetLocalFileName(), L"f.txt");
+}
+
 // SVC-REC-15
 TEST(Records, TheAnswersOfTheCloudAreCopiedByValue) {
     Common::DownLoadAddressInfoModel model;

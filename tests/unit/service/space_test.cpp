@@ -297,7 +297,7 @@ TEST_F(UserSpace, ACheckThatThrowsEndsTheRegularFullCheckUntilTheNextMessage) {
     VirtualTime::Run(0, [&] {
         StartService();
         Tell(2);
-        VirtualTime::AdvanceBy(400 * 1000);
+        VirtualTime::AdvanceBy(200 * 1000);
         EXPECT_EQ(cloud.getUserSpace.Calls(), 1);
         EXPECT_EQ(Messages(2), 1);
         Tell(2);
@@ -313,7 +313,7 @@ TEST_F(UserSpace, IntervalZeroLeavesOnlyTheMessagesOfUploads) {
     VirtualTime::Run(0, [&] {
         StartService();
         Tell(2);
-        VirtualTime::AdvanceBy(600 * 1000);
+        VirtualTime::AdvanceBy(180 * 1000);
         EXPECT_EQ(Messages(2), 1);
         Tell(2);
         EXPECT_EQ(Messages(2), 2);

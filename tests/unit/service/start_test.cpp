@@ -367,5 +367,21 @@ TEST_F(StartingTheService, RunsOnAnEmptySettingsTableWithoutARegularCheck) {
     EXPECT_EQ(cloud.getUserSpace.Calls(), 0);
 }
 
+// SVC-START-22
+TEST_F(StartingTheService, TwiceWithoutAStopRunsTwoSetsOfLoopsOfWhichAStopEndsTheSecond) {
+    VirtualTime::Run(0, [&] {
+        StartService();
+        VirtualTime::AdvanceBy(500);
+        StartService();
+        VirtualTime::AdvanceBy(2400);
+        EXPECT_EQ(Journal::Times(Kind::Database, "hasTransferTasks"),
+                  (std::vector<std::int64_t>{0, 500, 1000, 1500, 2000, 2500}));
+        Service().stopTransferTaskService();
+        VirtualTime::AdvanceBy(2100);
+    });
+    EXPECT_EQ(LogsOf("TransferTaskService.StopTransferTaskService 1"), 1);
+    EXPECT_EQ(Journal::Times(Kind::Database, "hasTransferTasks").back(), 5000);
+}
+
 }  // namespace
 }  // namespace Drive::Testing

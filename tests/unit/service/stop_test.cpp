@@ -416,5 +416,22 @@ TEST_F(StoppingTheService, NoFeedAsksTheDatabaseOnceTheMainLoopHasEnded) {
     });
 }
 
+// SVC-STOP-21
+TEST_F(StoppingTheService, EndsTheLoopsOfASecondStartLikeThoseOfTheFirst) {
+    VirtualTime::Run(0, [&] {
+        for (int round = 1; round <= 2; ++round) {
+            StartService();
+            VirtualTime::AdvanceBy(300);
+            Service().stopTransferTaskService();
+            VirtualTime::AdvanceBy(6000);
+            EXPECT_EQ(Journal::Count(Kind::Trace, "TransferTaskService.StopTransferTaskService 1"), round);
+            EXPECT_EQ(Journal::Count(Kind::Trace, "TransferTaskService.StopDownloadTaskService 1"), round);
+            EXPECT_EQ(Journal::Count(Kind::Trace, "TransferTaskService.StopUploadTaskService 1"), round);
+            // Those that wait for a signal; the second start has given one to the first thumbnail dispatcher.
+            EXPECT_EQ(VirtualTime::LiveThreads(), round + 1);
+        }
+    });
+}
+
 }  // namespace
 }  // namespace Drive::Testing
