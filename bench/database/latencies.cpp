@@ -16,7 +16,7 @@ double Latencies::Percentile(double share) const {
 
 std::string Latencies::Json() const {
     char text[300];
-    std::snprintf(text, sizeof text, R"({"name":"%s","count":%zu,"median_ms":%.4f,"p99_ms":%.4f,"max_ms":%.4f})",
+    std::snprintf(text, sizeof text, R"("name":"%s","count":%zu,"median_ms":%.4f,"p99_ms":%.4f,"max_ms":%.4f)",
                   name.c_str(), milliseconds.size(), Percentile(0.5), Percentile(0.99), Percentile(1));
     return text;
 }

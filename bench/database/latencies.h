@@ -12,7 +12,7 @@ struct Latencies {
     std::vector<double> milliseconds;
 
     double Percentile(double share) const;
-    /// {"name":..., "count":..., "median_ms":..., "p99_ms":..., "max_ms":...}
+    /// The members "name", "count", "median_ms", "p99_ms" and "max_ms" of a JSON object, without its braces.
     std::string Json() const;
 };
 
