@@ -121,7 +121,10 @@ TEST_F(EncryptedKey, IsReadWhateverTheCaseOfItsDigits) {
         Give(1);
         common.getFek.AlwaysReturns(std::string(text));
         AnswerKey(L"1", std::wstring(32, L'0'));
+        decoded.clear();
         Run();
+        ASSERT_EQ(decoded.size(), 2u);
+        EXPECT_EQ(decoded[1], "AABBCCDDEEFF00112233445566778899") << "a decoder need not know small letters";
         EXPECT_EQ(fekUsed,
                   (Bytes{0xaa, 0xbb, 0xcc, 0xdd, 0xee, 0xff, 0, 0x11, 0x22, 0x33, 0x44, 0x55, 0x66, 0x77, 0x88, 0x99}))
             << text;

@@ -93,10 +93,11 @@ TEST_F(UploadStartRoads, AnExceptionOfEachStepIsLoggedAndDropsTheRecord) {
 
 // UP-START-21
 TEST_F(UploadStartRoads, ARecordWithoutAnObjectHasNoVersionAndNoCursor) {
+    std::string answer;
     for (const char* record : {"null", "[]", "\"text\"", "5", "{}"}) {
         Give(L"Local-1", L"a.bin", "content");
         SetRecord(L"Local-1", record);
-        std::string answer;
+        answer.clear();
         database.updateTaskItem.Before([&](const SQLiteDB::UpdateDBInfo& info, int) {
             if (answer.empty() && info.columns.count(L"fragmentInfo") != 0) {
                 answer = Narrow(info.columns.at(L"fragmentInfo"));
