@@ -31,6 +31,10 @@ struct PriorityQueueOf {
     using Type = NeverDestroyed<ConcurrentQueue<Common::TaskItem>> TransferTaskService::*;
     friend Type Reach(PriorityQueueOf);
 };
+struct ThumbnailQueueOf {
+    using Type = NeverDestroyed<ConcurrentQueue<WMap>> TransferTaskService::*;
+    friend Type Reach(ThumbnailQueueOf);
+};
 struct UploadCountOf {
     using Type = Relaxed<std::int32_t>*;
     friend Type Reach(UploadCountOf);

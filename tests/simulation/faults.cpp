@@ -44,7 +44,11 @@ void Faults::InstallDatabase() {
         },
         [](std::vector<Common::TaskItem>&, const std::string&, const std::string&, int) { return 0; });
     database.executeMulitNoQuerySQL.Perhaps(
-        [this](const std::vector<std::string>&) { return dice.OneOf(weather.database); },
+        [this](const std::vector<std::string>&) {
+            if (!dice.OneOf(weather.database)) return false;
+            watch.FaultOfJob();
+            return true;
+        },
         [](const std::vector<std::string>&) { return false; });
     database.insertTaskByOnFetch.Perhaps([this](std::list<std::wstring>) { return dice.OneOf(weather.database); },
                                          [](std::list<std::wstring>) { return false; });

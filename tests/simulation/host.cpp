@@ -38,7 +38,10 @@ Host::Host(const Plan& chosen, const LifePlan& ofLife, World& ofWorld, Memory& k
     : plan(chosen), life(ofLife), world(ofWorld), memory(kept), cloud(ofCloud), watch(ofWatch), dice(ofLife.seed + 1) {}
 
 void Host::SetUp() {
-    for (const PlannedFile& file : plan.files) PutRow(file);
+    for (const PlannedFile& file : plan.files) {
+        PutRow(file);
+        if (file.picture) SyncRows::PutThumbnailTask(file.id);
+    }
 }
 
 void Host::PutRow(const PlannedFile& file) {
@@ -50,6 +53,7 @@ void Host::PutRow(const PlannedFile& file) {
         if (file.existing) memory.Set("content/" + SumOf(file), bytes);
     } else {
         row.SetHash(Wide(SumOf(file)));
+        if (file.picture) row.SetThunbnailDownloadLink(L"http://picture/" + file.id);
         if (file.resumeAt > 0) {
             world.WriteFile(file.relative, bytes.substr(0, static_cast<std::size_t>(file.resumeAt)));
         } else if (file.placeholder) {

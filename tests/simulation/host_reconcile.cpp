@@ -65,8 +65,9 @@ void Host::Reconcile() {
 
 // Rows whose task has gone get it anew; those at 12 and 22 only before a start, whose repair moves them on.
 void Host::MakeTasks(bool alsoRunning) {
-    const auto make = [](std::vector<int> status, int direction) {
+    const auto make = [this](std::vector<int> status, int direction) {
         for (const FileItem& file : SyncRows::FilesWithoutTask(status, direction, 1000)) {
+            if (direction == 1) DropLeftOvers(file);
             SyncRows::PutTask(file.GetFileId(), direction, 1);
         }
     };
@@ -85,11 +86,18 @@ void Host::CheckDownloads() {
     }
 }
 
-void Host::DownloadAnew(FileItem row) {
+// A download that begins without a record writes from the first byte on and cuts nothing: what an earlier one left must
+// not show behind its end.
+void Host::DropLeftOvers(const FileItem& row) {
     const PlannedFile* file = watch.Planned(PlaceOf(row));
+    if (file == nullptr || file->kind == FileKind::Upload) return;
     std::filesystem::remove(world.NativeFile(file->relative));
     if (file->placeholder) world.WriteFile(file->relative, "");
     cloud.BeginsAnew(row.GetFileId());
+}
+
+void Host::DownloadAnew(FileItem row) {
+    DropLeftOvers(row);
     watch.HostWrites([&] {
         SQLiteDB::SQLiteDB::GetInstance().DeleteTaskItem(row.GetFileId(), 1);
         row.SetFileStatus(21);

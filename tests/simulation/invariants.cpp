@@ -11,7 +11,7 @@ using Testing::Narrow;
 
 namespace {
 
-const char* const kPoolNames[] = {"download", "priority", "upload"};
+const char* const kPoolNames[] = {"download", "priority", "upload", "thumbnail"};
 constexpr int kMostPasses = 5;
 constexpr int kFullMessages = 4;  // the limit of three, and one more by its strict comparison
 constexpr std::int64_t kOneDay = 86400;
@@ -40,7 +40,9 @@ bool Faulted(const Observed& seen, const std::wstring& fileId) {
 
 bool HasTransfer(const Observed& seen, const std::wstring& fileId, bool upload) {
     return std::any_of(seen.jobs.begin(), seen.jobs.end(), [&](const auto& job) {
-        return job.second.fileId == fileId && (job.second.pool == UploadPool) == upload && !job.second.thread.empty();
+        const Job& each = job.second;
+        return each.fileId == fileId && each.pool != ThumbnailPool && (each.pool == UploadPool) == upload &&
+               !each.thread.empty();
     });
 }
 

@@ -10,7 +10,7 @@
 /// What the checks look at: a picture of the engine, its rows and the outside, brought up to date at every step.
 namespace Drive::Simulation {
 
-enum Pool { DownloadPool, PriorityPool, UploadPool, kPools };
+enum Pool { DownloadPool, PriorityPool, UploadPool, ThumbnailPool, kPools };
 
 /// The slots of one kind of worker.
 struct Slots {

@@ -40,6 +40,7 @@ PlannedFile MakeFile(Dice& dice, std::size_t number) {
     file.fileStatus = dice.Pick<int>({21, 21, 21, 23, 22, 0});
     if (file.fileStatus == 0) file.hasTask = true;
     file.placeholder = dice.OneOf(2);
+    file.picture = dice.OneOf(4);
     if (file.kind == FileKind::Plain && file.hasTask && file.size > 1 && dice.OneOf(4)) {
         file.resumeAt = dice.Between(1, file.size - 1);
     }
@@ -93,6 +94,7 @@ LifePlan MakeLife(Dice& dice, const Plan& plan) {
     life.crashStep = static_cast<std::uint64_t>(dice.Between(1, dice.OneOf(3) ? 300 : 1500));
     life.downloadSlots = static_cast<int>(dice.Between(1, 3));
     life.prioritySlots = static_cast<int>(dice.Between(1, 2));
+    life.thumbnailSlots = static_cast<int>(dice.Between(1, 2));
     life.uploadSlots = static_cast<int>(dice.Between(1, 3));
     return life;
 }

@@ -19,6 +19,7 @@ struct PlannedFile {
     int priority = 1;
     bool hasTask = true;
     bool existing = false;      ///< an upload whose content the cloud has already
+    bool picture = false;       ///< a thumbnail of it is to be fetched as well
     bool placeholder = false;   ///< an empty local file stands in its place, so that it can be fetched on demand
     std::int64_t resumeAt = 0;  ///< bytes that an earlier download left, with its record
 };
@@ -64,6 +65,7 @@ struct LifePlan {
     int downloadSlots = 3;
     int prioritySlots = 2;
     int uploadSlots = 3;
+    int thumbnailSlots = 2;
 };
 
 struct Plan {

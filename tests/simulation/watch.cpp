@@ -13,6 +13,7 @@ template struct PrivateMember<CountOfSlots, &TaskSemaphore::count>;
 template struct PrivateMember<DownloadQueueOf, &TransferTaskService::downloadQueue>;
 template struct PrivateMember<UploadQueueOf, &TransferTaskService::uploadQueue>;
 template struct PrivateMember<PriorityQueueOf, &TransferTaskService::priorityQueue>;
+template struct PrivateMember<ThumbnailQueueOf, &TransferTaskService::thumbnailQueue>;
 template struct PrivateMember<UploadCountOf, &UpLoadTaskManger::uploadingTaskCount>;
 
 }  // namespace Drive::Testing
@@ -29,6 +30,7 @@ constexpr int kKeyOfPriority = 2;
 
 TaskSemaphore& SlotsOf(int pool) {
     if (pool == UploadPool) return *TransferService::uploadSemaphore;
+    if (pool == ThumbnailPool) return *TransferService::thumbnailSemaphore;
     return pool == PriorityPool ? *TransferService::prioritySemaphore : *TransferService::downloadSemaphore;
 }
 
@@ -38,7 +40,25 @@ bool Empty(int pool) {
     auto& service = TransferTaskService::getInstance();
     if (pool == UploadPool) return (service.*Reach(UploadQueueOf()))->empty();
     if (pool == PriorityPool) return (service.*Reach(PriorityQueueOf()))->empty();
+    if (pool == ThumbnailPool) return (service.*Reach(ThumbnailQueueOf()))->empty();
     return (service.*Reach(DownloadQueueOf()))->empty();
+}
+
+Job JobOf(const ScriptedPool::Item& item) {
+    Job job;
+    if (item.routine == DownLoadTaskManger::DownloadThumbnailThreadFunc) {
+        job.pool = ThumbnailPool;
+        job.fileId = (*static_cast<WMap*>(item.argument))[L"fileId"];
+        return job;
+    }
+    const auto& task = *static_cast<const Common::TaskItem*>(item.argument);
+    job.fileId = task.GetFileId();
+    if (item.routine == UpLoadTaskManger::UploadThreadFunc) {
+        job.pool = UploadPool;
+    } else if (task.GetTransferKey() == kKeyOfPriority) {
+        job.pool = PriorityPool;
+    }
+    return job;
 }
 
 }  // namespace
@@ -47,7 +67,7 @@ Watch::Watch(const Plan& chosen, const LifePlan& ofLife, World& ofWorld, Cloud& 
     : plan(chosen), life(ofLife), world(ofWorld), cloud(ofCloud), ends(std::move(whenOver)) {}
 
 void Watch::Attach() {
-    const int made[] = {life.downloadSlots, life.prioritySlots, life.uploadSlots};
+    const int made[] = {life.downloadSlots, life.prioritySlots, life.uploadSlots, life.thumbnailSlots};
     for (int pool = 0; pool < kPools; ++pool) {
         Count(pool) = made[pool];
         seen.slots[static_cast<std::size_t>(pool)].made = seen.slots[static_cast<std::size_t>(pool)].left = made[pool];
@@ -75,7 +95,7 @@ bool Watch::Waiting() const {
     return std::any_of(seen.tasks.begin(), seen.tasks.end(), [&](const TaskState& task) {
         return std::any_of(seen.files.begin(), seen.files.end(), [&](const auto& each) {
             const FileState& file = each.second;
-            if (file.fileId != task.fileId || file.fileStatus == 1) return false;
+            if (file.fileId != task.fileId || file.fileStatus == 1 || task.direction == 3) return false;
             return (file.fileStatus >= 20) == (task.direction == 1) || file.fileStatus == 0;
         });
     });
@@ -98,14 +118,7 @@ Job* Watch::Mine() {
 
 void Watch::OnItem(const ScriptedPool::Item& item, Stage stage) {
     if (stage == Stage::Accepted || stage == Stage::Refused) {
-        const auto& task = *static_cast<const Common::TaskItem*>(item.argument);
-        Job job;
-        job.fileId = task.GetFileId();
-        if (item.routine == UpLoadTaskManger::UploadThreadFunc) {
-            job.pool = UploadPool;
-        } else if (task.GetTransferKey() == kKeyOfPriority) {
-            job.pool = PriorityPool;
-        }
+        Job job = JobOf(item);
         if (stage == Stage::Refused) {
             ++seen.slots[job.pool].refused;
             return;
@@ -217,6 +230,11 @@ void Watch::Fault(const std::wstring& fileId) {
     } else {
         seen.faulted.insert(fileId);
     }
+}
+
+void Watch::FaultOfJob() {
+    const Job* mine = Mine();
+    if (mine != nullptr) Fault(mine->fileId);
 }
 
 void Watch::Message(int number) {

@@ -46,6 +46,8 @@ public:
     void Removed(const std::string& place) { seen.removed.insert(place); }
     /// The database has refused a statement about this file; empty for one that names none.
     void Fault(const std::wstring& fileId);
+    /// The same about the file of the job that calls, if one does.
+    void FaultOfJob();
 
     /// Holds the invariants of this moment.
     void Check(Moment moment);

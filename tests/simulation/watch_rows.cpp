@@ -120,7 +120,8 @@ std::string Watch::WrongContent(const std::wstring& path, const Job& job) const 
     if (file->kind == FileKind::Encrypted && job.passes > 1) return {};
     const std::string disk = world.ReadFile(relative);
     if (disk == BytesOf(*file)) return {};
-    return disk == "(absent)" ? "there is no file" : "the file holds other bytes";
+    if (disk == "(absent)") return "there is no file";
+    return "the file holds other bytes, " + std::to_string(disk.size()) + " of " + std::to_string(file->size);
 }
 
 }  // namespace Drive::Simulation
