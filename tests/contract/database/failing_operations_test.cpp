@@ -17,6 +17,8 @@ struct Operation {
     std::function<bool()> run;
 };
 
+void PrintTo(const Operation& operation, std::ostream* out) { *out << operation.name; }
+
 std::wstring AllRows() {
     return Ask(
         L"SELECT (SELECT group_concat(fileId || fileStatus || ifnull(localFileName, '')) FROM T_cloudDriveData) || '|' "

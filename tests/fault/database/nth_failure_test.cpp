@@ -15,6 +15,13 @@ struct Fault {
     const std::vector<Step>& Life() const { return wholeLife ? Steps() : FirstSteps(); }
 };
 
+std::string NameOf(const Fault& fault) {
+    const std::string kind = fault.kind == FaultyDisk::Kind::Full ? "FullDisk" : "IoError";
+    return kind + (fault.lasting ? "FromThenOn" : "Once");
+}
+
+void PrintTo(const Fault& fault, std::ostream* out) { *out << NameOf(fault); }
+
 /// Runs the steps and gives the rows that the operations which answered true must have left.
 Rows RunSteps(const std::vector<Step>& steps) {
     Rows expected;
@@ -78,19 +85,15 @@ TEST_P(EveryNthFailure, FailsTheOperationAndNothingElse) {
     RecordProperty("calls", nth - 1);
 }
 
-std::string NameOf(const testing::TestParamInfo<Fault>& info) {
-    const std::string kind = info.param.kind == FaultyDisk::Kind::Full ? "FullDisk" : "IoError";
-    return kind + (info.param.lasting ? "FromThenOn" : "Once");
-}
-
 constexpr auto kIoError = FaultyDisk::Kind::IoError;
 constexpr auto kFull = FaultyDisk::Kind::Full;
 INSTANTIATE_TEST_SUITE_P(WholeLife, EveryNthFailure,
                          testing::Values(Fault{false, kIoError}, Fault{true, kIoError}, Fault{false, kFull},
                                          Fault{true, kFull}),
-                         NameOf);
+                         [](const auto& info) { return NameOf(info.param); });
 INSTANTIATE_TEST_SUITE_P(Beginning, EveryNthFailure,
-                         testing::Values(Fault{false, kIoError, false}, Fault{true, kFull, false}), NameOf);
+                         testing::Values(Fault{false, kIoError, false}, Fault{true, kFull, false}),
+                         [](const auto& info) { return NameOf(info.param); });
 
 }  // namespace
 }  // namespace Drive::Testing

@@ -36,6 +36,8 @@ struct Cut {
     const std::vector<Step>& Life() const { return wholeLife ? Steps() : FirstSteps(); }
 };
 
+void PrintTo(const Cut& cut, std::ostream* out) { *out << "seed " << cut.seed; }
+
 class PowerCut : public testing::TestWithParam<Cut> {
 protected:
     void TearDown() override {

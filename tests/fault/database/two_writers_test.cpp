@@ -20,6 +20,8 @@ struct Amount {
     int rowsEach;
 };
 
+void PrintTo(const Amount& amount, std::ostream* out) { *out << amount.rowsEach; }
+
 /// Runs it and remembers the longest time that one took.
 class Stopwatch {
 public:
