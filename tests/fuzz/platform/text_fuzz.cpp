@@ -1,8 +1,10 @@
-// Any bytes survive the way to wide text and back; any wide text is either refused or settles after one round.
+// Any bytes survive the way to wide text and back; any wide text is either refused or settles after one round. What is
+// made fit for the log is UTF-8, and the same when it was that before.
 #include <cstdint>
 #include <cstring>
 #include <stdexcept>
 
+#include "interfaces/logging/type_convert.h"
 #include "interfaces/platform/text.h"
 #include "tests/fuzz/platform/require.h"
 
@@ -15,6 +17,19 @@ void CheckBytes(const std::string& bytes) {
     const std::wstring wide = WidenText(bytes);
     ZELKOR_REQUIRE(NarrowText(wide) == bytes);
     ZELKOR_REQUIRE(wide.size() <= bytes.size());
+}
+
+bool IsUtf8(const std::string& bytes) {
+    for (const wchar_t element : WidenText(bytes)) {
+        if (element >= 0xDC80 && element <= 0xDCFF) return false;
+    }
+    return true;
+}
+
+void CheckMadeFit(const std::string& bytes) {
+    const std::string fit = Drive::TypeConvert::UTF82Unicode(bytes);
+    ZELKOR_REQUIRE(IsUtf8(fit));
+    ZELKOR_REQUIRE((fit == bytes) == IsUtf8(bytes));
 }
 
 bool CanBeNarrowed(const std::wstring& wide) {
@@ -41,7 +56,9 @@ void CheckWide(const std::wstring& wide) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    CheckBytes(std::string(reinterpret_cast<const char*>(data), size));
+    const std::string bytes(reinterpret_cast<const char*>(data), size);
+    CheckBytes(bytes);
+    CheckMadeFit(bytes);
     std::wstring wide(size / sizeof(wchar_t), L'\0');
     if (!wide.empty()) std::memcpy(wide.data(), data, wide.size() * sizeof(wchar_t));
     CheckWide(wide);
