@@ -228,7 +228,7 @@ TEST_F(Feeding, OnlyRowsOfTheStatesThatWaitForTheirDirectionAreWorkedOn) {
 
 // SVC-FEED-14
 TEST_F(Feeding, MoreThanAHundredComeInBatches) {
-    Give(130);
+    Give(103);
     VirtualTime::Run(0, [&] {
         StartService();
         VirtualTime::AdvanceBy(900);
@@ -236,7 +236,7 @@ TEST_F(Feeding, MoreThanAHundredComeInBatches) {
         EXPECT_EQ(database.getTaskAllItem.Calls(), 1);
         VirtualTime::AdvanceBy(9000);
     });
-    EXPECT_EQ(ScriptedPool::Queued().size(), 130u);
+    EXPECT_EQ(ScriptedPool::Queued().size(), 103u);
     EXPECT_EQ(world.TaskCount(), 0);
 }
 
