@@ -1,13 +1,16 @@
 """What the end-to-end tests of the host share: a cloud whose misbehaviour can be told, and hosts to look at."""
+import concurrent.futures
 import json
 import os
-import pathlib
 import shutil
-import signal
 import subprocess
+import sys
 import time
+import unittest
 
-from harness import BIN, MIB, Case, Cloud, Host, sha256, tree
+from harness import MIB, Case, Cloud, Host, sha256, tree
+
+AT_ONCE = 4  # cases; they wait for the engine's pauses most of the time
 
 SLICE = 256 * 1024  # plain bytes an object; small, so that a file has many
 
@@ -104,3 +107,27 @@ def powerless(command):
     if os.geteuid() != 0:
         return [str(part) for part in command]
     return [shutil.which("setpriv") or "setpriv", "--bounding-set=-all", "--inh-caps=-all", *map(str, command)]
+
+
+def main():
+    """Runs the cases that are named, or all of the file, several at once and each in a process of its own."""
+    if len(sys.argv) > 1:
+        unittest.main(verbosity=2)
+    suites = unittest.defaultTestLoader.loadTestsFromModule(sys.modules["__main__"])
+    names = [".".join(case.id().split(".")[-2:]) for suite in suites for case in suite]
+
+    def run(name):
+        begun = time.monotonic()
+        done = subprocess.run([sys.executable, sys.argv[0], name], stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
+                              text=True, errors="replace")
+        return name, done.returncode, done.stdout, time.monotonic() - begun
+
+    failed = 0
+    with concurrent.futures.ThreadPoolExecutor(AT_ONCE) as pool:
+        for name, code, output, seconds in pool.map(run, names):
+            print(f"{'ok' if code == 0 else 'FAILED':6} {seconds:5.1f} s  {name}", flush=True)
+            if code != 0:
+                failed += 1
+                print(output, flush=True)
+    print(f"{len(names)} cases, {failed} failed")
+    sys.exit(1 if failed or not names else 0)

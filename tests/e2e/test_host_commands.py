@@ -3,10 +3,9 @@ import json
 import signal
 import subprocess
 import time
-import unittest
 
 import harness
-from host_case import MIB, HostCase, powerless, tree
+from host_case import MIB, HostCase, main, powerless, tree
 
 COMMANDS = {"get": [], "put": [], "fetch": ["x"], "verify": [], "status": [], "watch": [], "sync": [], "cancel": ["x"],
             "mount": ["x"]}
@@ -258,4 +257,4 @@ STATUS = {"event", "user", "cloud", "root", "files", "tasks", "inMotion", "troub
           "exitCode"}
 
 if __name__ == "__main__":
-    unittest.main(verbosity=2)
+    main()

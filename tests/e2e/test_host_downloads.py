@@ -4,10 +4,9 @@ import signal
 import sqlite3
 import subprocess
 import time
-import unittest
 
 import harness
-from host_case import MIB, SLICE, HostCase, tree
+from host_case import MIB, SLICE, HostCase, main, tree
 
 
 OBJECTS_OF = """SELECT o.blob FROM objects o JOIN files f ON f.contentId = o.contentId
@@ -60,7 +59,7 @@ class HostDownloads(HostCase):
         self.assertEqual([], self.status(down, expect=0)["troubles"])
 
     def test_a_line_that_alters_cuts_refuses_and_drops(self):
-        """HOST-CHECK-01, HOST-RETRY-01: what came wrong over the line is fetched again within the same run."""
+        """HOST-CHECK-01, HOST-CHECK-03, HOST-RETRY-01: what came wrong over the line is fetched again within the same run."""
         down = self.send("one", "two", "three", "four")
         source = self.work / "plain"
         self.make_file(source / "plain one", MIB)
@@ -98,7 +97,7 @@ class HostDownloads(HostCase):
         self.assertNotIn("End Fail For Retry", down.log())
 
     def test_a_disk_that_is_full_for_longer_than_a_write_waits(self):
-        """HOST-SPACE-02, HOST-CHECK-03: the engine's second pass begins at the first object again; the check finds
+        """HOST-SPACE-02: the engine's second pass begins at the first object again; the check finds
         that, and the file is fetched anew."""
         down = self.full_disk(4)
         self.assertIn("End Fail For Retry", down.log())
@@ -196,4 +195,4 @@ class HostDownloads(HostCase):
 
 
 if __name__ == "__main__":
-    unittest.main(verbosity=2)
+    main()

@@ -6,10 +6,9 @@ import socket
 import sqlite3
 import struct
 import threading
-import unittest
 import zlib
 
-from host_case import SLICE, HostCase, powerless, sha256
+from host_case import SLICE, HostCase, main, powerless, sha256
 
 
 HASH = "SELECT hash FROM T_cloudDriveData WHERE isFolder = 0"
@@ -225,6 +224,22 @@ class HostUploads(HostCase):
         self.run_host(up, "put")
         self.put_and_get_back()
 
+    # HOST-CHANGE-05
+    def test_files_that_change_between_their_check_and_the_answer_of_the_cloud(self):
+        up = self.begin()
+        for name in ("edited", "touched"):
+            self.make_file(up.root / name, 1000, seed=name)
+        self.cloud.tell(*({"path": "/v1/uploads/create-complete", "nth": nth, "delay": 3} for nth in (1, 2)))
+        process = self.spawn_host(up, "put", "--uploads", "2")
+        self.wait_until(lambda: up.log().count("Check file hash End") == 2, 30, "the checks of both files")
+        self.make_file(up.root / "edited", 1000, seed="late")
+        self.make_file(up.root / "touched", 1000, seed="touched")
+        self.ends_with(process, 0)
+        completions = [entry["path"].split("/")[-1] for entry in self.cloud.requests() if "-complete" in entry["path"]
+                       and "object" not in entry["path"]]
+        self.assertEqual(["create-complete", "create-complete", "update-complete"], completions)
+        self.put_and_get_back()
+
     def begun(self, host):
         """How many files have their plan."""
         return host.query("SELECT COUNT(*) FROM T_task WHERE direction = 2 AND LENGTH(fragmentInfo) > 10")[0][0]
@@ -234,4 +249,4 @@ class HostUploads(HostCase):
 
 
 if __name__ == "__main__":
-    unittest.main(verbosity=2)
+    main()

@@ -2,9 +2,8 @@
 somebody watches, cancels or breaks off."""
 import signal
 import time
-import unittest
 
-from host_case import MIB, HostCase
+from host_case import MIB, HostCase, main
 
 
 class HostWaits(HostCase):
@@ -107,4 +106,4 @@ class HostWaits(HostCase):
 
 
 if __name__ == "__main__":
-    unittest.main(verbosity=2)
+    main()
