@@ -28,14 +28,19 @@ CloudTest::~CloudTest() { Logging::SetTextSink({}); }
 Cloud::CloudSettings CloudTest::Settings() const {
     Cloud::CloudSettings settings;
     settings.baseUrl = server.WideUrl();
-    settings.connectSeconds = 1;
-    settings.idleSeconds = 1;
-    settings.controlSeconds = 2;
+    settings.connectSeconds = early ? 1 : 5;
+    settings.idleSeconds = early ? 1 : 10;
+    settings.controlSeconds = early ? 2 : 20;
     settings.repeats = 0;
     return settings;
 }
 
 void CloudTest::Configure(const Cloud::CloudSettings& settings) { Cloud::DriveAccount::Configure(settings); }
+
+void CloudTest::GiveUpEarly() {
+    early = true;
+    Configure(Settings());
+}
 
 void CloudTest::ConfigureRepeats(int repeats) {
     auto settings = Settings();

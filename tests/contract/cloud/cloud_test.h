@@ -13,8 +13,8 @@
 
 namespace Drive::Testing {
 
-/// A cloud library that talks to a scripted server, is signed in with "live-token", and gives up early: one second of
-/// silence, two for a control call, no repeats. What it logs is kept.
+/// A cloud library that talks to a scripted server, is signed in with "live-token", repeats nothing, and is patient
+/// enough for a busy machine unless a test wants it otherwise. What it logs is kept.
 class CloudTest : public testing::Test {
 protected:
     CloudTest();
@@ -24,6 +24,8 @@ protected:
     Cloud::CloudSettings Settings() const;
     void Configure(const Cloud::CloudSettings& settings);
     void ConfigureRepeats(int repeats);
+    /// From now on a second of silence ends a call, and two seconds end a control call.
+    void GiveUpEarly();
 
     std::vector<std::string> Log() const;
     bool LogHolds(const std::string& text) const;
@@ -32,6 +34,7 @@ protected:
     HttpServer server;
 
 private:
+    bool early = false;
     mutable std::mutex mutex;
     std::vector<std::string> lines;  // guarded by mutex
 };

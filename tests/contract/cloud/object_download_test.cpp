@@ -135,6 +135,7 @@ struct Damage {
 class DamagedObject : public ObjectDownload, public testing::WithParamInterface<Damage> {};
 
 TEST_P(DamagedObject, GivesFalseAndLeavesNothing) {
+    GiveUpEarly();
     Reply reply = Stored(Content(5000));
     GetParam().make(reply);
     server.AnswerAll(reply);

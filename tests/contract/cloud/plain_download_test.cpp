@@ -125,6 +125,7 @@ TEST_F(PlainDownload, CrumbsReachTheReceiverSoonAlthoughTheyAreGathered) {
     Reply reply;
     reply.body = Content(1000);
     reply.stallAfter = 600;
+    GiveUpEarly();
     server.AnswerAll(reply);
     const Delivery delivery = Fetch({});
     EXPECT_EQ(-1, delivery.status);
@@ -269,6 +270,7 @@ struct Fault {
 class BrokenTransfer : public PlainDownload, public testing::WithParamInterface<Fault> {};
 
 TEST_P(BrokenTransfer, GivesMinusOneAndDeliversNothingWrong) {
+    GiveUpEarly();
     Reply reply;
     reply.body = Content(300'000);
     GetParam().make(reply);
