@@ -73,6 +73,7 @@ void Accounts::Authorise(Request& request) {
         const auto user = rows.UserById(token->userId);
         if (!user) Unauthorised("the user is not there any more");
         request.user = *user;
+        if (const auto most = cloud_.quota()) request.user.quota = std::min(request.user.quota, *most);
         request.tokenFamily = token->family;
     });
 }

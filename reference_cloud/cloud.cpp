@@ -22,6 +22,7 @@ std::unique_ptr<Cloud> OpenCloud(const std::string& dataFolder) {
         return static_cast<std::int64_t>(duration_cast<seconds>(system_clock::now().time_since_epoch()).count());
     };
     cloud->migrating = [] { return false; };
+    cloud->quota = [] { return std::nullopt; };
     return cloud;
 }
 

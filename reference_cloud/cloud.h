@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -35,6 +36,8 @@ struct Cloud {
     Secrets secrets;
     std::function<std::int64_t()> now;  ///< seconds since the epoch
     std::function<bool()> migrating;    ///< true: uploads are turned away for now
+    /// Bytes that a user may hold at most, whatever their own quota says; nothing for no such limit.
+    std::function<std::optional<std::int64_t>()> quota;
 
     /// Runs in one transaction and gives back what `work` gives.
     template <class Work>

@@ -30,7 +30,8 @@ namespace {
 
 constexpr std::size_t kConnectionMemory = 256 * 1024;  // also what the headers of a request may take
 constexpr std::size_t kAnswerBlock = 256 * 1024;
-constexpr std::int64_t kDrainBody = 64 * 1024 * 1024;  // of a refused request; a longer one is cut off
+constexpr std::size_t kMostJournalled = 4 * 1024 * 1024;  // bytes of one body
+constexpr std::int64_t kDrainBody = 64 * 1024 * 1024;     // of a refused request; a longer one is cut off
 
 double Now() {
     using namespace std::chrono;
@@ -165,6 +166,7 @@ struct Exchange {
     std::chrono::steady_clock::time_point began = std::chrono::steady_clock::now();
     bool answered = false;
     bool cutOnPurpose = false;
+    bool keepsBody = false;  ///< the request's body goes into the journal
 };
 
 }  // namespace
@@ -193,6 +195,7 @@ private:
     MHD_Result Begin(MHD_Connection* connection, const char* url, const char* method, void** state);
     MHD_Result Body(Exchange& exchange, const char* data, std::size_t size);
     MHD_Result Finish(MHD_Connection* connection, Exchange& exchange);
+    void NoteAnswer(Exchange& exchange, const Response& response);
     MHD_Result Send(MHD_Connection* connection, Exchange& exchange, Response response);
     void ReadRequest(MHD_Connection* connection, Exchange& exchange, const char* url, const char* method);
     std::string BaseUrl(const Request& request) const;
@@ -259,6 +262,9 @@ void HttpServer::Impl::ReadRequest(MHD_Connection* connection, Exchange& exchang
     exchange.journal.path = url;
     exchange.journal.range = request.Header("range");
     exchange.journal.contentRange = request.Header("content-range");
+    if (!journal_.WithBodies()) return;
+    exchange.journal.query = request.query;
+    exchange.keepsBody = request.Header("content-type").rfind("application/json", 0) == 0;
 }
 
 MHD_Result HttpServer::Impl::Begin(MHD_Connection* connection, const char* url, const char* method, void** state) {
@@ -269,6 +275,7 @@ MHD_Result HttpServer::Impl::Begin(MHD_Connection* connection, const char* url, 
     const MHD_ConnectionInfo* info = MHD_get_connection_info(connection, MHD_CONNECTION_INFO_CONNECTION_FD);
     if (info != nullptr) connections_->Busy(info->connect_fd);
     ReadRequest(connection, *exchange, url, method);
+    if (const auto warning = scenario_.Reload(false)) std::cerr << "zelkor-cloud: " << *warning << std::endl;
     try {
         exchange->handler = dispatch_(exchange->request);
     } catch (const Refusal& refusal) {
@@ -277,7 +284,6 @@ MHD_Result HttpServer::Impl::Begin(MHD_Connection* connection, const char* url, 
         exchange->early = FailureResponse(error);
     }
     exchange->journal.user = exchange->request.user.name;
-    if (const auto warning = scenario_.Reload(false)) std::cerr << "zelkor-cloud: " << *warning << std::endl;
     exchange->misbehaviour =
         scenario_.Strike(exchange->request.method, exchange->request.path, exchange->request.user.name);
     if (exchange->misbehaviour) {
@@ -300,6 +306,9 @@ bool HttpServer::Impl::TooSlow(const Exchange& exchange) const {
 
 MHD_Result HttpServer::Impl::Body(Exchange& exchange, const char* data, std::size_t size) {
     exchange.journal.bytesIn += size;
+    if (exchange.keepsBody && exchange.journal.request.size() + size <= kMostJournalled) {
+        exchange.journal.request.append(data, size);
+    }
     if (exchange.bodyRate) pauses_.For(exchange.bodyRate->Book(size, RateLimit::Clock::now()));
     if (!exchange.bodyRate && TooSlow(exchange)) return MHD_NO;
     if (!exchange.handler || exchange.early) return MHD_YES;
@@ -312,6 +321,14 @@ MHD_Result HttpServer::Impl::Body(Exchange& exchange, const char* data, std::siz
     }
     if (exchange.early) exchange.handler.reset();
     return MHD_YES;
+}
+
+void HttpServer::Impl::NoteAnswer(Exchange& exchange, const Response& response) {
+    if (!journal_.WithBodies()) return;
+    exchange.journal.answerHeaders = response.headers;
+    const auto type = response.headers.find("Content-Type");
+    const bool json = type != response.headers.end() && type->second.rfind("application/json", 0) == 0;
+    if (json && response.text.size() <= kMostJournalled) exchange.journal.answer = response.text;
 }
 
 MHD_Result HttpServer::Impl::Finish(MHD_Connection* connection, Exchange& exchange) {
@@ -328,6 +345,7 @@ MHD_Result HttpServer::Impl::Finish(MHD_Connection* connection, Exchange& exchan
         }
         exchange.handler.reset();
     }
+    NoteAnswer(exchange, response);
     if (exchange.misbehaviour) {
         const Misbehaviour& what = *exchange.misbehaviour;
         pauses_.For(
@@ -338,6 +356,11 @@ MHD_Result HttpServer::Impl::Finish(MHD_Connection* connection, Exchange& exchan
         }
         if (what.status != 0) response = RefusalResponse(what.status, what.errorCode, what.description);
         for (const auto& [name, value] : what.headers) response.headers[name] = value;
+        if (what.body) {
+            response.source.reset();
+            response.text = *what.body;
+        }
+        if (!response.source) response.text = BendFields(response.text, what);
     }
     return Send(connection, exchange, std::move(response));
 }
@@ -345,7 +368,8 @@ MHD_Result HttpServer::Impl::Finish(MHD_Connection* connection, Exchange& exchan
 MHD_Result HttpServer::Impl::Send(MHD_Connection* connection, Exchange& exchange, Response response) {
     const bool paced = settings_.rate > 0 || settings_.totalRate > 0 || exchange.misbehaviour.has_value();
     MHD_Response* answer = nullptr;
-    if (!response.source && (!paced || response.text.empty())) {
+    const bool otherLength = exchange.misbehaviour && exchange.misbehaviour->contentLength >= 0;
+    if (!response.source && (!paced || response.text.empty()) && !otherLength) {
         answer = MHD_create_response_from_buffer(response.text.size(), response.text.data(), MHD_RESPMEM_MUST_COPY);
         *exchange.sent += response.text.size();
     } else {
@@ -353,6 +377,8 @@ MHD_Result HttpServer::Impl::Send(MHD_Connection* connection, Exchange& exchange
         auto pump = std::make_unique<Pump>(what.rate > 0 ? what.rate : settings_.rate, totalRate_, pauses_);
         pump->length = response.source ? response.length : static_cast<std::int64_t>(response.text.size());
         pump->offset = response.source ? response.offset : 0;
+        // Behind its own end a source has nothing to read, and the connection is cut there.
+        if (otherLength) pump->length = what.contentLength;
         pump->source = response.source ? response.source : std::make_shared<TextSource>(std::move(response.text));
         pump->cutAfter = what.cutAfter;
         pump->corrupt = what.corrupt;

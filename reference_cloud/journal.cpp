@@ -2,11 +2,64 @@
 
 #include <stdexcept>
 
+#include "interfaces/cloud/wire/fields.h"
 #include "reference_cloud/http_message.h"
 
 namespace Drive::ReferenceCloud {
 
-Journal::Journal(const std::string& path) {
+namespace Wire = Drive::Cloud::Wire;
+
+namespace {
+
+constexpr const char* kHidden = "(hidden)";
+
+bool IsSecret(const std::string& name) {
+    for (const char* secret : {Wire::kPassword, Wire::kAccessToken, Wire::kRefreshToken, Wire::kTemporaryKey,
+                               Wire::kEncryptedKey, Wire::kEfek, Wire::kSignature}) {
+        if (name == secret) return true;
+    }
+    return false;
+}
+
+/// A signed address is as good as the object.
+void HideSignature(Json::Value& url) {
+    const std::string text = url.asString(), mark = std::string(Wire::kSignature) + "=";
+    const std::size_t at = text.find(mark);
+    if (at != std::string::npos) url = text.substr(0, at + mark.size()) + kHidden;
+}
+
+void HideSecrets(Json::Value& value) {
+    if (value.isObject()) {
+        for (const auto& name : value.getMemberNames()) {
+            Json::Value& field = value[name];
+            if (IsSecret(name) && field.isString()) {
+                field = kHidden;
+            } else if (name == Wire::kUrl && field.isString()) {
+                HideSignature(field);
+            } else {
+                HideSecrets(field);
+            }
+        }
+    } else if (value.isArray()) {
+        for (Json::Value& element : value) HideSecrets(element);
+    }
+}
+
+Json::Value Shown(const std::string& body) {
+    Json::Value value = body.empty() ? Json::Value() : ParseJson(body).value_or(Json::Value());
+    HideSecrets(value);
+    return value;
+}
+
+Json::Value Shown(const std::map<std::string, std::string>& pairs) {
+    Json::Value value(Json::objectValue);
+    for (const auto& [name, text] : pairs) value[name] = IsSecret(name) ? kHidden : text;
+    return value;
+}
+
+}  // namespace
+
+Journal::Journal(const std::string& path, bool withBodies) : withBodies_(withBodies) {
     if (path.empty()) return;
     stream_.open(path, std::ios::app);
     if (!stream_) throw std::runtime_error("the journal " + path + " cannot be opened; check its folder");
@@ -27,6 +80,12 @@ void Journal::Write(const JournalEntry& entry) {
     line["inFlight"] = entry.inFlight;
     line["clientGone"] = entry.clientGone;
     line["scenario"] = entry.scenario;
+    if (withBodies_) {
+        line["query"] = Shown(entry.query);
+        line["answerHeaders"] = Shown(entry.answerHeaders);
+        line["request"] = Shown(entry.request);
+        line["answer"] = Shown(entry.answer);
+    }
     const std::string text = JsonText(line) + "\n";
     const std::lock_guard lock(mutex_);
     if (stream_.is_open()) stream_ << text << std::flush;

@@ -1,7 +1,10 @@
 #pragma once
 
+#include <json/value.h>
+
 #include <cstdint>
 #include <fstream>
+#include <map>
 #include <mutex>
 #include <string>
 
@@ -22,16 +25,25 @@ struct JournalEntry {
     int inFlight = 0;         ///< requests under way at its beginning, itself included
     bool clientGone = false;  ///< the client went away before the end
     std::string scenario;     ///< name of the scenario rule that struck; empty for none
+
+    // With bodies only.
+    std::map<std::string, std::string> query;
+    std::map<std::string, std::string> answerHeaders;
+    std::string request;  ///< the body when it is JSON, as it came; empty otherwise
+    std::string answer;   ///< the same of the answer, before a scenario bent it
 };
 
-/// One JSON object a line, written when a request has ended. Any thread.
+/// One JSON object a line, written when a request has ended. With bodies, for tests of what is said on the wire, a line
+/// also holds the query, the answer's headers and the JSON bodies; secrets in them are replaced. Any thread.
 class Journal {
 public:
     /// Appends to the file; an empty path writes nowhere. Throws when the file cannot be opened.
-    explicit Journal(const std::string& path);
+    explicit Journal(const std::string& path, bool withBodies = false);
     void Write(const JournalEntry& entry);
+    bool WithBodies() const { return withBodies_; }
 
 private:
+    const bool withBodies_;
     std::mutex mutex_;
     std::ofstream stream_;  // guarded by mutex_
 };

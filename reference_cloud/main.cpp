@@ -87,6 +87,8 @@ void AddServeOptions(CLI::App& app, ServeOptions& options) {
     app.add_option("--tls-cert", options.certificate, "PEM file with the certificate and its chain");
     app.add_option("--tls-key", options.key, "PEM file with the certificate's key");
     app.add_option("--journal", settings.journal, "File that gets one JSON line a request");
+    app.add_flag("--journal-bodies", settings.journalBodies,
+                 "Write queries, headers and JSON bodies into the journal, too; secrets are replaced");
     app.add_option("--scenario", settings.scenario, "JSON file of misbehaviour on purpose; read again when it changes");
     app.add_option("--rate", http.rate, "Bytes per second of one answer (0: no limit)");
     app.add_option("--total-rate", http.totalRate, "Bytes per second of all answers together (0: no limit)");

@@ -8,8 +8,48 @@
 #include <stdexcept>
 
 #include "reference_cloud/http_message.h"
+#include "reference_cloud/text.h"
 
 namespace Drive::ReferenceCloud {
+
+namespace {
+
+/// What holds the field, and its name or number there; nothing when there is no such way.
+std::pair<Json::Value*, std::string> FindField(Json::Value& root, const std::string& way) {
+    Json::Value* at = &root;
+    for (std::size_t begin = 0;;) {
+        const std::size_t end = way.find('.', begin);
+        const std::string step = way.substr(begin, end - begin);
+        const auto index = ParseNumber(step);
+        const bool there = at->isObject() ? at->isMember(step) : at->isArray() && index && *index < at->size();
+        if (!there) return {nullptr, ""};
+        if (end == std::string::npos) return {at, step};
+        at = at->isObject() ? &(*at)[step] : &(*at)[static_cast<Json::ArrayIndex>(*index)];
+        begin = end + 1;
+    }
+}
+
+}  // namespace
+
+std::string BendFields(const std::string& text, const Misbehaviour& what) {
+    auto root = what.remove.empty() && what.set.empty() ? std::nullopt : ParseJson(text);
+    if (!root) return text;
+    for (const auto& [way, value] : what.set) {
+        const auto [holder, name] = FindField(*root, way);
+        if (holder == nullptr) continue;
+        (holder->isObject() ? (*holder)[name] : (*holder)[static_cast<Json::ArrayIndex>(std::stoul(name))]) =
+            *ParseJson(value);
+    }
+    for (const auto& way : what.remove) {
+        const auto [holder, name] = FindField(*root, way);
+        if (holder == nullptr) continue;
+        Json::Value removed;
+        holder->isObject()
+            ? holder->removeMember(name)
+            : static_cast<void>(holder->removeIndex(static_cast<Json::ArrayIndex>(std::stoul(name)), &removed));
+    }
+    return JsonText(*root);
+}
 
 Scenario::Scenario(std::string path) : path_(std::move(path)) {
     if (!path_.empty()) Read();
@@ -45,6 +85,10 @@ Scenario::Rule Scenario::ReadRule(const void* json, std::size_t index) {
     what.cutAfter = from.get("cutAfter", -1).asInt64();
     what.corrupt = from.get("corrupt", -1).asInt64();
     what.drop = from.get("drop", false).asBool();
+    if (from.isMember("body")) what.body = from["body"].asString();
+    what.contentLength = from.get("contentLength", -1).asInt64();
+    for (const auto& field : from["remove"]) what.remove.push_back(field.asString());
+    for (const auto& field : from["set"].getMemberNames()) what.set.emplace_back(field, JsonText(from["set"][field]));
     return rule;
 }
 
@@ -58,13 +102,19 @@ void Scenario::Read() {
         throw std::runtime_error("the scenario " + path_ + " is no JSON object with an array \"rules\"");
     }
     std::vector<Rule> rules;
+    std::int64_t clockShift = 0;
+    std::optional<std::int64_t> quota;
     try {
+        clockShift = root->get("clock", 0).asInt64();
+        if (root->isMember("quota")) quota = (*root)["quota"].asInt64();
         for (const auto& rule : (*root)["rules"]) rules.push_back(ReadRule(&rule, rules.size()));
     } catch (const std::exception& error) {
         throw std::runtime_error("the scenario " + path_ + ": " + error.what());
     }
     rules_ = std::move(rules);
     migrating_ = root->get("migrating", false).isBool() && root->get("migrating", false).asBool();
+    clockShift_ = clockShift;
+    quota_ = quota;
     stamp_ = stamp;
 }
 
@@ -110,6 +160,16 @@ std::optional<Misbehaviour> Scenario::Strike(const std::string& method, const st
 bool Scenario::Migrating() {
     const std::lock_guard lock(mutex_);
     return migrating_;
+}
+
+std::int64_t Scenario::ClockShift() {
+    const std::lock_guard lock(mutex_);
+    return clockShift_;
+}
+
+std::optional<std::int64_t> Scenario::Quota() {
+    const std::lock_guard lock(mutex_);
+    return quota_;
 }
 
 }  // namespace Drive::ReferenceCloud

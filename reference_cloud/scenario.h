@@ -6,6 +6,7 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace Drive::ReferenceCloud {
@@ -24,13 +25,24 @@ struct Misbehaviour {
     std::int64_t cutAfter = -1;                  ///< bytes of the answer's body, then the connection is closed
     std::int64_t corrupt = -1;                   ///< offset in the answer's body of a byte that is turned over
     bool drop = false;                           ///< close the connection without an answer
+    std::optional<std::string> body;             ///< instead of the answer's body
+    std::int64_t contentLength = -1;             ///< announced instead of the body's own length
+    std::vector<std::string> remove;             ///< fields taken out of a JSON answer, as "items.0.length"
+    std::vector<std::pair<std::string, std::string>> set;  ///< fields of a JSON answer and their new JSON text
 };
 
+/// Takes fields out of a JSON text and puts others in place. A text that is no JSON stays as it is.
+std::string BendFields(const std::string& text, const Misbehaviour& what);
+
 /// Misbehaviour on purpose, told by a JSON file:
-///   {"migrating": false, "rules": [{"name": "...", "method": "GET", "path": "/v1/files/*/content", "user": "...",
+///   {"migrating": false, "quota": 1000000, "clock": 7200, "rules": [{"name": "...", "method": "GET", "path":
+///   "/v1/files/*/content", "user": "...",
 ///     "nth": 3, "from": 2, "times": 1, "every": 4, "status": 503, "errorCode": "...", "description": "...",
 ///     "headers": {"Retry-After": "1"}, "afterWork": false, "delay": 0.5, "rate": 100000, "uploadRate": 0,
-///     "cutAfter": 65536, "corrupt": 10, "drop": false}]}
+///     "cutAfter": 65536, "corrupt": 10, "drop": false, "body": "{garbage", "contentLength": 10,
+///     "remove": ["items.0.length"], "set": {"position": -1}}]}
+/// "quota" is the most bytes that any user may hold, "clock" is added to the cloud's clock in seconds. A field is named
+/// by the way to it, joined by dots; a number stands for an element of an array. Only what is there is set or removed.
 /// `path` is a shell pattern in which * also stands for slashes. A rule counts the requests that fit it: "nth" strikes
 /// at exactly that one, otherwise it strikes from "from" (1) on, "times" times (0: always), each "every"th (1). The
 /// first rule that strikes is taken; every rule that fits counts. Reading the file again starts all counts afresh.
@@ -46,6 +58,10 @@ public:
 
     std::optional<Misbehaviour> Strike(const std::string& method, const std::string& path, const std::string& user);
     bool Migrating();
+    /// Seconds.
+    std::int64_t ClockShift();
+    /// Bytes; nothing when the file does not tell.
+    std::optional<std::int64_t> Quota();
 
 private:
     struct Rule {
@@ -77,6 +93,8 @@ private:
     // Guarded by mutex_.
     std::vector<Rule> rules_;
     bool migrating_ = false;
+    std::int64_t clockShift_ = 0;
+    std::optional<std::int64_t> quota_;
     Stamp stamp_;
     std::chrono::steady_clock::time_point looked_{};
 };

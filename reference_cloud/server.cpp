@@ -11,7 +11,7 @@ Server::Server(ServerSettings settings)
     : settings_(std::move(settings)),
       cloud_(OpenCloud(settings_.dataFolder)),
       serverLock_(settings_.dataFolder, DataLock::Kind::server),
-      journal_(settings_.journal),
+      journal_(settings_.journal, settings_.journalBodies),
       scenario_(settings_.scenario),
       accounts_(*cloud_),
       router_([this](Request& request) { accounts_.Authorise(request); }),
@@ -22,6 +22,8 @@ Server::Server(ServerSettings settings)
         throw std::runtime_error("another server works on " + settings_.dataFolder + "; stop it first");
     }
     cloud_->settings = settings_.cloud;
+    cloud_->now = [this, real = cloud_->now] { return real() + scenario_.ClockShift(); };
+    cloud_->quota = [this] { return scenario_.Quota(); };
     cloud_->migrating = [this] { return settings_.cloud.migrating || scenario_.Migrating(); };
     {
         const DataLock alone(settings_.dataFolder, DataLock::Kind::storeAlone);

@@ -16,7 +16,8 @@ struct ServerSettings {
     std::string dataFolder;
     CloudSettings cloud;
     HttpSettings http;
-    std::string journal;   ///< file; empty for none
+    std::string journal;  ///< file; empty for none
+    bool journalBodies = false;
     std::string scenario;  ///< file; empty for none
 };
 

@@ -1,5 +1,6 @@
 #include "reference_cloud/tree.h"
 
+#include <algorithm>
 #include <functional>
 
 #include "interfaces/cloud/wire/codes.h"
@@ -244,7 +245,7 @@ FileRow Restore(Rows& rows, const User& user, const std::string& id) {
 
 void CheckSpace(Rows& rows, const User& user, std::int64_t more) {
     const auto now = rows.UserById(user.id);
-    if (more > 0 && (!now || now->used + more > now->quota)) {
+    if (more > 0 && (!now || now->used + more > std::min(now->quota, user.quota))) {
         throw Refusal(507, Wire::kQuotaExceeded, "the cloud space is full; delete something or get more space");
     }
 }

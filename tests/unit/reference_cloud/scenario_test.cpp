@@ -72,6 +72,37 @@ TEST_F(ScenarioTest, ReadsWhatARuleDoes) {
     EXPECT_TRUE(scenario.Migrating());
 }
 
+// CLOUD-SCENARIO-02
+TEST_F(ScenarioTest, ReadsQuotaClockAndTheBendingOfAnswers) {
+    Scenario scenario(Write(R"({"quota": 5, "clock": -7, "rules": [{"body": "{garbage", "contentLength": 3,
+        "remove": ["a"], "set": {"b": null}}]})"));
+    EXPECT_EQ(scenario.Quota(), 5);
+    EXPECT_EQ(scenario.ClockShift(), -7);
+    const auto what = scenario.Strike("GET", "/", "");
+    ASSERT_TRUE(what);
+    EXPECT_EQ(what->body, "{garbage");
+    EXPECT_EQ(what->contentLength, 3);
+    EXPECT_EQ(what->remove, std::vector<std::string>{"a"});
+    EXPECT_EQ(what->set.front(), (std::pair<std::string, std::string>("b", "null")));
+    Write(R"({"rules": []})");
+    EXPECT_FALSE(scenario.Reload(true));
+    EXPECT_EQ(scenario.Quota(), std::nullopt);
+    EXPECT_EQ(scenario.ClockShift(), 0);
+}
+
+// CLOUD-SCENARIO-03
+TEST_F(ScenarioTest, BendsTheFieldsThatAreThereAndNoOthers) {
+    const std::string text = R"({"a":{"b":[1,{"c":2}]},"d":"x"})";
+    Misbehaviour what;
+    EXPECT_EQ(BendFields(text, what), text);
+    what.set = {{"a.b.1.c", "[]"}, {"a.b.7", "1"}, {"a.nothing", "1"}, {"d", "\"y\""}};
+    EXPECT_EQ(BendFields(text, what), R"({"a":{"b":[1,{"c":[]}]},"d":"y"})");
+    what.set.clear();
+    what.remove = {"a.b.0", "d", "d.e", "nothing"};
+    EXPECT_EQ(BendFields(text, what), R"({"a":{"b":[{"c":2}]}})");
+    EXPECT_EQ(BendFields("no JSON", what), "no JSON");
+}
+
 TEST_F(ScenarioTest, StartsAfreshWhenTheFileIsReadAgain) {
     Scenario scenario(Write(R"({"rules": [{"times": 1}]})"));
     EXPECT_TRUE(Strikes(scenario));

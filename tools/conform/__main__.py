@@ -1,0 +1,109 @@
+#!/usr/bin/env python3
+"""zelkor-conform: holds a cloud against what the engine relies on, and prints a table of what passed and what did not.
+
+It works in a folder of its own below the user's root and deletes it at the end. Exit status: 0 all passed, 1 something
+failed, 2 the run could not begin."""
+import argparse
+import json
+import sys
+import traceback
+
+sys.dont_write_bytecode = True
+
+import checks_account  # noqa: F401  (each of these brings its checks in)
+import checks_plans  # noqa: F401
+import checks_objects  # noqa: F401
+import checks_proxy  # noqa: F401
+import checks_files  # noqa: F401
+from client import sign_in
+from kit import CHECKS, Kit, PassedOver, Wrong
+from protocol import Protocol
+
+
+def arguments():
+    parser = argparse.ArgumentParser(prog="zelkor-conform", description="Hold a cloud against what the engine relies on.")
+    parser.add_argument("--url", required=True, help="http://HOST:PORT or https://HOST:PORT")
+    parser.add_argument("--user", required=True, help="a user whose space may be written to")
+    parser.add_argument("--password-file", required=True, help="file whose first line is the password")
+    parser.add_argument("--other-user", help="a second user, to see that users are kept apart")
+    parser.add_argument("--other-password-file", help="(default: the same file)")
+    parser.add_argument("--server-name", help="the ending of file names that the cloud sends by its file proxy, \"*.log\"")
+    parser.add_argument("--ca-file", help="certificates to trust")
+    parser.add_argument("--seconds", type=float, default=10, help="what a control call may take (default: 10)")
+    parser.add_argument("--only", action="append", default=[], help="a check, or an area such as \"plan\"; may come again")
+    parser.add_argument("--list", action="store_true", help="name the checks and what they hold, and end")
+    parser.add_argument("--json", action="store_true", help="one JSON document instead of the table")
+    if "--list" in sys.argv[1:]:
+        for name, text, _ in CHECKS:
+            print(f"{name:24} {text}")
+        sys.exit(0)
+    return parser.parse_args()
+
+
+def first_line(path):
+    with open(path, encoding="utf-8") as file:
+        return file.readline().rstrip("\r\n")
+
+
+def make_kit(options):
+    settings = {"ca_file": options.ca_file, "seconds": max(30.0, 3 * options.seconds)}
+    password = first_line(options.password_file)
+    client, login = sign_in(options.url, options.user, password, **settings)
+    other = None
+    if options.other_user:
+        other = sign_in(options.url, options.other_user,
+                        first_line(options.other_password_file or options.password_file), **settings)
+    kit = Kit(client, login, Protocol(), options.server_name, other, options.seconds)
+    kit.user, kit.password, kit.options = options.user, password, settings
+    return kit
+
+
+def run(kit, function):
+    """"passed", "failed" or "passed over", and the reason."""
+    try:
+        function(kit)
+        return "passed", ""
+    except PassedOver as reason:
+        return "passed over", str(reason)
+    except Wrong as reason:
+        return "failed", str(reason)
+    except Exception as error:  # an answer that cannot be read is a failure of the cloud, not of the run
+        place = traceback.extract_tb(error.__traceback__)[-1]
+        return "failed", f"{type(error).__name__}: {error} ({place.name})"
+
+
+def clear(kit):
+    if kit._folder is None:
+        return
+    try:
+        kit.client.send("DELETE", f"/v1/files/{kit._folder}")
+    except OSError as error:
+        print(f"zelkor-conform: the folder of this run was not deleted: {error}", file=sys.stderr)
+
+
+def main():
+    options = arguments()
+    try:
+        kit = make_kit(options)
+    except (OSError, PermissionError, ValueError, KeyError) as error:
+        print(f"zelkor-conform: the run could not begin: {error}", file=sys.stderr)
+        return 2
+    wanted = [one for one in CHECKS if not options.only or any(
+        one[0] == name or one[0].startswith(name + ".") for name in options.only)]
+    rows = []
+    for name, text, function in wanted:
+        verdict, reason = run(kit, function)
+        rows.append({"check": name, "verdict": verdict, "text": text, "reason": reason})
+        if not options.json:
+            print(f"{verdict:12} {name:24} {reason or text}", flush=True)
+    clear(kit)
+    count = {verdict: sum(row["verdict"] == verdict for row in rows) for verdict in ("passed", "failed", "passed over")}
+    if options.json:
+        print(json.dumps({"checks": rows, **{key.replace(" ", ""): value for key, value in count.items()}}, indent=1))
+    else:
+        print(f"{count['passed']} passed, {count['failed']} failed, {count['passed over']} passed over")
+    return 1 if count["failed"] or not count["passed"] else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
