@@ -133,13 +133,18 @@ class HostUploads(HostCase):
         self.run_host(other, "put")
 
         self.make_file(up.root / "another", 100)  # so that the engine has something to do
+        known = len(self.starts())
         events = self.events(up, "put", expect=1)
         self.assertEqual("conflict", self.entry(events, "both")["result"])
         self.assertEqual("uploaded", self.entry(events, "another")["result"])
+        self.assertEqual(1, len(self.starts()) - known, "the engine has not even begun with the other")
         self.assertEqual([], up.query("SELECT fileId FROM T_task"))
         back = self.second("back")
         self.run_host(back, "get")
         self.assertEqual(sha256(other.root / "both"), sha256(back.root / "both"))
+
+    def starts(self):
+        return [entry for entry in self.cloud.requests() if entry["path"] == "/v1/uploads/start"]
 
     # HOST-ROWS-01, HOST-CACHE-01
     def test_rows_that_contradict_the_cloud_are_put_right_and_pictures_do_not_stay(self):

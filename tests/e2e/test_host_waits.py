@@ -19,7 +19,7 @@ class HostWaits(HostCase):
         self.assertIn("the space in the cloud is full", self.entry(events, "second")["message"])
         self.assertIn("is full", self.status(up, expect=1)["spaceNotice"])
         self.set_quota(100 * MIB)
-        self.run_host(up, "put")
+        self.run_host(up, "put", "--attempts", "2")
         self.assertEqual("", self.status(up, expect=0)["spaceNotice"])
         self.put_and_get_back()
 
