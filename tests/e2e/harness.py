@@ -13,6 +13,7 @@ import shutil
 import signal
 import sqlite3
 import subprocess
+import sys
 import tempfile
 import time
 import unittest
@@ -22,6 +23,9 @@ LIB = pathlib.Path(os.environ["ZELKOR_LIB"])
 SANITIZE = os.environ.get("ZELKOR_SANITIZE", "")
 HERE = pathlib.Path(__file__).resolve().parent
 MIB = 1 << 20
+sys.path.insert(0, str(HERE.parents[1] / "tools" / "conform"))
+
+from protocol import Protocol  # noqa: E402
 
 
 def sanitizer_environment(reports):
@@ -74,6 +78,7 @@ class Cloud:
         self.port = 0
         self.password = case.work / "password"
         self.password.write_text("correct horse battery staple\n")
+        case.clouds.append(self)
 
     def command(self, *arguments):
         return self.case.execute(BIN / "zelkor-cloud", *arguments)
@@ -87,7 +92,7 @@ class Cloud:
     def start(self):
         self.process = self.case.spawn(
             BIN / "zelkor-cloud", "--data", self.folder, "--listen", f"127.0.0.1:{self.port}", "--journal",
-            self.journal, *self.options, stdout=subprocess.PIPE)
+            self.journal, "--journal-bodies", *self.options, stdout=subprocess.PIPE)
         line = self.process.stdout.readline()
         match = re.match(r"listening on (http://127\.0\.0\.1:(\d+))", line)
         self.case.assertTrue(match, f"the cloud did not start: {line!r}")
@@ -106,6 +111,11 @@ class Cloud:
             return []
         lines = self.journal.read_text(encoding="utf-8").splitlines()
         return [json.loads(line) for line in lines if line.strip()]
+
+    def undocumented(self):
+        """What was said on the wire and docs/openapi.json does not tell of, each once."""
+        protocol = Protocol()
+        return sorted({problem for entry in self.requests() for problem in protocol.journal_problems(entry)})
 
     def content_requests(self):
         return [entry for entry in self.requests() if entry["path"].endswith("/content")]
@@ -177,6 +187,7 @@ class Case(unittest.TestCase):
         self.reports = self.work / "reports"
         self.reports.mkdir()
         self.processes = []
+        self.clouds = []
         self.environment = {**os.environ, **sanitizer_environment(self.reports),
                             "HOME": str(self.work / "home"), "XDG_DATA_HOME": str(self.work / "home" / "data")}
         (self.work / "home" / "data").mkdir(parents=True)
@@ -189,12 +200,14 @@ class Case(unittest.TestCase):
             if process.stdout:
                 process.stdout.close()
         reports = self.sanitizer_reports()
+        undocumented = [problem for cloud in self.clouds for problem in cloud.undocumented()]
         failed = any(error for _, error in self._outcome.errors) if hasattr(self._outcome, "errors") else False
-        if not failed and not reports and not os.environ.get("ZELKOR_KEEP"):
+        if not failed and not reports and not undocumented and not os.environ.get("ZELKOR_KEEP"):
             shutil.rmtree(self.work, ignore_errors=True)
         else:
             print(f"kept: {self.work}")
         self.assertEqual("", reports, "a sanitizer has reported")
+        self.assertEqual([], undocumented, "said on the wire, but not in docs/openapi.json")
 
     def sanitizer_reports(self):
         return "\n".join(file.read_text(errors="replace") for file in sorted(self.reports.iterdir()))
