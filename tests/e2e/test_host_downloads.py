@@ -109,11 +109,11 @@ class HostDownloads(HostCase):
             return self.full_disk(1)
         down = self.send("file")
         script = (
-            'set -e; mount -t tmpfs -o size=230m none "$1"; mkdir "$1/root" "$1/staging"; shift; '
-            'fallocate -l 60m "$ROOM/ballast"; "$@" init --root "$ROOM/root" --staging "$ROOM/staging" --url "$URL" '
+            'set -e; mount -t tmpfs -o size=230m none "$1"; mkdir "$1/files" "$1/staging"; shift; '
+            'fallocate -l 60m "$ROOM/ballast"; "$@" init --root "$ROOM/files" --staging "$ROOM/staging" --url "$URL" '
             '--user anna --password-file "$PASSWORD" || exit 90; '
             'set +e; "$@" get; test $? = 7 || exit 91; rm "$ROOM/ballast"; "$@" get || exit 92; '
-            'cmp "$ROOM/root/file" "$SOURCE" || exit 93')
+            'cmp "$ROOM/files/file" "$SOURCE" || exit 93')
         room = self.work / "room"
         room.mkdir()
         done = self.execute(

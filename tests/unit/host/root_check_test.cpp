@@ -67,12 +67,12 @@ TEST_F(RootCheck, AFolderThatWasRememberedAnewIsTheRoot) {
 
 // HOST-CLI-03
 TEST(BelowRoot, TakesEveryFormThatAPersonTypes) {
-    for (const char* typed : {"a/b", "./a/b", "a//b/", "/home/x/root/a/b", "/home/x/root//a/./b/"}) {
-        EXPECT_EQ(BelowRoot("/home/x/root", typed), "a/b") << typed;
+    for (const char* typed : {"a/b", "./a/b", "a//b/", "/home/x/drive/a/b", "/home/x/drive//a/./b/"}) {
+        EXPECT_EQ(BelowRoot("/home/x/drive", typed), "a/b") << typed;
     }
-    EXPECT_EQ(BelowRoot("/home/x/root", "/home/x/root"), "");
-    EXPECT_EQ(BelowRoot("/home/x/root", "/home/x/rootless"), "home/x/rootless");
-    EXPECT_EQ(BelowRoot("/home/x/root", "..x/.y"), "..x/.y");
+    EXPECT_EQ(BelowRoot("/home/x/drive", "/home/x/drive"), "");
+    EXPECT_EQ(BelowRoot("/home/x/drive", "/home/x/driveless"), "home/x/driveless");
+    EXPECT_EQ(BelowRoot("/home/x/drive", "..x/.y"), "..x/.y");
 }
 
 }  // namespace
