@@ -1,4 +1,5 @@
 """The running process: users added beside it, its scenario read again, a clean end, and an end by force at any moment."""
+import http.client
 import os
 import random
 import signal
@@ -28,8 +29,8 @@ class Load(threading.Thread):
         try:
             while not self.stop:
                 self.one_file()
-        except OSError:
-            pass
+        except (OSError, http.client.HTTPException):
+            pass  # the server is gone
         except Exception as error:  # told by the test, with its text
             self.trouble = error
 

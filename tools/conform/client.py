@@ -71,7 +71,9 @@ class Client:
             try:
                 connection.endheaders(body)
             except (BrokenPipeError, ConnectionResetError):
-                pass  # the other side has answered before it had read all
+                if connection.sock is None:
+                    raise
+                # The other side may have answered before it had read all.
             response = connection.getresponse()
             content = response.read()
             answer = Answer(response.status, dict(response.getheaders()), content, time.monotonic() - begin)
