@@ -185,6 +185,7 @@ std::string Inv15(const Observed& seen) {
 std::string Inv16(const Observed& seen) {
     if (!seen.stopReturned) return "stop has not returned";
     if (seen.stopTook > kLongestStop) return "stop took " + Number(seen.stopTook) + " ms";
+    if (seen.outlivedStop > 0) return Number(seen.outlivedStop) + " downloads still ran when it had";
     if (seen.downloadCount > 0) return "downloads still run";
     return {};
 }

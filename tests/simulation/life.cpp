@@ -137,6 +137,10 @@ void Life::Stop() {
         TransferTaskService::getInstance().stopTransferTaskService();
         watch.seen.stopTook = VirtualTime::Now() - began;
         watch.seen.stopReturned = true;
+        for (const auto& [key, job] : watch.seen.jobs) {
+            const bool download = job.pool == DownloadPool || job.pool == PriorityPool;
+            if (download && job.passes > 0 && job.counted > 0) ++watch.seen.outlivedStop;
+        }
     });
     const std::int64_t latest = VirtualTime::Now() + kLongestDrain;
     do {

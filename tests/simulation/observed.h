@@ -96,6 +96,7 @@ struct Observed {
     bool stopCalled = false;
     bool stopReturned = false;
     std::int64_t stopTook = 0;
+    int outlivedStop = 0;              ///< downloads that were transferring when stop returned
     int begunAfterStop = 0;            ///< transfers that began once stop had returned
     int threadsLeft = 0;               ///< that are neither dispatchers parked on a condition nor the run's own
     std::vector<std::string> notDone;  ///< files that a calm life has not brought home
