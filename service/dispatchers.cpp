@@ -188,19 +188,18 @@ void TransferTaskService::thumbnailTaskService(const pplx::cancellation_token& t
 }
 
 void TransferTaskService::downloadTaskService(const pplx::cancellation_token& token) {
-    // Before the dispatchers, whose first worker may report at once: one that found no function to call would keep its
-    // slot and leave its file at 22.
-    DownLoadTaskManger::getInstance().SetTaskSemaphoreCallbackFun([this](int key) { releaseDownloadSlot(key); });
     StartBackgroundTask([this, token] { RunPolling(DownloadDispatcher(), *downloadQueue, token); });
     StartBackgroundTask([this, token] {
         RunSignalled(PriorityDispatcher(), *priorityQueue, *priorityQueueMutex, *priorityCondition, token);
     });
+    // Deliberate: last, although a worker that reports before it keeps its slot.
+    DownLoadTaskManger::getInstance().SetTaskSemaphoreCallbackFun([this](int key) { releaseDownloadSlot(key); });
 }
 
 void TransferTaskService::uploadTaskService(const pplx::cancellation_token& token) {
+    StartBackgroundTask([this, token] { RunPolling(UploadDispatcher(), *uploadQueue, token); });
     UpLoadTaskManger::getInstance().SetUploadTaskCallbackFun(
         [this](int kind, int value) { onUploadEvent(kind, value); });
-    StartBackgroundTask([this, token] { RunPolling(UploadDispatcher(), *uploadQueue, token); });
 }
 
 }  // namespace Drive::TransferService

@@ -96,7 +96,11 @@ void Life::RunService() {
     if (number == 0) host.SetUp();
     host.BeforeStart();
     watch.Begin();
+    // Start sets what gives slots back after the dispatchers, by requirement; a worker that got in between would keep
+    // its slot in a window of two statements.
+    VirtualTime::KeepBaton(true);
     TransferTaskService::getInstance().startTransferTaskService();
+    VirtualTime::KeepBaton(false);
     Pass();
     if (life.ending == Ending::Crash) End(0);
     Stop();

@@ -254,7 +254,8 @@ void Kernel::MaybeYield() {
     Step();
     {
         Guard guard(mutex);
-        if (options.seed == 0 || options.switchOneOf <= 0 || dice() % options.switchOneOf != 0) return;
+        if (Self()->unbroken || options.seed == 0 || options.switchOneOf <= 0 || dice() % options.switchOneOf != 0)
+            return;
     }
     Yield();
 }

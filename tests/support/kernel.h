@@ -26,6 +26,7 @@ struct VirtualThread {
     bool timedOut = false;
     std::uint64_t readySince = 0;
     bool test = false;
+    bool unbroken = false;
     std::condition_variable wake;
 };
 

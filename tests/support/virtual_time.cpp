@@ -105,6 +105,11 @@ void VirtualTime::MaybeYield() {
     if (Kernel::Self() != nullptr && Kernel::Get().Active()) Kernel::Get().MaybeYield();
 }
 
+void VirtualTime::KeepBaton(bool on) {
+    Untraced hidden;
+    if (VirtualThread* thread = Kernel::Self()) thread->unbroken = on;
+}
+
 void VirtualTime::Pause(std::int64_t milliseconds) {
     Untraced hidden;
     if (!Kernel::Get().Active()) return;

@@ -90,6 +90,9 @@ public:
     /// With a seed: gives the baton away once in a while. A double calls it where the real thing would take time.
     static void MaybeYield();
 
+    /// While on, the seed takes the baton from the calling thread only where it has to wait.
+    static void KeepBaton(bool on);
+
     /// Waits this long in virtual time without a line in the journal.
     static void Pause(std::int64_t milliseconds);
 

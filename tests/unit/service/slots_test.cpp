@@ -90,19 +90,22 @@ protected:
 TEST_F(GivingSlotsBack, CountsAtFirstAreThoseOfTheSettings) { EXPECT_TRUE(Slots::Now() == (Slots{3, 5, 10, 3})); }
 
 // SVC-SLOT-19
-TEST_F(GivingSlotsBack, IsSettledBeforeTheDispatchersWhoseWorkersNeedIt) {
+TEST_F(GivingSlotsBack, IsSetAfterTheDispatchersWereStarted) {
     VirtualTime::Run(0, [&] {
         const Slots before = Slots::Now();
-        ScriptedPool::FailTask(3);  // the download dispatcher
+        ScriptedPool::FailTask(4);  // the priority dispatcher
         StartService();
         Report(11);
-        EXPECT_TRUE(Slots::Now() == (Slots{before.download + 1, before.priority, before.thumbnail, before.upload}));
+        EXPECT_TRUE(Slots::Now() == before);
+        EXPECT_EQ(Lines({Kind::Callback}).back(), "callback slot(11)");
+        EXPECT_FALSE(UpLoadTaskManger::getInstance().*Reach(UploadCallback()));
         Service().stopTransferTaskService();
         VirtualTime::AdvanceBy(2000);
         ScriptedPool::FailTask(5);  // the upload dispatcher
         StartService();
-        ASSERT_NO_THROW(Upload(2, 1));
-        EXPECT_EQ(Slots::Now().upload, before.upload + 1);
+        EXPECT_FALSE(UpLoadTaskManger::getInstance().*Reach(UploadCallback()));
+        Report(11);
+        EXPECT_TRUE(Slots::Now() == (Slots{before.download + 1, before.priority, before.thumbnail, before.upload}));
     });
 }
 
