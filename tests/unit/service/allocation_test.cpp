@@ -16,14 +16,15 @@ std::atomic<std::size_t> refused{0};
 
 }  // namespace
 
-// This program's own allocation: what a dispatcher copies for its worker can be made to fail.
-void* operator new(std::size_t size) {
+// This program's own allocation: what a dispatcher copies for its worker can be made to fail. Inlined, the pair would
+// look mismatched to an optimising compiler.
+[[gnu::noinline]] void* operator new(std::size_t size) {
     if (size == refused.load()) throw std::bad_alloc();
     if (void* memory = std::malloc(size)) return memory;
     throw std::bad_alloc();
 }
-void operator delete(void* memory) noexcept { std::free(memory); }
-void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
+[[gnu::noinline]] void operator delete(void* memory) noexcept { std::free(memory); }
+[[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
 
 namespace Drive::Testing {
 
