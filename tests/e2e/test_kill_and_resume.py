@@ -8,7 +8,7 @@ import unittest
 import harness
 from harness import MIB, Case, Cloud, Host, sha256
 
-SIZE = 100 * MIB
+SIZE = 160 * MIB
 KILLS = 20
 AFTER_SYNC = 6  # of them, between the writing of a block and its record
 SEED = int(os.environ.get("ZELKOR_SEED", "20261121"))
