@@ -318,19 +318,23 @@ TEST_F(UploadStop, ReturnsAtOnceWhenNothingRuns) {
 
 // UP-STOP-02
 TEST_F(UploadStop, GivesUpOnAWorkerThatNeverEndsAfterTenSecondsInAll) {
-    cloud.getUserSpace.Takes(1000000);
+    const auto takes = [](std::int64_t milliseconds) {
+        return [milliseconds](std::wstring&) {
+            VirtualTime::Pause(milliseconds);
+            return std::int64_t{-1};
+        };
+    };
+    cloud.getUserSpace.Next(takes(6000));
+    cloud.getUserSpace.Always(takes(1000000));
     Give(L"Local-1", L"a.bin", "content");
     Give(L"Local-2", L"b.bin", "content");
-    common.getFileHmac.Next([](const std::wstring&) { return std::string(); });
     VirtualTime::Run(0, [&] {
-        common.isFileExists.Before([](const std::wstring& path) {
-            if (path.find(L"b.bin") != std::wstring::npos) VirtualTime::Pause(6000);
-        });
         VirtualTime::Start("worker-a", [&] { Work(L"Local-1"); });
         VirtualTime::Start("worker-b", [&] { Work(L"Local-2"); });
         VirtualTime::Settle();
         Engine().StopUpLoadMangerService();
         EXPECT_EQ(VirtualTime::Now(), 10000);
+        EXPECT_TRUE(Journal::Has(Kind::Trace, "UpLoadTaskManger.UploadThreadFunc: End uploadTaskCount=:1"));
     });
 }
 
