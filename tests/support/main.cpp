@@ -58,6 +58,20 @@ std::vector<std::string> Chosen(const std::string& filter) {
     return names;
 }
 
+// The part that GTEST_TOTAL_SHARDS and GTEST_SHARD_INDEX name, as in any test program; the cases themselves do not see
+// them.
+std::vector<std::string> Shard(std::vector<std::string> names) {
+    const char* const total = std::getenv("GTEST_TOTAL_SHARDS");
+    const char* const index = std::getenv("GTEST_SHARD_INDEX");
+    if (total == nullptr || index == nullptr) return names;
+    const std::size_t shards = std::stoul(total), mine = std::stoul(index);
+    unsetenv("GTEST_TOTAL_SHARDS");
+    unsetenv("GTEST_SHARD_INDEX");
+    std::vector<std::string> part;
+    for (std::size_t i = mine; i < names.size(); i += shards) part.push_back(names[i]);
+    return part;
+}
+
 int RunEachAlone(const std::vector<std::string>& names) {
     int failed = 0;
     for (const std::string& name : names) {
@@ -82,8 +96,14 @@ int RunEachAlone(const std::vector<std::string>& names) {
 int main(int argc, char** argv) {
     testing::InitGoogleTest(&argc, argv);
     GTEST_FLAG_SET(death_test_style, "threadsafe");
-    const std::vector<std::string> names = Chosen(testing::GTEST_FLAG(filter));
+    const bool sharded = std::getenv("GTEST_TOTAL_SHARDS") != nullptr;
+    const std::vector<std::string> names = Shard(Chosen(testing::GTEST_FLAG(filter)));
+    if (names.size() == 1) GTEST_FLAG_SET(filter, names.front());
     if (testing::GTEST_FLAG(list_tests) || names.size() == 1) EndProcess(RUN_ALL_TESTS());
+    if (names.empty() && sharded) {
+        std::printf("0 cases, 0 failed\n");
+        return 0;
+    }
     if (names.empty()) {
         std::printf("no case matches the filter\n");
         return 1;
