@@ -29,7 +29,7 @@ int Holders(const Observed& seen, int pool) {
 // Slots that are taken and of which no job and no known loss tells.
 int Unexplained(const Observed& seen, int pool) {
     const Slots& slots = seen.slots[static_cast<std::size_t>(pool)];
-    return slots.made - slots.left - Holders(seen, pool) - slots.refused - slots.keyless;
+    return slots.made - slots.moved - slots.left - Holders(seen, pool) - slots.refused - slots.keyless;
 }
 
 std::string NameOf(const Job& job) { return Narrow(job.fileId) + " on " + job.thread; }
@@ -73,7 +73,7 @@ bool MayBecome(int from, int to) {
 std::string Inv01(const Observed& seen) {
     for (int pool = 0; pool < kPools; ++pool) {
         const Slots& slots = seen.slots[static_cast<std::size_t>(pool)];
-        if (slots.left < 0 || slots.left > slots.made) {
+        if (slots.left < 0 || slots.left > slots.made - slots.moved) {
             return std::string(kPoolNames[pool]) + ": " + Number(slots.left) + " of " + Number(slots.made) + " left";
         }
     }

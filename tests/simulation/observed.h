@@ -18,6 +18,7 @@ struct Slots {
     int left = 0;
     int refused = 0;  ///< gone with a work item that the pool refused
     int keyless = 0;  ///< gone with a retry whose row had gone
+    int moved = 0;    ///< gone to another kind with a retry whose row had got that kind's key; below zero: come
 };
 
 /// One work item from its acceptance to its end.
@@ -30,6 +31,7 @@ struct Job {
     bool everCounted = false;
     bool transfers = false;  ///< it holds the claim on its file
     bool keyless = false;    ///< its reload found no row, and with it no key
+    int keyPool = -1;        ///< the kind that the key of its reloaded row belongs to; -1 before a reload
     bool reloads = false;    ///< it has raised its priority and reads its row again
     bool afterStop = false;  ///< it began once stop had returned
     bool vanished = false;   ///< an upload whose file was seen to be gone
@@ -45,7 +47,8 @@ struct Job {
     std::string wrongContent;  ///< what was wrong with the content when it was told to be complete
 
     int passes = 0;
-    int piecesAfterCancel = 0;  ///< blocks that were delivered once its row said cancel or stop
+    std::int64_t firstWrite = -1;  ///< where a download's first block went
+    int piecesAfterCancel = 0;     ///< blocks that were delivered once its row said cancel or stop
 };
 
 struct FileState {

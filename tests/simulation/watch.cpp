@@ -161,6 +161,11 @@ void Watch::ReadEngine() {
         const int change = Count(pool) - slots.left;
         slots.left += change;
         if (change > 0 && mine != nullptr && mine->pool == pool) mine->slotsBack += change;
+        if (change > 0 && mine != nullptr && mine->pool != pool && mine->keyPool == pool) {
+            mine->slotsBack += change;
+            seen.slots[mine->pool].moved += change;
+            seen.slots[static_cast<std::size_t>(pool)].moved -= change;
+        }
         seen.queueEmpty[static_cast<std::size_t>(pool)] = Empty(pool);
     }
     const int downloads = DownLoadTaskManger::getInstance().getDownloadingTaskCount();

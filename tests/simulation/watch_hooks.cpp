@@ -43,6 +43,7 @@ void Watch::WatchDatabase() {
         if (mine == nullptr || !mine->reloads) return;
         mine->reloads = false;
         mine->keyless = row.GetTransferKey() == 0;
+        mine->keyPool = row.GetTransferKey() == 2 ? PriorityPool : DownloadPool;
     });
 }
 
@@ -83,7 +84,11 @@ void Watch::WatchFiles() {
         Job* mine = Mine();
         if (mine != nullptr && !exists) mine->vanished = true;
     });
-    common.writeLocalFileV.Before([this](std::int64_t, const char*, std::size_t, const std::wstring&) { Piece(); });
+    common.writeLocalFileV.Before([this](std::int64_t offset, const char*, std::size_t, const std::wstring&) {
+        Job* mine = Mine();
+        if (mine != nullptr && mine->firstWrite < 0) mine->firstWrite = offset;
+        Piece();
+    });
 }
 
 void Watch::WatchCloud() {

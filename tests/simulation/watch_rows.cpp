@@ -110,14 +110,14 @@ std::string Watch::NotInCloud() const {
     return {};
 }
 
-// What the cloud altered on the way, and what a pass after the first wrote over an encrypted download, is for the
-// host's own check.
+// What the cloud altered on the way, and what an encrypted download that does not begin at its beginning wrote, is for
+// the host's own check: that one writes its first object at the position of the record.
 std::string Watch::WrongContent(const std::wstring& path, const Job& job) const {
     const std::wstring relative = path.substr(g_clientSyncRootFolder.size());
     const PlannedFile* file = Planned(Narrow(relative));
     if (file == nullptr || cloud.Altered(file->id) || seen.faulted.count(job.fileId) > 0 || seen.databaseFailed)
         return {};
-    if (file->kind == FileKind::Encrypted && job.passes > 1) return {};
+    if (file->kind == FileKind::Encrypted && (job.passes > 1 || job.firstWrite > 0)) return {};
     const std::string disk = world.ReadFile(relative);
     if (disk == BytesOf(*file)) return {};
     if (disk == "(absent)") return "there is no file";
