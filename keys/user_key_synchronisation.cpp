@@ -2,6 +2,7 @@
 #include <openssl/crypto.h>
 
 #include <algorithm>
+#include <atomic>
 #include <string>
 #include <vector>
 
@@ -48,9 +49,11 @@ bool LacksMember(const Json::Value& value, const char* name) {
     return (value.isObject() || value.isNull()) && !value.isMember(name);
 }
 
-// No key is longer than its buffer; what would run over is cut.
+// No key is longer than its buffer; what would run over is cut. A host may look at the first byte meanwhile.
 void CopyKey(const std::vector<unsigned char>& plain, unsigned char* buffer) {
-    std::copy_n(plain.begin(), std::min<std::size_t>(plain.size(), kKeyBufferBytes), buffer);
+    for (std::size_t i = 0; i < std::min<std::size_t>(plain.size(), kKeyBufferBytes); ++i) {
+        std::atomic_ref<unsigned char>(buffer[i]).store(plain[i], std::memory_order_relaxed);
+    }
 }
 
 }  // namespace
