@@ -118,25 +118,33 @@ void LineChannel::WriteQueued() {
 }
 
 void LineChannel::WriteBatch(const std::deque<Item>& batch, std::uint64_t lost) {
-    std::uint64_t lostHere = lost;
+    std::uint64_t untold = lost;
     bool works = FileStands();
-    std::size_t written = 0;
     try {
-        for (; works && written < batch.size(); ++written) file->Write(batch[written].build());
-        if (works && lost != 0) file->Write(lossLine(lost)), lostHere = 0;
-        if (works) file->Flush();
+        if (works) WriteLines(batch, untold);
     } catch (const std::exception&) {
         works = false;
+        untold += file->TakeGivenUp();
         file.reset();
     }
     // What went into a file that then failed counts as lost: an overstatement, never the other way.
-    if (!works) lostHere = lost + batch.size();
+    if (!works) untold += batch.size();
 
     std::lock_guard<std::mutex> lock(queueMutex);
     fileWorks = works;
-    lostRecords += lostHere;
+    lostRecords += untold;
     finished += batch.size();
     recordWritten.notify_all();
+}
+
+/// `untold` is the number of lost ones that no line tells of yet: at the end those of a file that the telling line
+/// itself replaced.
+void LineChannel::WriteLines(const std::deque<Item>& batch, std::uint64_t& untold) {
+    for (const Item& item : batch) file->Write(item.build());
+    untold += file->TakeGivenUp();
+    if (untold != 0) file->Write(lossLine(untold), untold);
+    file->Flush();
+    untold = file->TakeGivenUp();
 }
 
 /// Once in a while: opens the file again after a failure, or when somebody has removed it.

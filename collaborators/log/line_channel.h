@@ -57,6 +57,7 @@ private:
     bool TakeBatch(std::deque<Item>& batch, std::uint64_t& lost);
     void WriteQueued();
     void WriteBatch(const std::deque<Item>& batch, std::uint64_t lost);
+    void WriteLines(const std::deque<Item>& batch, std::uint64_t& untold);
     bool FileStands();
     bool Reopen();
 

@@ -1,17 +1,26 @@
 #include "collaborators/log/rotating_file.h"
 
-#include <spdlog/details/log_msg.h>
-#include <spdlog/pattern_formatter.h>
-#include <spdlog/sinks/rotating_file_sink.h>
+#include <spdlog/details/file_helper.h>
+#include <spdlog/details/os.h>
 
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <stdexcept>
 #include <system_error>
+#include <utility>
 
 namespace Drive::Logging {
 
 namespace {
+
+using FileHelper = spdlog::details::file_helper;
+
+constexpr int kMostFiles = 200000;
+constexpr int kPauseBeforeSecondRename = 100;
 
 /// A crash, or a disk that was full, may have left half a line at the end: the next one must not be glued to it.
 void EndLastLine(const std::string& path) {
@@ -25,38 +34,93 @@ void EndLastLine(const std::string& path) {
     std::ofstream(path, std::ios::binary | std::ios::app) << '\n';
 }
 
-std::unique_ptr<spdlog::sinks::rotating_file_sink_st> OpenSink(const RotatingFile::Place& place) {
-    if (place.bytesPerFile == 0 || place.filesKept < 0) {
-        throw std::invalid_argument("a log needs a size above 0 and a count of kept files that is not negative");
+/// 0 for a file that cannot be read.
+std::uint64_t CountLines(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    std::uint64_t lines = 0;
+    for (std::array<char, 65536> block; file.read(block.data(), block.size()), file.gcount() > 0;) {
+        lines += static_cast<std::uint64_t>(std::count(block.begin(), block.begin() + file.gcount(), '\n'));
     }
-    std::filesystem::create_directories(std::filesystem::path(place.path).parent_path());
-    EndLastLine(place.path);
-    auto sink = std::make_unique<spdlog::sinks::rotating_file_sink_st>(
-        place.path, static_cast<std::size_t>(place.bytesPerFile), static_cast<std::size_t>(place.filesKept));
-    sink->set_formatter(std::make_unique<spdlog::pattern_formatter>("%v", spdlog::pattern_time_type::local, "\n"));
-    return sink;
+    return lines;
+}
+
+/// True also when there is nothing to rename. A second look, since some file systems refuse for a moment.
+bool Rename(const std::string& from, const std::string& to) {
+    if (std::rename(from.c_str(), to.c_str()) == 0 || errno == ENOENT) return true;
+    spdlog::details::os::sleep_for_millis(kPauseBeforeSecondRename);
+    return std::rename(from.c_str(), to.c_str()) == 0 || errno == ENOENT;
 }
 
 }  // namespace
 
 struct RotatingFile::Body {
-    std::filesystem::path path;
-    std::unique_ptr<spdlog::sinks::rotating_file_sink_st> sink;
+    explicit Body(Place wanted) : place(std::move(wanted)) {
+        if (place.bytesPerFile == 0 || place.filesKept < 0 || place.filesKept > kMostFiles) {
+            throw std::invalid_argument("a log needs a size above 0 and a sensible count of kept files");
+        }
+        std::filesystem::create_directories(std::filesystem::path(place.path).parent_path());
+        EndLastLine(place.path);
+        file.open(place.path);
+        size = file.size();
+    }
+
+    std::string NameOf(int number) const {
+        if (number == 0) return place.path;
+        const auto [stem, extension] = FileHelper::split_by_extension(place.path);
+        return stem + '.' + std::to_string(number) + extension;
+    }
+
+    void Rotate() {
+        file.close();
+        for (int number = place.filesKept - 1; number >= 0; --number) {
+            if (!Rename(NameOf(number), NameOf(number + 1))) GiveUp(number);
+        }
+        file.open(place.path, true);
+        size = linesWritten = lossesTold = 0;
+    }
+
+    /// The next file takes the name.
+    void GiveUp(int number) {
+        const std::uint64_t known = number == 0 ? linesWritten : 0;
+        givenUp += std::max(CountLines(NameOf(number)), known) + (number == 0 ? lossesTold : 0);
+    }
+
+    const Place place;
+    FileHelper file;
+    // Of the current file.
+    std::uint64_t size = 0;
+    std::uint64_t linesWritten = 0;
+    std::uint64_t lossesTold = 0;
+
+    std::uint64_t givenUp = 0;
 };
 
-RotatingFile::RotatingFile(const Place& place) : body(new Body{place.path, OpenSink(place)}) {}
+RotatingFile::RotatingFile(const Place& place) : body(new Body(place)) {}
 
 RotatingFile::~RotatingFile() = default;
 
-void RotatingFile::Write(const std::string& line) {
-    body->sink->log(spdlog::details::log_msg("", spdlog::level::info, line));
+void RotatingFile::Write(const std::string& line, std::uint64_t tells) {
+    spdlog::memory_buf_t bytes;
+    bytes.append(line);
+    bytes.push_back('\n');
+    if (body->size + bytes.size() > body->place.bytesPerFile) {
+        body->file.flush();
+        // What somebody else has emptied meanwhile need not be rotated.
+        if (body->file.size() > 0) body->Rotate();
+    }
+    body->file.write(bytes);
+    body->size += bytes.size();
+    ++body->linesWritten;
+    body->lossesTold += tells;
 }
+
+std::uint64_t RotatingFile::TakeGivenUp() noexcept { return std::exchange(body->givenUp, 0); }
 
 bool RotatingFile::IsInPlace() const noexcept {
     std::error_code error;
-    return std::filesystem::exists(body->path, error);
+    return std::filesystem::exists(body->place.path, error);
 }
 
-void RotatingFile::Flush() { body->sink->flush(); }
+void RotatingFile::Flush() { body->file.flush(); }
 
 }  // namespace Drive::Logging

@@ -6,7 +6,8 @@
 
 namespace Drive::Logging {
 
-/// A file of lines that is rotated by size: "name.log", older ones "name.1.log" and so on. One thread at a time.
+/// A file of lines that is rotated by size: "name.log", older ones "name.1.log" and so on. A full file that cannot be
+/// renamed is given up for the next one, so that the log stays within its bounds. One thread at a time.
 class RotatingFile {
 public:
     struct Place {
@@ -23,9 +24,13 @@ public:
     RotatingFile(const RotatingFile&) = delete;
     RotatingFile& operator=(const RotatingFile&) = delete;
 
-    /// Appends one line, without its end of line. Throws std::exception when it could not be taken; the object is of
-    /// no use then and a new one has to be made.
-    void Write(const std::string& line);
+    /// Appends one line, without its end of line. `tells` is the number of lost lines that it tells of: who gives it
+    /// up gives these up as well. Throws std::exception when it could not be taken; the object is of no use then and a
+    /// new one has to be made.
+    void Write(const std::string& line, std::uint64_t tells = 0);
+
+    /// How many lines stood in files that were given up since the last call. Never too few.
+    std::uint64_t TakeGivenUp() noexcept;
 
     /// False when the file is no longer under its name, because somebody removed it or its folder.
     bool IsInPlace() const noexcept;

@@ -41,8 +41,9 @@ std::string LossLine(std::uint64_t lost) {
     const TextRecord record{Level::Error, "SyncPanelLog", "writer",
                             std::to_string(lost) +
                                 " records of this log were lost before this line: they came faster "
-                                "than they could be written, or the file could not be written. "
-                                "Check that the disk of the log folder has room."};
+                                "than they could be written, or the file could not be written, or a full one could not "
+                                "be renamed. Check that the disk of the log folder has room and that nothing stands in "
+                                "the way of the older files' names."};
     return LineOf(record, std::chrono::system_clock::now(), CurrentThreadNumber());
 }
 

@@ -75,4 +75,44 @@ TEST(LogRotation, GoesOnInAFileOfAnEarlierRun) {
     EXPECT_TRUE(log.folder.Has("log/transfer.1.log"));
 }
 
+/// The number at the beginning of each line that tells of lost ones.
+std::vector<int> Losses(const std::vector<Testing::LogLine>& lines) {
+    std::vector<int> losses;
+    for (const Testing::LogLine& line : lines) {
+        if (line.text.find(" were lost before this line") != std::string::npos) losses.push_back(std::stoi(line.text));
+    }
+    return losses;
+}
+
+// LOG-ROTATE-05
+TEST(LogRotation, CountsTheLinesOfAFullFileThatCannotBeRenamed) {
+    const Testing::LogFolder log;
+    // Something that no file can take the place of.
+    std::filesystem::create_directories(log.folder.Native("log") / "transfer.1.log" / "in the way");
+    ASSERT_TRUE(ConfigureTextLog(Small(log, 1)));
+    for (int index = 0; index < 250; ++index) SyncPanelLog::WriteTraceLog("line " + std::to_string(index));
+    const auto lines = log.TextLines();
+    EXPECT_LE(std::filesystem::file_size(log.folder.Native("log") / "transfer.log"), kSize);
+    ASSERT_FALSE(Losses(lines).empty()) << "lost without a word";
+    int kept = 0;
+    for (const auto& line : lines) kept += line.text.starts_with("line ") ? 1 : 0;
+    EXPECT_EQ(Losses(lines).back(), 250 - kept);
+    EXPECT_TRUE(std::filesystem::exists(log.folder.Native("log") / "transfer.1.log" / "in the way"));
+}
+
+// LOG-ROTATE-06
+TEST(LogRotation, OverAnOlderFileThatCannotBeRenamedGoesOnWithTheNewest) {
+    const Testing::LogFolder log;
+    std::filesystem::create_directories(log.folder.Native("log") / "transfer.2.log" / "in the way");
+    log.folder.Put("log/transfer.1.log", "one\ntwo\nthree\n");
+    ASSERT_TRUE(ConfigureTextLog(Small(log, 2)));
+    for (int index = 0; index < 100; ++index) SyncPanelLog::WriteTraceLog("line " + std::to_string(index));
+    const auto lines = log.TextLines();
+    std::size_t inFiles = Testing::LinesOf(log.folder.Native("log") / "transfer.1.log").size();
+    EXPECT_GT(inFiles, 3u) << "the full file has taken the name";
+    ASSERT_EQ(Losses(lines).size(), 1u);
+    EXPECT_EQ(Losses(lines).front(), 3);
+    EXPECT_EQ(inFiles + lines.size(), 100u + 1u);
+}
+
 }  // namespace Drive::Logging
