@@ -84,6 +84,32 @@ TEST_F(IniFile, LongValuesAreWhole) {
     EXPECT_EQ(Read("MacAddressEncrypt=" + sentence + "\n"), sentence);
 }
 
+// COM-SETTINGS-13
+TEST_F(IniFile, LongRunsOfBlanksAndSignsAreKept) {
+    for (const std::size_t length : {99, 100, 101, 150, 151, 199, 200, 201, 5000}) {
+        for (const char character : {' ', '\t', ';', '#', '=', ':'}) {
+            const std::string value = "a" + std::string(length, character) + "b";
+            EXPECT_EQ(Read("MacAddressEncrypt = " + value + " \nafter=2\n"), value) << length << " of " << character;
+            EXPECT_EQ(Read("MacAddressEncrypt=" + value + " ; comment\n"), value) << length << " of " << character;
+        }
+    }
+}
+
+// COM-SETTINGS-04, COM-SETTINGS-09
+TEST_F(IniFile, LongLinesAreReadByTheRulesOfShortOnes) {
+    for (const std::size_t length : {10, 300}) {
+        const std::string x(length, 'x');
+        EXPECT_EQ(Read("macaddressENCRYPT \t:  " + x + "=;y \r\n"), x + "=;y") << length;
+        EXPECT_EQ(Read("MacAddressEncrypt=;" + x), ";" + x) << length;
+        EXPECT_EQ(Read("MacAddressEncrypt= ;" + x), "") << length;
+        EXPECT_EQ(Read("MacAddressEncrypt ;=" + x), "") << length;
+        EXPECT_EQ(Read("MacAddressEncrypt" + std::string(length, ' ') + "=" + x), x) << length;
+        EXPECT_EQ(Read("[MacAddressEncrypt=" + x + "]\nMacAddressEncrypt=z"), "z") << length;
+        EXPECT_EQ(Read("#MacAddressEncrypt=" + x + "\nMacAddressEncrypt=z"), "z") << length;
+        EXPECT_EQ(Read("MacAddressEncrypt=" + x + "\nMacAddressEncrypt=z"), x) << length;
+    }
+}
+
 // COM-SETTINGS-10
 TEST_F(IniFile, AbsentFileOrKeyIsEmpty) {
     EXPECT_EQ(Read("other=1\n"), "");
