@@ -13,7 +13,8 @@
 
 #include "interfaces/platform/native_path.h"
 #include "platform/posix/descriptor.h"
-#include "platform/posix/handle_table.h"
+#include "platform/posix/open_file.h"
+#include "platform/shared/handle_table.h"
 
 namespace Drive::Platform {
 

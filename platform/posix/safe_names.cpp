@@ -2,33 +2,12 @@
 
 namespace Drive::Platform {
 
-namespace {
-
-bool IsSeparator(wchar_t element) { return element == L'\\' || element == L'/'; }
-
-}  // namespace
-
 bool IsSafeName(const std::wstring& name) {
     if (name.empty() || name == L"." || name == L"..") return false;
     for (const wchar_t element : name) {
-        if (IsSeparator(element) || element == L'\0') return false;
+        if (element == L'\\' || element == L'/' || element == L'\0') return false;
     }
     return true;
-}
-
-bool IsSafeRelativePath(const std::wstring& relativePath) {
-    std::wstring path = relativePath;
-    if (!path.empty() && IsSeparator(path.back())) path.pop_back();
-    std::wstring name;
-    for (const wchar_t element : path) {
-        if (!IsSeparator(element)) {
-            name += element;
-            continue;
-        }
-        if (!IsSafeName(name)) return false;
-        name.clear();
-    }
-    return IsSafeName(name);
 }
 
 }  // namespace Drive::Platform

@@ -4,34 +4,23 @@
 
 #include <algorithm>
 #include <exception>
-#include <new>
-#include <set>
-#include <shared_mutex>
+#include <limits>
+#include <memory>
 #include <string>
 
-/// The calls themselves: handles are the system's own. A list of the open ones keeps CloseHandle quiet about any other
-/// value and counts them.
+#include "platform/shared/handle_table.h"
+#include "platform/win32/long_path.h"
+#include "platform/win32/open_file.h"
+
 namespace Drive::Platform {
 
 namespace {
 
 constexpr std::int64_t kLargestPiece = 1 << 30;
 
-struct OpenHandles {
-    std::shared_mutex mutex;
-    // Guarded by mutex.
-    std::set<HANDLE> handles;
-};
-
-/// Never destroyed: workers may hold handles while the process ends.
-OpenHandles& Handles() {
-    static OpenHandles* const open = new OpenHandles;
-    return *open;
-}
-
-bool IsKnown(HANDLE handle) {
-    std::shared_lock<std::shared_mutex> lock(Handles().mutex);
-    return Handles().handles.count(handle) != 0;
+bool IsPlausibleRange(std::int64_t offset, std::size_t length) {
+    const auto most = static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max());
+    return offset >= 0 && length <= most - static_cast<std::uint64_t>(offset);
 }
 
 OVERLAPPED At(std::int64_t offset, ::HANDLE event) {
@@ -45,109 +34,103 @@ OVERLAPPED At(std::int64_t offset, ::HANDLE event) {
 /// One piece of a read or write, finished when it returns: a file opened for overlapped work answers "pending" first.
 /// False on failure; the end of the file is a piece of 0 bytes.
 template <typename Call>
-bool RunPiece(HANDLE handle, std::int64_t offset, ::DWORD& moved, Call call) {
+bool RunPiece(::HANDLE file, std::int64_t offset, ::DWORD& moved, Call call) {
+    // An event of its own: several threads may use the file at once.
     const ::HANDLE event = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
     if (event == nullptr) return false;
     OVERLAPPED place = At(offset, event);
     moved = 0;
     bool done = call(&place) != 0 || ::GetLastError() == ERROR_IO_PENDING;
-    done = done && ::GetOverlappedResult(handle, &place, &moved, TRUE) != 0;
+    done = done && ::GetOverlappedResult(file, &place, &moved, TRUE) != 0;
     const bool atEnd = !done && ::GetLastError() == ERROR_HANDLE_EOF;
     ::CloseHandle(event);
     return done || atEnd;
 }
 
-}  // namespace
-
-HANDLE CreateFileW(const wchar_t* path, DWORD access, DWORD share, void* security, DWORD disposition, DWORD flags,
-                   HANDLE templateFile) {
-    if (path == nullptr) return kInvalidHandle;
-    const HANDLE handle = ::CreateFileW(path, access, share, static_cast<LPSECURITY_ATTRIBUTES>(security), disposition,
-                                        flags, templateFile);
-    if (handle == kInvalidHandle) return kInvalidHandle;
-    try {
-        std::lock_guard<std::shared_mutex> lock(Handles().mutex);
-        Handles().handles.insert(handle);
-        return handle;
-    } catch (const std::exception&) {
-        ::CloseHandle(handle);
-        return kInvalidHandle;
-    }
-}
-
-BOOL CloseHandle(HANDLE handle) {
-    std::lock_guard<std::shared_mutex> lock(Handles().mutex);
-    return Handles().handles.erase(handle) != 0 && ::CloseHandle(handle) ? 1 : 0;
-}
-
-BOOL GetDiskFreeSpaceExW(const wchar_t* path, DiskBytes* freeForCaller, DiskBytes* total, DiskBytes* totalFree) {
-    if (path == nullptr || path[0] == L'\0') return 0;
-    ULARGE_INTEGER forCaller{}, all{}, free{};
-    if (!::GetDiskFreeSpaceExW(path, &forCaller, &all, &free)) return 0;
-    if (freeForCaller != nullptr) *freeForCaller = forCaller.QuadPart;
-    if (total != nullptr) *total = all.QuadPart;
-    if (totalFree != nullptr) *totalFree = free.QuadPart;
-    return 1;
-}
-
-/// The system's own copy may leave half a target behind: it goes to a neighbour first, which then takes the name.
-BOOL CopyFileW(const wchar_t* from, const wchar_t* to, BOOL failIfExists) {
-    if (from == nullptr || to == nullptr) return 0;
-    try {
-        const std::wstring neighbour = std::wstring(to) + L".zelkor-copy-" + std::to_wstring(::GetCurrentThreadId());
-        const ::DWORD replace = failIfExists ? 0 : MOVEFILE_REPLACE_EXISTING;
-        if (::CopyFileW(from, neighbour.c_str(), TRUE) &&
-            ::MoveFileExW(neighbour.c_str(), to, replace | MOVEFILE_WRITE_THROUGH)) {
-            return 1;
-        }
-        ::DeleteFileW(neighbour.c_str());
-        return 0;
-    } catch (const std::exception&) {
-        return 0;
-    }
-}
-
-std::int64_t ReadAt(HANDLE handle, std::int64_t offset, void* data, std::size_t length) {
-    if (offset < 0 || !IsKnown(handle)) return -1;
-    char* const target = static_cast<char*>(data);
-    std::int64_t done = 0;
+/// Calls `piece(offset within the block, length)` until the whole block was moved, a piece moved nothing, or one
+/// failed. The bytes moved, or -1.
+template <typename Piece>
+std::int64_t MovePieces(::HANDLE file, std::int64_t offset, std::size_t length, Piece piece) {
     const auto wanted = static_cast<std::int64_t>(length);
+    std::int64_t done = 0;
     while (done < wanted) {
+        const auto size = static_cast<::DWORD>(std::min(wanted - done, kLargestPiece));
         ::DWORD moved = 0;
-        const auto piece = static_cast<::DWORD>(std::min(wanted - done, kLargestPiece));
-        const auto read = [&](OVERLAPPED* place) { return ::ReadFile(handle, target + done, piece, nullptr, place); };
-        if (!RunPiece(handle, offset + done, moved, read)) return -1;
+        if (!RunPiece(file, offset + done, moved, [&](OVERLAPPED* place) { return piece(done, size, place); }))
+            return -1;
         if (moved == 0) break;
         done += moved;
     }
     return done;
 }
 
-bool WriteAt(HANDLE handle, std::int64_t offset, const void* data, std::size_t length) {
-    if (offset < 0 || !IsKnown(handle)) return false;
-    const char* const source = static_cast<const char*>(data);
-    std::int64_t done = 0;
-    const auto wanted = static_cast<std::int64_t>(length);
-    while (done < wanted) {
-        ::DWORD moved = 0;
-        const auto piece = static_cast<::DWORD>(std::min(wanted - done, kLargestPiece));
-        const auto write = [&](OVERLAPPED* place) { return ::WriteFile(handle, source + done, piece, nullptr, place); };
-        if (!RunPiece(handle, offset + done, moved, write) || moved == 0) return false;
-        done += moved;
+}  // namespace
+
+HANDLE CreateFileW(const wchar_t* path, DWORD access, DWORD share, void* security, DWORD disposition, DWORD flags,
+                   HANDLE templateFile) {
+    try {
+        const std::wstring longPath = LongPath(path);
+        if (longPath.empty()) return kInvalidHandle;
+        // The place in the table comes first: when there is no memory for it, no file is made.
+        const auto reserved = std::make_shared<OpenFile>();
+        const HANDLE handle = InsertOpenFile(reserved);
+        reserved->native = ::CreateFileW(longPath.c_str(), access, share, static_cast<LPSECURITY_ATTRIBUTES>(security),
+                                         disposition, flags, templateFile);
+        if (reserved->native != kInvalidHandle) return handle;
+        RemoveOpenFile(handle);
+    } catch (const std::exception&) {
+        // No memory: the same answer as for a file that cannot be opened.
     }
-    return true;
+    return kInvalidHandle;
+}
+
+BOOL CloseHandle(HANDLE handle) { return IsOpenHandle(handle) && RemoveOpenFile(handle) ? 1 : 0; }
+
+BOOL GetDiskFreeSpaceExW(const wchar_t* path, DiskBytes* freeForCaller, DiskBytes* total, DiskBytes* totalFree) {
+    ULARGE_INTEGER forCaller{}, all{}, free{};
+    try {
+        const std::wstring longPath = LongPath(path);
+        if (longPath.empty() || !::GetDiskFreeSpaceExW(longPath.c_str(), &forCaller, &all, &free)) return 0;
+    } catch (const std::exception&) {
+        return 0;
+    }
+    if (freeForCaller != nullptr) *freeForCaller = forCaller.QuadPart;
+    if (total != nullptr) *total = all.QuadPart;
+    if (totalFree != nullptr) *totalFree = free.QuadPart;
+    return 1;
+}
+
+std::int64_t ReadAt(HANDLE handle, std::int64_t offset, void* data, std::size_t length) {
+    const auto file = FindOpenFile(handle);
+    if (!file || !IsPlausibleRange(offset, length)) return -1;
+    char* const target = static_cast<char*>(data);
+    return MovePieces(file->native, offset, length, [&](std::int64_t done, ::DWORD size, OVERLAPPED* place) {
+        return ::ReadFile(file->native, target + done, size, nullptr, place);
+    });
+}
+
+bool WriteAt(HANDLE handle, std::int64_t offset, const void* data, std::size_t length) {
+    const auto file = FindOpenFile(handle);
+    if (!file || !IsPlausibleRange(offset, length)) return false;
+    const char* const source = static_cast<const char*>(data);
+    const auto write = [&](std::int64_t done, ::DWORD size, OVERLAPPED* place) {
+        return ::WriteFile(file->native, source + done, size, nullptr, place);
+    };
+    return MovePieces(file->native, offset, length, write) == static_cast<std::int64_t>(length);
 }
 
 std::int64_t SizeOf(HANDLE handle) {
+    const auto file = FindOpenFile(handle);
     LARGE_INTEGER size{};
-    return IsKnown(handle) && ::GetFileSizeEx(handle, &size) ? size.QuadPart : -1;
+    return file && ::GetFileSizeEx(file->native, &size) ? size.QuadPart : -1;
 }
 
-bool SyncToDisk(HANDLE handle) { return IsKnown(handle) && ::FlushFileBuffers(handle) != 0; }
-
-std::size_t OpenHandleCount() {
-    std::shared_lock<std::shared_mutex> lock(Handles().mutex);
-    return Handles().handles.size();
+bool SyncToDisk(HANDLE handle) {
+    const auto file = FindOpenFile(handle);
+    // Brings the entry in the folder to the disk as well.
+    return file && ::FlushFileBuffers(file->native) != 0;
 }
+
+std::size_t OpenHandleCount() { return CountOpenFiles(); }
 
 }  // namespace Drive::Platform

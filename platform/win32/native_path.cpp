@@ -6,6 +6,7 @@
 #include <knownfolders.h>
 #include <shlobj.h>
 
+#include <memory>
 #include <stdexcept>
 
 #include "interfaces/platform/text.h"
@@ -34,10 +35,9 @@ std::wstring EnginePath(const std::string& nativePath) {
 
 std::wstring LocalAppDataFolder() {
     PWSTR known = nullptr;
-    std::wstring folder;
-    if (SUCCEEDED(::SHGetKnownFolderPath(FOLDERID_LocalAppData, 0, nullptr, &known))) folder = known;
-    ::CoTaskMemFree(known);
-    return folder;
+    const bool isKnown = SUCCEEDED(::SHGetKnownFolderPath(FOLDERID_LocalAppData, 0, nullptr, &known));
+    const std::unique_ptr<wchar_t, void (*)(void*)> owner(known, [](void* memory) { ::CoTaskMemFree(memory); });
+    return isKnown ? std::wstring(known) : std::wstring();
 }
 
 }  // namespace Drive::Platform

@@ -13,6 +13,8 @@ namespace Drive::Platform {
 
 namespace {
 
+constexpr ULONG kMostThreads = 0x7FFF;
+
 std::atomic<int> runningWork{0};
 
 template <typename Routine>
@@ -51,8 +53,12 @@ bool Launched(Routine routine, void* argument, Launch launch) {
 }  // namespace
 
 BOOL QueueUserWorkItem(WorkItem routine, void* argument, ULONG flags) {
-    return Launched(routine, argument, [flags](LPTHREAD_START_ROUTINE body, void* start) {
-        return ::QueueUserWorkItem(body, start, flags) != 0;
+    // A worker may block for hours. The system's pool then takes a new thread at once instead of waiting for one that
+    // becomes idle, and its own bound of 500 threads is raised to the highest that it takes.
+    ULONG wanted = flags | WT_EXECUTELONGFUNCTION;
+    WT_SET_MAX_THREADPOOL_THREADS(wanted, kMostThreads);
+    return Launched(routine, argument, [wanted](LPTHREAD_START_ROUTINE body, void* start) {
+        return ::QueueUserWorkItem(body, start, wanted) != 0;
     });
 }
 

@@ -1,6 +1,4 @@
-#include "platform/posix/handle_table.h"
-
-#include <unistd.h>
+#include "platform/shared/handle_table.h"
 
 #include <cstdint>
 #include <mutex>
@@ -16,7 +14,8 @@ struct HandleTable {
     std::shared_mutex mutex;
     // Guarded by mutex.
     std::unordered_map<std::uintptr_t, std::shared_ptr<OpenFile>> files;
-    std::uintptr_t lastNumber = 0x10000;  // well above every descriptor, so that the two are never taken for each other
+    std::uintptr_t lastNumber =
+        0x10000;  // well above the system's own numbers, so that the two are never taken for each other
 };
 
 /// Never destroyed: workers may hold handles while the process ends.
@@ -26,12 +25,6 @@ HandleTable& Table() {
 }
 
 }  // namespace
-
-OpenFile::OpenFile(std::string folder) noexcept : parentFolder(std::move(folder)) {}
-
-OpenFile::~OpenFile() {
-    if (descriptor >= 0) ::close(descriptor);
-}
 
 HANDLE InsertOpenFile(std::shared_ptr<OpenFile> file) {
     HandleTable& table = Table();
