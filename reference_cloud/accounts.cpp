@@ -1,6 +1,8 @@
 #include "reference_cloud/accounts.h"
 
 #include <algorithm>
+#include <chrono>
+#include <semaphore>
 #include <stdexcept>
 
 #include "interfaces/cloud/wire/codes.h"
@@ -26,6 +28,27 @@ std::string ContentKey(std::size_t size) {
     std::string key = RandomBytes(size);
     while (key[0] == '\0') key[0] = RandomBytes(1)[0];  // a zero first byte would read as "no key yet"
     return key;
+}
+
+/// A check of a password takes 16 MiB and a good part of a second: few at a time, and nobody waits for long.
+std::counting_semaphore<> g_passwordChecks(4);
+constexpr auto kPasswordQueue = std::chrono::seconds(20);
+
+bool PasswordIs(const std::string& password, const std::string& stored) {
+    if (!g_passwordChecks.try_acquire_for(kPasswordQueue)) {
+        Refusal busy(503, "", "too many sign-ins at once; try again in a moment");
+        busy.retryAfter = 5;
+        throw busy;
+    }
+    bool is = false;
+    try {
+        is = CheckPassword(password, stored);
+    } catch (...) {
+        g_passwordChecks.release();
+        throw;
+    }
+    g_passwordChecks.release();
+    return is;
 }
 
 [[noreturn]] void Unauthorised(const char* text) { throw Refusal(401, Wire::kUnauthorised, text); }
@@ -126,7 +149,7 @@ Response Accounts::Login(const Request&, const Json::Value& body) {
     const auto user = cloud_.Read([&](Rows& rows) { return rows.UserByName(name); });
     // An unknown name takes as long as a wrong password.
     static const std::string nobody = HashPassword(RandomId(16));
-    if (!CheckPassword(password, user ? user->passwordHash : nobody) || !user) {
+    if (!PasswordIs(password, user ? user->passwordHash : nobody) || !user) {
         NoteFailure(name);
         Unauthorised("user or password is wrong");
     }

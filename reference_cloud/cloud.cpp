@@ -5,6 +5,7 @@
 
 #include "reference_cloud/file_object_store.h"
 #include "reference_cloud/sqlite_metadata.h"
+#include "reference_cloud/sync_folder.h"
 
 namespace Drive::ReferenceCloud {
 
@@ -12,7 +13,10 @@ namespace fs = std::filesystem;
 
 std::unique_ptr<Cloud> OpenCloud(const std::string& dataFolder) {
     const fs::path folder(dataFolder);
-    if (fs::create_directories(folder)) fs::permissions(folder, fs::perms::owner_all);
+    if (fs::create_directories(folder)) {
+        fs::permissions(folder, fs::perms::owner_all);
+        SyncFolder(fs::absolute(folder).parent_path());
+    }
     auto cloud = std::make_unique<Cloud>();
     cloud->secrets = Secrets::Open(folder / "secrets.json");
     cloud->metadata = OpenSqliteMetadata(folder / "cloud.db");

@@ -1,10 +1,31 @@
 #include "reference_cloud/connections.h"
 
+#include <linux/sockios.h>
+#include <linux/tcp.h>
+#include <netinet/in.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 
 namespace Drive::ReferenceCloud {
 
-Connections::Connections(unsigned headerSeconds) : limit_(headerSeconds), watcher_([this] { Watch(); }) {}
+namespace {
+
+/// Bytes that the peer's system has acknowledged since the connection began.
+std::uint64_t Acknowledged(int socket) {
+    tcp_info info{};
+    socklen_t length = sizeof info;
+    return ::getsockopt(socket, IPPROTO_TCP, TCP_INFO, &info, &length) == 0 ? info.tcpi_bytes_acked : 0;
+}
+
+/// Whether bytes for the peer wait in the socket.
+bool SomethingWaits(int socket) {
+    int bytes = 0;
+    return ::ioctl(socket, SIOCOUTQ, &bytes) == 0 && bytes > 0;
+}
+
+}  // namespace
+
+Connections::Connections(Patience patience) : patience_(patience), watcher_([this] { Watch(); }) {}
 
 Connections::~Connections() {
     {
@@ -15,18 +36,18 @@ Connections::~Connections() {
     watcher_.join();
 }
 
-void Connections::Opened(int socket) { Waiting(socket); }
+void Connections::Note(int socket, bool busy) {
+    const std::lock_guard lock(mutex_);
+    peers_[socket] = {busy, Clock::now(), busy ? Acknowledged(socket) : 0};
+}
+
+void Connections::Opened(int socket) { Note(socket, false); }
+void Connections::Busy(int socket) { Note(socket, true); }
+void Connections::Waiting(int socket) { Note(socket, false); }
 
 void Connections::Closed(int socket) {
     const std::lock_guard lock(mutex_);
-    waitingSince_.erase(socket);
-}
-
-void Connections::Busy(int socket) { Closed(socket); }
-
-void Connections::Waiting(int socket) {
-    const std::lock_guard lock(mutex_);
-    waitingSince_[socket] = Clock::now();
+    peers_.erase(socket);
 }
 
 void Connections::Watch() {
@@ -37,12 +58,20 @@ void Connections::Watch() {
     }
 }
 
+bool Connections::IsLate(int socket, Peer& peer, Clock::time_point now) const {
+    if (now - peer.since < (peer.busy ? patience_.window : patience_.headers)) return false;
+    peer.since = now;
+    if (!peer.busy) return true;
+    const std::uint64_t taken = Acknowledged(socket), before = peer.taken;
+    peer.taken = taken;
+    const auto least = static_cast<std::uint64_t>(patience_.slowest * patience_.window.count());
+    return SomethingWaits(socket) && taken - before < least;
+}
+
 void Connections::ShutLate() {
     const auto now = Clock::now();
-    for (auto& [socket, since] : waitingSince_) {
-        if (now - since < limit_) continue;
-        ::shutdown(socket, SHUT_RDWR);
-        since = now;
+    for (auto& [socket, peer] : peers_) {
+        if (IsLate(socket, peer, now)) ::shutdown(socket, SHUT_RDWR);
     }
 }
 

@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "reference_cloud/crypto.h"
+#include "reference_cloud/sync_folder.h"
 #include "reference_cloud/text.h"
 
 namespace Drive::ReferenceCloud {
@@ -39,11 +40,6 @@ private:
     int value_;
 };
 
-void SyncFolder(const fs::path& folder) {
-    const Descriptor descriptor(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (descriptor.Get() < 0 || ::fsync(descriptor.Get()) != 0) Fail("sync folder " + folder.string());
-}
-
 class FileWriter : public ObjectWriter {
 public:
     explicit FileWriter(fs::path root)
@@ -71,11 +67,9 @@ public:
         if (sync && ::fsync(file_.Get()) != 0) Fail("sync object " + path_.string());
         if (!file_.Close()) Fail("close object " + path_.string());
         const fs::path folder = root_ / key_.substr(0, 2);
-        const bool made = fs::create_directory(folder);
         fs::rename(path_, folder / key_);
         committed_ = true;
         if (sync) SyncFolder(folder);
-        if (sync && made) SyncFolder(root_);
         return key_;
     }
 
@@ -109,6 +103,11 @@ public:
     explicit FileObjectStore(fs::path root) : root_(std::move(root)) {
         fs::create_directories(root_ / kUnfinished);
         fs::permissions(root_, fs::perms::owner_all);
+        // All of them now, and always synced: whoever found one that another had just made could not know whether its
+        // name would survive a power cut.
+        for (int first = 0; first < 256; ++first)
+            fs::create_directory(root_ / ToHex(std::string(1, static_cast<char>(first))));
+        SyncFolder(root_);
     }
 
     std::unique_ptr<ObjectWriter> Create() override { return std::make_unique<FileWriter>(root_); }

@@ -164,6 +164,7 @@ struct Exchange {
     JournalEntry journal;
     std::shared_ptr<std::atomic<std::uint64_t>> sent = std::make_shared<std::atomic<std::uint64_t>>(0);
     std::chrono::steady_clock::time_point began = std::chrono::steady_clock::now();
+    std::int64_t unread = 0;  ///< bytes of the body that came although nobody wants them
     bool answered = false;
     bool cutOnPurpose = false;
     bool keepsBody = false;  ///< the request's body goes into the journal
@@ -260,6 +261,7 @@ void HttpServer::Impl::ReadRequest(MHD_Connection* connection, Exchange& exchang
     request.peer = name;
     exchange.journal.method = method;
     exchange.journal.path = url;
+    exchange.journal.peer = request.peer;
     exchange.journal.range = request.Header("range");
     exchange.journal.contentRange = request.Header("content-range");
     if (!journal_.WithBodies()) return;
@@ -311,7 +313,10 @@ MHD_Result HttpServer::Impl::Body(Exchange& exchange, const char* data, std::siz
     }
     if (exchange.bodyRate) pauses_.For(exchange.bodyRate->Book(size, RateLimit::Clock::now()));
     if (!exchange.bodyRate && TooSlow(exchange)) return MHD_NO;
-    if (!exchange.handler || exchange.early) return MHD_YES;
+    if (!exchange.handler || exchange.early) {
+        exchange.unread += static_cast<std::int64_t>(size);
+        return exchange.unread > kDrainBody ? MHD_NO : MHD_YES;
+    }
     try {
         exchange.handler->Data({data, size});
     } catch (const Refusal& refusal) {
@@ -439,7 +444,7 @@ void HttpServer::Impl::Start() {
         throw std::runtime_error("cannot listen on " + settings_.host + ": " + ::gai_strerror(error));
     }
     const std::unique_ptr<addrinfo, void (*)(addrinfo*)> address(found, ::freeaddrinfo);
-    connections_ = std::make_unique<Connections>(settings_.headerSeconds);
+    connections_ = std::make_unique<Connections>(settings_.patience);
     unsigned flags = MHD_USE_INTERNAL_POLLING_THREAD | MHD_USE_THREAD_PER_CONNECTION | MHD_USE_POLL | MHD_USE_ITC;
     if (found->ai_family == AF_INET6) flags |= MHD_USE_IPv6;
     std::vector<MHD_OptionItem> options = {

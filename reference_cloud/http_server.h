@@ -5,6 +5,7 @@
 #include <memory>
 #include <string>
 
+#include "reference_cloud/connections.h"
 #include "reference_cloud/http_message.h"
 #include "reference_cloud/journal.h"
 #include "reference_cloud/scenario.h"
@@ -21,8 +22,8 @@ struct HttpSettings {
     std::int64_t totalRate = 0;  ///< of all answers together
     unsigned connections = 2048;
     unsigned idleSeconds = 60;       ///< a connection on which nothing moves is closed
-    unsigned headerSeconds = 75;     ///< from the connection, or the last answer, to the end of a request's headers
     std::int64_t slowestBody = 512;  ///< bytes per second below which a request body is given up after half a minute
+    Patience patience;               ///< with headers, and with answers that wait to be read
 };
 
 /// The HTTP side: a thread per connection, bodies streamed both ways, journal, speed limits and scenario.

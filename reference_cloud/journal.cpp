@@ -1,6 +1,12 @@
 #include "reference_cloud/journal.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <iostream>
 #include <stdexcept>
+#include <string_view>
 
 #include "interfaces/cloud/wire/fields.h"
 #include "reference_cloud/http_message.h"
@@ -57,12 +63,32 @@ Json::Value Shown(const std::map<std::string, std::string>& pairs) {
     return value;
 }
 
+bool WriteAll(int file, std::string_view text) {
+    while (!text.empty()) {
+        const ssize_t count = ::write(file, text.data(), text.size());
+        if (count < 0 && errno == EINTR) continue;
+        if (count <= 0) return false;
+        text.remove_prefix(static_cast<std::size_t>(count));
+    }
+    return true;
+}
+
 }  // namespace
 
-Journal::Journal(const std::string& path, bool withBodies) : withBodies_(withBodies) {
-    if (path.empty()) return;
-    stream_.open(path, std::ios::app);
-    if (!stream_) throw std::runtime_error("the journal " + path + " cannot be opened; check its folder");
+Journal::Journal(const std::string& path, bool withBodies) : path_(path), withBodies_(withBodies) { Reopen(); }
+
+Journal::~Journal() {
+    if (file_ >= 0) ::close(file_);
+}
+
+void Journal::Reopen() {
+    if (path_.empty()) return;
+    const int fresh = ::open(path_.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
+    if (fresh < 0) throw std::runtime_error("the journal " + path_ + " cannot be opened; check its folder");
+    const std::lock_guard lock(mutex_);
+    if (file_ >= 0) ::close(file_);
+    file_ = fresh;
+    failing_ = false;
 }
 
 void Journal::Write(const JournalEntry& entry) {
@@ -72,6 +98,7 @@ void Journal::Write(const JournalEntry& entry) {
     line["method"] = entry.method;
     line["path"] = entry.path;
     line["user"] = entry.user;
+    line["peer"] = entry.peer;
     line["range"] = entry.range;
     line["contentRange"] = entry.contentRange;
     line["status"] = entry.status;
@@ -88,7 +115,14 @@ void Journal::Write(const JournalEntry& entry) {
     }
     const std::string text = JsonText(line) + "\n";
     const std::lock_guard lock(mutex_);
-    if (stream_.is_open()) stream_ << text << std::flush;
+    if (file_ < 0) return;
+    // What there may be of a lost line ends here.
+    const bool written = WriteAll(file_, failing_ ? "\n" + text : text);
+    if (!written && !failing_) {
+        std::cerr << "zelkor-cloud: the journal " << path_ << " cannot be written; check the space of its disk"
+                  << std::endl;
+    }
+    failing_ = !written;
 }
 
 }  // namespace Drive::ReferenceCloud

@@ -3,7 +3,6 @@
 #include <json/value.h>
 
 #include <cstdint>
-#include <fstream>
 #include <map>
 #include <mutex>
 #include <string>
@@ -17,6 +16,7 @@ struct JournalEntry {
     std::string method;
     std::string path;
     std::string user;
+    std::string peer;          ///< numeric address of who asks
     std::string range;         ///< "Range" of the request
     std::string contentRange;  ///< "Content-Range" of the request
     int status = 0;            ///< 0 when no answer was made
@@ -39,13 +39,21 @@ class Journal {
 public:
     /// Appends to the file; an empty path writes nowhere. Throws when the file cannot be opened.
     explicit Journal(const std::string& path, bool withBodies = false);
+    ~Journal();
+    /// A line that cannot be written, as on a full disk, is lost and told once on the standard error stream; the lines
+    /// after it are written again as soon as that works.
     void Write(const JournalEntry& entry);
+    /// Goes on in a file of the same name, after somebody has moved the old one away. Throws as the constructor does.
+    void Reopen();
     bool WithBodies() const { return withBodies_; }
 
 private:
+    const std::string path_;
     const bool withBodies_;
     std::mutex mutex_;
-    std::ofstream stream_;  // guarded by mutex_
+    // Guarded by mutex_.
+    int file_ = -1;
+    bool failing_ = false;  // the last line was not written, or only in part
 };
 
 }  // namespace Drive::ReferenceCloud

@@ -73,7 +73,7 @@ void Serve(ServeOptions& options) {
     const std::string host = http.host.find(':') == std::string::npos ? http.host : "[" + http.host + "]";
     std::cout << "listening on " << (http.certificate.empty() ? "http://" : "https://") << host << ":" << server.Port()
               << std::endl;
-    for (int number = 0; sigwait(&signals, &number) == 0 && number == SIGHUP;) server.ReloadScenario();
+    for (int number = 0; sigwait(&signals, &number) == 0 && number == SIGHUP;) server.Reload();
     server.Stop(kDrainSeconds);
 }
 

@@ -189,11 +189,12 @@ private:
         return JsonResponse(WithAddress(EntryOf(file), request_.baseUrl));
     }
 
-    /// A transaction; the blob goes when it fails.
+    /// A transaction; the blob goes when it is refused. After any other failure the row may stand all the same, and
+    /// what no row names goes at the next start.
     void Change(const std::string& blob, const std::function<void(Rows&)>& work) {
         try {
             cloud_.metadata->Change(work);
-        } catch (...) {
+        } catch (const Refusal&) {
             if (!blob.empty()) cloud_.objects->Remove(blob);
             throw;
         }

@@ -23,7 +23,7 @@ public:
 
     /// `pattern` is a path in which {name} stands for one segment. Earlier routes win.
     void Add(const std::string& method, const std::string& pattern, Access access, Factory factory);
-    /// For a body that is a JSON object.
+    /// For a body that is a JSON object: of 64 KiB at most where the access is open, of 4 MiB elsewhere.
     void AddJson(const std::string& method, const std::string& pattern, Access access, JsonAnswer answer);
     /// For requests whose body, if any, is not read.
     void AddPlain(const std::string& method, const std::string& pattern, Access access, PlainAnswer answer);
@@ -31,9 +31,18 @@ public:
     /// Finds the route and checks the token. Throws Refusal 404, 405, 401.
     std::unique_ptr<Handler> Open(Request& request) const;
 
+    /// Every route as it was added.
+    struct Named {
+        std::string method;
+        std::string pattern;
+        Access access;
+    };
+    std::vector<Named> Routes() const;
+
 private:
     struct Route {
         std::string method;
+        std::string pattern;
         std::vector<std::string> segments;
         Access access;
         Factory factory;

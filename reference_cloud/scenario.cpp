@@ -8,6 +8,7 @@
 #include <stdexcept>
 
 #include "reference_cloud/http_message.h"
+#include "reference_cloud/scenario_text.h"
 #include "reference_cloud/text.h"
 
 namespace Drive::ReferenceCloud {
@@ -61,9 +62,7 @@ Scenario::Stamp Scenario::Look() const {
     return {status.st_mtim.tv_sec * 1000000000 + status.st_mtim.tv_nsec, status.st_size, status.st_ino};
 }
 
-Scenario::Rule Scenario::ReadRule(const void* json, std::size_t index) {
-    const auto& from = *static_cast<const Json::Value*>(json);
-    if (!from.isObject()) throw std::runtime_error("rule " + std::to_string(index + 1) + " is no object");
+Scenario::Rule Scenario::ReadRule(const Json::Value& from, std::size_t index) {
     Rule rule;
     Misbehaviour& what = rule.misbehaviour;
     what.rule = from.get("name", "rule " + std::to_string(index + 1)).asString();
@@ -97,24 +96,21 @@ void Scenario::Read() {
     std::ifstream stream(path_);
     std::ostringstream text;
     text << stream.rdbuf();
-    const auto root = stream ? ParseJson(text.str()) : std::nullopt;
-    if (!root || !root->isObject() || !(*root)["rules"].isArray()) {
-        throw std::runtime_error("the scenario " + path_ + " is no JSON object with an array \"rules\"");
-    }
+    if (!stream) throw std::runtime_error("the scenario " + path_ + " cannot be read; check that it is there");
+    const Json::Value root = ReadScenarioText(text.str(), path_);
     std::vector<Rule> rules;
-    std::int64_t clockShift = 0;
-    std::optional<std::int64_t> quota;
-    try {
-        clockShift = root->get("clock", 0).asInt64();
-        if (root->isMember("quota")) quota = (*root)["quota"].asInt64();
-        for (const auto& rule : (*root)["rules"]) rules.push_back(ReadRule(&rule, rules.size()));
-    } catch (const std::exception& error) {
-        throw std::runtime_error("the scenario " + path_ + ": " + error.what());
+    for (const auto& rule : root["rules"]) {
+        try {
+            rules.push_back(ReadRule(rule, rules.size()));
+        } catch (const std::exception& error) {
+            throw std::runtime_error(ScenarioPlace(path_, text.str(), rule) + "rule " +
+                                     std::to_string(rules.size() + 1) + ": " + error.what());
+        }
     }
     rules_ = std::move(rules);
-    migrating_ = root->get("migrating", false).isBool() && root->get("migrating", false).asBool();
-    clockShift_ = clockShift;
-    quota_ = quota;
+    migrating_ = root.get("migrating", false).asBool();
+    clockShift_ = root.get("clock", 0).asInt64();
+    quota_ = root.isMember("quota") ? std::optional(root["quota"].asInt64()) : std::nullopt;
     stamp_ = stamp;
 }
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <json/value.h>
+
 #include <chrono>
 #include <cstdint>
 #include <map>
@@ -52,8 +54,8 @@ public:
     /// An empty path: never misbehaves. Throws std::runtime_error when the file cannot be read as told.
     explicit Scenario(std::string path);
 
-    /// Reads the file again when it changed, or in any case. A file that cannot be read leaves the rules as they are;
-    /// the text then says why.
+    /// Reads the file again when it changed, or in any case. A file that is not right in every part leaves all as it
+    /// was; the text then says why, with the line.
     std::optional<std::string> Reload(bool force);
 
     std::optional<Misbehaviour> Strike(const std::string& method, const std::string& path, const std::string& user);
@@ -84,7 +86,7 @@ private:
     };
 
     static bool Due(Rule& rule);
-    static Rule ReadRule(const void* json, std::size_t index);
+    static Rule ReadRule(const Json::Value& from, std::size_t index);
     Stamp Look() const;
     void Read();
 

@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <filesystem>
 #include <fstream>
 #include <memory>
 #include <sstream>
@@ -15,6 +16,7 @@
 
 #include "reference_cloud/crypto.h"
 #include "reference_cloud/http_message.h"
+#include "reference_cloud/sync_folder.h"
 #include "reference_cloud/text.h"
 
 namespace Drive::ReferenceCloud {
@@ -58,6 +60,8 @@ void WriteOnce(const std::string& path, const std::string& text) {
     if (!ok || std::rename(fresh.c_str(), path.c_str()) != 0) {
         throw std::runtime_error("the keys cannot be written to " + path + "; check the folder and its space");
     }
+    // Before any user's key is sealed with them: without this file nobody could open it again.
+    SyncFolder(std::filesystem::path(path).parent_path());
 }
 
 Json::Value FreshKeys() {

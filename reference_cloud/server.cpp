@@ -44,8 +44,13 @@ void Server::Start() {
     http_.Start();
 }
 
-void Server::ReloadScenario() {
+void Server::Reload() {
     if (const auto warning = scenario_.Reload(true)) std::cerr << "zelkor-cloud: " << *warning << std::endl;
+    try {
+        journal_.Reopen();
+    } catch (const std::exception& error) {
+        std::cerr << "zelkor-cloud: " << error.what() << std::endl;
+    }
 }
 
 }  // namespace Drive::ReferenceCloud

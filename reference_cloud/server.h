@@ -32,11 +32,12 @@ public:
     int Port() const { return http_.Port(); }
     /// Waits up to `seconds` for requests under way.
     void Stop(int seconds) { http_.Drain(seconds); }
-    /// Reads the scenario file again.
-    void ReloadScenario();
+    /// Reads the scenario file again and goes on in a fresh journal; what is wrong there goes to the standard error.
+    void Reload();
 
     Accounts& GetAccounts() { return accounts_; }
     Cloud& GetCloud() { return *cloud_; }
+    std::vector<Router::Named> Routes() const { return router_.Routes(); }
 
 private:
     const ServerSettings settings_;

@@ -66,10 +66,10 @@ public:
         std::string spare = blob;
         try {
             cloud_.metadata->Change([&](Rows& rows) { spare = Note(rows, blob); });
-        } catch (...) {
+        } catch (const Refusal&) {
             cloud_.objects->Remove(blob);
             throw;
-        }
+        }  // After any other failure the row may stand all the same: what no row names goes at the next start.
         cloud_.objects->Remove(spare);
         return Answer();
     }

@@ -12,6 +12,7 @@
 #include <semaphore>
 
 #include "reference_cloud/content_source.h"
+#include "reference_cloud/refusal.h"
 
 namespace Drive::ReferenceCloud {
 
@@ -20,6 +21,8 @@ namespace {
 constexpr std::int64_t kLargestPicture = 64 * 1024 * 1024;
 constexpr std::size_t kLargestThumbnail = 1024 * 1024;
 constexpr auto kDeadline = std::chrono::seconds(15);
+
+constexpr auto kQueue = std::chrono::seconds(20);  // for one of the helpers
 
 /// Helpers at the same time.
 std::counting_semaphore<> g_helpers(2);
@@ -95,7 +98,11 @@ std::string MakeThumbnail(ObjectStore& store, const std::vector<StoredObject>& p
     PiecesSource source(store, pieces);
     Pipe in, out;
     if (!in.Open() || !out.Open()) return {};
-    g_helpers.acquire();
+    if (!g_helpers.try_acquire_for(kQueue)) {
+        Refusal busy(503, "", "too many thumbnails are being made; try again in a moment");
+        busy.retryAfter = 5;
+        throw busy;
+    }
     std::string answer;
     bool whole = false;
     int status = -1;

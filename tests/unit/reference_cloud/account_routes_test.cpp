@@ -128,8 +128,8 @@ TEST_F(AccountRoutes, BodiesThatAreNoObjectAreRefused) {
         EXPECT_EQ(answer.status, 400) << body;
         EXPECT_EQ(answer.json["errorCode"], "21004001") << body;
     }
-    EXPECT_EQ(stranger_.Post("/v1/account/login", std::string(100000, '[')).status, 400);
-    EXPECT_EQ(stranger_.Post("/v1/account/login", std::string(5 << 20, ' ')).status, 413);
+    EXPECT_EQ(stranger_.Post("/v1/account/login", std::string(60000, '[')).status, 400);
+    EXPECT_EQ(stranger_.Post("/v1/account/login", std::string((64 << 10) + 1, ' ')).status, 413);
 }
 
 TEST_F(AccountRoutes, UnknownAddressesAndMethodsAreTold) {

@@ -168,7 +168,7 @@ TEST_F(HttpServerTest, HeadersAboveTheLimitAreRefused) {
 
 TEST_F(HttpServerTest, AConnectionThatTricklesItsHeadersIsClosed) {
     HttpSettings settings;
-    settings.headerSeconds = 1;
+    settings.patience.headers = std::chrono::seconds(1);
     Run(settings);
     const int socket = Connect();
     const auto start = Clock::now();

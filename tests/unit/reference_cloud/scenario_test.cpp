@@ -111,17 +111,53 @@ TEST_F(ScenarioTest, StartsAfreshWhenTheFileIsReadAgain) {
     EXPECT_TRUE(Strikes(scenario));
 }
 
-TEST_F(ScenarioTest, KeepsItsRulesWhenTheFileBecomesUnreadable) {
-    Scenario scenario(Write(R"({"rules": [{}]})"));
-    Write("{ broken");
+TEST_F(ScenarioTest, KeepsEverythingAsItWasWhenTheFileIsNoLongerRight) {
+    Scenario scenario(Write(R"({"quota": 5, "clock": 3, "migrating": true, "rules": [{}]})"));
+    for (const char* text :
+         {"{ broken", R"({"quota": 6, "rules": [{"status": "x"}]})", R"({"rules": [], "quta": 1})"}) {
+        Write(text);
+        EXPECT_TRUE(scenario.Reload(true)) << text;
+        EXPECT_TRUE(Strikes(scenario));
+        EXPECT_EQ(scenario.Quota(), 5);
+        EXPECT_EQ(scenario.ClockShift(), 3);
+        EXPECT_TRUE(scenario.Migrating());
+    }
+    std::filesystem::remove(folder_.Path() / "scenario.json");
     EXPECT_TRUE(scenario.Reload(true));
-    EXPECT_TRUE(Strikes(scenario));
+    EXPECT_TRUE(Strikes(scenario)) << "also when the file is gone";
 }
 
-TEST_F(ScenarioTest, RefusesAFileThatIsNoScenario) {
-    for (const char* text :
-         {"", "[]", "{}", R"({"rules": 1})", R"({"rules": [1]})", R"({"rules": [{"status": "x"}]})"}) {
-        EXPECT_THROW(Scenario(Write(text)), std::runtime_error) << text;
+TEST_F(ScenarioTest, TellsTheLineAndWhatIsWrongThere) {
+    const std::pair<const char*, const char*> cases[] = {
+        {"", "is no JSON: "},
+        {"{\n  \"rules\": [\n    {,}\n  ]\n}", "is no JSON: Line 3, "},
+        {"{\"rules\": []}\n}", "is no JSON: Line 2, "},
+        {"\n[]", "line 2: a scenario is an object"},
+        {"{}", "line 1: a scenario needs an array \"rules\""},
+        {"{\"rules\": 1}", "line 1: a scenario needs an array \"rules\""},
+        {"{\"rules\": [{},\n1]}", "line 2: a rule is an object"},
+        {"{\n\"rules\": [\n{\"path\": \"/x\",\n\"stauts\": 5}]}", "line 4: \"stauts\" is no word of a scenario"},
+        {"{\"rules\": [{\n\"status\": \"x\"}]}", "line 2: \"status\" must be a whole number of at least 0"},
+        {"{\"rules\": [{\n\"status\": 99999999999}]}", "line 1: rule 1: "},
+        {"{\"rules\": [{\n\"nth\": -1}]}", "line 2: \"nth\" must be a whole number of at least 0"},
+        {"{\"rules\": [{\"delay\": \"1\"}]}", "\"delay\" must be a number of at least 0"},
+        {"{\"rules\": [{\"drop\": 1}]}", "\"drop\" must be true or false"},
+        {"{\"rules\": [{\"headers\": {\"a\": 1}}]}", "\"headers\" must be an object of texts"},
+        {"{\"rules\": [{\"remove\": \"a\"}]}", "\"remove\" must be an array of texts"},
+        {"{\"rules\": [{\"set\": []}]}", "\"set\" must be an object"},
+        {"{\"rules\": [{\"body\": {}}]}", "\"body\" must be text"},
+        {"{\"rules\": [], \"clock\": 1.5}", "\"clock\" must be a whole number"},
+        {"{\"rules\": [], \"migrating\": \"yes\"}", "\"migrating\" must be true or false"},
+        {"{\"rules\": [],\n\"quota\": -1}", "line 2: \"quota\" must be a whole number of at least 0"}};
+    for (const auto& [text, wanted] : cases) {
+        std::string told;
+        try {
+            Scenario scenario(Write(text));
+        } catch (const std::runtime_error& error) {
+            told = error.what();
+        }
+        EXPECT_NE(told.find("scenario.json"), std::string::npos) << text;
+        EXPECT_NE(told.find(wanted), std::string::npos) << text << "\n" << told;
     }
 }
 
