@@ -63,8 +63,7 @@ CallOutcome FetchPages(const char* call, const char* route, std::wstring cursor,
         if (!answer.ok) return OutcomeOf(answer);
         std::wstring next;
         if (!ReadPage(call, answer, pages, next) || !seen.insert(cursor).second) {
-            answer.ok = false;
-            answer.description = L"a page of the list is damaged or comes again and again";
+            RefuseAnswer(call, answer, L"a page of the list is damaged or comes again and again");
             return OutcomeOf(answer);
         }
         if (next.empty()) return OutcomeOf(answer);

@@ -34,8 +34,7 @@ CallOutcome AskForLogin(const std::wstring& user, const std::wstring& password, 
     }
     Login read;
     if (!ReadLogin(answer.text, read)) {
-        answer.ok = false;
-        answer.description = L"it holds no token";
+        RefuseAnswer(request.call, answer, L"it holds no token");
         return OutcomeOf(answer);
     }
     login = read;

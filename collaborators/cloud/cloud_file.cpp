@@ -54,8 +54,7 @@ CallOutcome CallForFile(const ControlRequest& request, CloudFile& file) {
     ControlAnswer answer = CallCloud(request);
     CloudFile read;
     if (answer.ok && !ReadCloudFile(answer.body, request.call, read)) {
-        answer.ok = false;
-        answer.description = L"it does not describe the file";
+        RefuseAnswer(request.call, answer, L"it does not describe the file");
     }
     if (answer.ok) file = std::move(read);
     return OutcomeOf(answer);

@@ -119,6 +119,12 @@ ControlAnswer CallCloud(const ControlRequest& request) {
     return answer;
 }
 
+void RefuseAnswer(const char* call, ControlAnswer& answer, const std::wstring& why) {
+    answer.ok = false;
+    answer.description = why;
+    LogFailure(call, answer);
+}
+
 CallOutcome OutcomeOf(const ControlAnswer& answer) {
     CallOutcome outcome;
     outcome.ok = answer.ok;

@@ -35,6 +35,9 @@ ControlAnswer CallCloud(const ControlRequest& request);
 /// What is the same for every answer, however it was fetched: reads body, code and description.
 void ReadAnswerBody(const char* call, ControlAnswer& answer);
 
+/// Makes a failure, with a line in the error log, of a good answer whose body cannot be used.
+void RefuseAnswer(const char* call, ControlAnswer& answer, const std::wstring& why);
+
 /// For people: what happened, and what to do next.
 CallOutcome OutcomeOf(const ControlAnswer& answer);
 

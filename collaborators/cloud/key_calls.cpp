@@ -80,6 +80,8 @@ std::string AskForKeys(int kind, const std::wstring& temporaryKeyText, const std
         kept[Wire::kKeyUuid] = (*entry)[Wire::kKeyUuid];
         out[Wire::kKeys].append(kept);
     }
+    if (out[Wire::kKeys].empty())
+        Log(request.call, "the cloud's key list holds no usable key; nothing can be moved without");
     return fields.Sound() ? WriteJson(out) : std::string();
 }
 

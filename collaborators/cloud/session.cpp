@@ -45,11 +45,12 @@ Login AskForNewTokens(const std::wstring& refreshToken, bool& refused) {
     request.route = Wire::kRefresh;
     request.body[Wire::kRefreshToken] = JsonText(refreshToken);
     request.withLogin = false;
-    const ControlAnswer answer = CallCloud(request);
+    ControlAnswer answer = CallCloud(request);
     refused = answer.status >= 400 && answer.status < 500 && answer.status != 429;
     Login login;
-    if (!answer.ok || !ReadLogin(answer.text, login)) login = Login();
-    return login;
+    if (answer.ok && ReadLogin(answer.text, login)) return login;
+    if (answer.ok) RefuseAnswer(request.call, answer, L"it holds no token");
+    return {};
 }
 
 void Tell(const std::function<void(const Login&)>& listener, const Login& login) {

@@ -1,6 +1,7 @@
 #include "tests/support/http_server.h"
 
 #include <arpa/inet.h>
+#include <netdb.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
@@ -74,6 +75,7 @@ Reply Reply::Json(const std::string& body, int status) {
 struct HttpServer::Body {
     int listener = -1;
     int port = 0;
+    std::string host;  // constant after construction
     std::atomic<bool> stopping{false};
     std::atomic<std::size_t> readStep{65536};
     std::atomic<int> readPause{0};
@@ -91,6 +93,8 @@ struct HttpServer::Body {
     bool Receive(int descriptor, std::string& pending);
     bool Send(int descriptor, const Reply& reply);
     bool SendBody(int descriptor, const Reply& reply);
+    bool SendPadded(int descriptor, const Reply& reply);
+    bool WritePiece(int descriptor, const Reply& reply, std::string bytes);
     bool Write(int descriptor, const std::string& bytes);
     bool Pause(int milliseconds);
     bool End(int descriptor, bool reset);
@@ -163,14 +167,35 @@ std::string HttpServer::Body::HeadOf(const Reply& reply) const {
     if (reply.chunked) {
         head += "Transfer-Encoding: chunked\r\n";
     } else if (!reply.announcedLength) {
-        if (reply.status != 204) head += "Content-Length: " + std::to_string(reply.body.size()) + "\r\n";
+        if (reply.status != 204)
+            head += "Content-Length: " + std::to_string(reply.body.size() + reply.padding) + "\r\n";
     } else if (!reply.announcedLength->empty()) {
         head += "Content-Length: " + *reply.announcedLength + "\r\n";
     }
     return head + "\r\n";
 }
 
+bool HttpServer::Body::WritePiece(int descriptor, const Reply& reply, std::string bytes) {
+    if (!reply.chunked) return Write(descriptor, bytes);
+    if (bytes.empty()) return true;
+    char length[32];
+    std::snprintf(length, sizeof length, "%zx\r\n", bytes.size());
+    return Write(descriptor, length + bytes + "\r\n");
+}
+
+bool HttpServer::Body::SendPadded(int descriptor, const Reply& reply) {
+    if (!WritePiece(descriptor, reply, reply.body.substr(0, reply.paddingAt))) return false;
+    for (std::size_t left = reply.padding; left > 0;) {
+        const std::size_t size = std::min<std::size_t>(left, 256 * 1024);
+        if (!WritePiece(descriptor, reply, std::string(size, 'x'))) return false;
+        left -= size;
+    }
+    if (!WritePiece(descriptor, reply, reply.body.substr(reply.paddingAt))) return false;
+    return !reply.chunked || Write(descriptor, "0\r\n\r\n");
+}
+
 bool HttpServer::Body::SendBody(int descriptor, const Reply& reply) {
+    if (reply.padding > 0) return SendPadded(descriptor, reply);
     const std::size_t end = std::min(reply.body.size(), reply.cutAfter.value_or(reply.body.size()));
     const std::size_t step = reply.writeSize == 0 ? std::max<std::size_t>(end, 1) : reply.writeSize;
     for (std::size_t at = 0; at < end;) {
@@ -180,13 +205,7 @@ bool HttpServer::Body::SendBody(int descriptor, const Reply& reply) {
             Pause(60'000);
             return false;
         }
-        std::string bytes = reply.body.substr(at, size);
-        if (reply.chunked) {
-            char length[32];
-            std::snprintf(length, sizeof length, "%zx\r\n", size);
-            bytes = length + bytes + "\r\n";
-        }
-        if (!Write(descriptor, bytes)) return false;
+        if (!WritePiece(descriptor, reply, reply.body.substr(at, size))) return false;
         at += size;
         if (reply.pauseMilliseconds > 0 && !Pause(reply.pauseMilliseconds)) return false;
     }
@@ -241,18 +260,32 @@ void HttpServer::Body::Accept() {
     }
 }
 
-HttpServer::HttpServer() : body(std::make_unique<Body>()) {
-    body->listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t length = sizeof address;
-    if (body->listener < 0 || bind(body->listener, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0 ||
-        listen(body->listener, 64) != 0 ||
-        getsockname(body->listener, reinterpret_cast<sockaddr*>(&address), &length) != 0) {
-        throw std::system_error(errno, std::generic_category(), "no test server on loopback");
+namespace {
+
+/// A listening socket on a free port of this machine; throws when there is none.
+int ListenOn(const std::string& address, int& port) {
+    const addrinfo hints{AI_NUMERICHOST | AI_PASSIVE, AF_UNSPEC, SOCK_STREAM, 0, 0, nullptr, nullptr, nullptr};
+    addrinfo* found = nullptr;
+    if (getaddrinfo(address.c_str(), "0", &hints, &found) != 0) throw std::runtime_error("no address: " + address);
+    const std::unique_ptr<addrinfo, decltype(&freeaddrinfo)> owner(found, freeaddrinfo);
+    const int listener = socket(found->ai_family, found->ai_socktype | SOCK_CLOEXEC, 0);
+    sockaddr_in6 bound{};  // its port stands where that of the older form stands
+    socklen_t length = sizeof bound;
+    if (listener < 0 || bind(listener, found->ai_addr, found->ai_addrlen) != 0 || listen(listener, 64) != 0 ||
+        getsockname(listener, reinterpret_cast<sockaddr*>(&bound), &length) != 0) {
+        const int reason = errno;
+        if (listener >= 0) close(listener);
+        throw std::system_error(reason, std::generic_category(), "no test server on " + address);
     }
-    body->port = ntohs(address.sin_port);
+    port = ntohs(bound.sin6_port);
+    return listener;
+}
+
+}  // namespace
+
+HttpServer::HttpServer(const std::string& address) : body(std::make_unique<Body>()) {
+    body->host = address.find(':') == std::string::npos ? address : "[" + address + "]";
+    body->listener = ListenOn(address, body->port);
     body->acceptor = std::thread([this] { body->Accept(); });
 }
 
@@ -290,7 +323,7 @@ void HttpServer::ReadSlowly(std::size_t step, int pauseMilliseconds) {
 int HttpServer::Port() const { return body->port; }
 
 std::string HttpServer::Url(const std::string& path) const {
-    return "http://127.0.0.1:" + std::to_string(body->port) + path;
+    return "http://" + body->host + ":" + std::to_string(body->port) + path;
 }
 
 std::wstring HttpServer::WideUrl(const std::string& path) const {

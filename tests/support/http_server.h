@@ -30,6 +30,9 @@ struct Reply {
     int status = 200;
     std::vector<std::pair<std::string, std::string>> headers;
     std::string body;
+    /// So many letters "x" that the body has more, from the place `paddingAt` on; they are never held whole.
+    std::size_t padding = 0;
+    std::size_t paddingAt = 0;
     /// Value of Content-Length when it shall not be the body's; an empty text sends none and closes at the end.
     std::optional<std::string> announcedLength;
     bool chunked = false;
@@ -51,7 +54,8 @@ class HttpServer {
 public:
     using Handler = std::function<Reply(const SeenRequest&)>;
 
-    HttpServer();
+    /// Throws std::system_error when this machine has no such address. `address`: "127.0.0.1" or "::1".
+    explicit HttpServer(const std::string& address = "127.0.0.1");
     /// Ends all connections and joins all threads.
     ~HttpServer();
     HttpServer(const HttpServer&) = delete;
@@ -68,7 +72,7 @@ public:
     void ReadSlowly(std::size_t step, int pauseMilliseconds);
 
     int Port() const;
-    /// "http://127.0.0.1:port" and the path.
+    /// "http://ADDRESS:port" and the path.
     std::string Url(const std::string& path = "") const;
     std::wstring WideUrl(const std::string& path = "") const;
 

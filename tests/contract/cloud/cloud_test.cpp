@@ -53,13 +53,17 @@ std::vector<std::string> CloudTest::Log() const {
     return lines;
 }
 
-bool CloudTest::LogHolds(const std::string& text) const {
-    const auto log = Log();
-    return std::any_of(log.begin(), log.end(),
+bool CloudTest::LogHolds(const std::string& text, std::size_t from) const {
+    const std::lock_guard lock(mutex);
+    const auto begin = lines.begin() + static_cast<std::ptrdiff_t>(std::min(from, lines.size()));
+    return std::any_of(begin, lines.end(),
                        [&](const std::string& line) { return line.find(text) != std::string::npos; });
 }
 
-std::size_t CloudTest::LogLines() const { return Log().size(); }
+std::size_t CloudTest::LogLines() const {
+    const std::lock_guard lock(mutex);
+    return lines.size();
+}
 
 std::string Content(std::size_t size, unsigned seed) {
     std::mt19937 generator(seed);

@@ -28,7 +28,8 @@ protected:
     void GiveUpEarly();
 
     std::vector<std::string> Log() const;
-    bool LogHolds(const std::string& text) const;
+    /// True when one of the lines, from the given one on, has the text in it.
+    bool LogHolds(const std::string& text, std::size_t from = 0) const;
     std::size_t LogLines() const;
 
     HttpServer server;

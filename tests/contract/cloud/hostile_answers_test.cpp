@@ -1,11 +1,12 @@
-// Every field of every answer, in turn, absent, null, of another type, huge, negative and odd: nothing may crash, and
-// what an operation calls a success must be safe to work with.
+// Every field of every answer, in turn, absent, null, of another type, huge, negative and odd: nothing may crash or
+// take memory without bound, what an operation calls a success must be safe to work with, and what it refuses is told.
 #include <algorithm>
 
 #include "interfaces/cloud/cloud_drive_interface.h"
 #include "interfaces/cloud/file_trans_request.h"
 #include "interfaces/common/encrypt_helper.h"
 #include "tests/contract/cloud/cloud_test.h"
+#include "tests/contract/cloud/memory_count.h"
 
 namespace Drive::Testing {
 namespace {
@@ -55,9 +56,16 @@ const std::vector<std::string>& OddValues() {
     return values;
 }
 
+/// Stands where a text of very many letters goes; no answer has it otherwise.
+const std::string kFloodMark = "\x01 here";
+constexpr std::size_t kFlood = std::size_t{100} << 20;
+/// The library keeps at most 16 MiB of an answer; a string that grows to that may hold three times as much meanwhile.
+constexpr std::size_t kMostHeld = std::size_t{64} << 20;
+
 /// All texts that differ from `value` in one field: taken out, or replaced by each odd value.
-void Vary(const Json::Value& value, const std::function<void(const std::string&)>& each) {
-    for (const auto& odd : OddValues()) each(odd);
+void Vary(const Json::Value& value, const std::vector<std::string>& odds,
+          const std::function<void(const std::string&)>& each) {
+    for (const auto& odd : odds) each(odd);
     if (value.isObject()) {
         const auto write = [&](const std::string& changed, const std::string* replacement) {
             std::string text;
@@ -70,11 +78,11 @@ void Vary(const Json::Value& value, const std::function<void(const std::string&)
         };
         for (const auto& name : value.getMemberNames()) {
             each(write(name, nullptr));
-            Vary(value[name], [&](const std::string& text) { each(write(name, &text)); });
+            Vary(value[name], odds, [&](const std::string& text) { each(write(name, &text)); });
         }
     } else if (value.isArray()) {
         for (Json::ArrayIndex changed = 0; changed < value.size(); ++changed) {
-            Vary(value[changed], [&](const std::string& text) {
+            Vary(value[changed], odds, [&](const std::string& text) {
                 std::string whole;
                 for (Json::ArrayIndex index = 0; index < value.size(); ++index) {
                     whole += (index == 0 ? "[" : ",") + (index == changed ? text : ToJson(value[index]));
@@ -110,21 +118,53 @@ class HostileAnswers : public CloudTest {
 protected:
     /// Runs the check on the sound answer, which it must accept, and on every bent one.
     void Try(const std::string& sound, const std::function<bool()>& accepts) {
-        server.AnswerAll(Reply::Json(sound));
+        Serve(Reply::Json(sound));
         ASSERT_TRUE(accepts()) << "the sound answer was refused";
         int tried = 0, accepted = 0;
-        Vary(ParseJson(sound), [&](const std::string& text) {
+        Vary(ParseJson(sound), OddValues(), [&](const std::string& text) {
             answer = text;
-            server.AnswerAll(Reply::Json(text));
-            accepted += accepts() ? 1 : 0;
+            Serve(Reply::Json(text));
+            const std::size_t lines = LogLines();
+            const bool taken = accepts();
+            EXPECT_TRUE(taken || LogHolds(told, lines)) << "refused without a line in the log";
+            accepted += taken ? 1 : 0;
             ++tried;
             if (HasFailure()) FAIL() << "with the answer " << text.substr(0, 2000);
         });
         EXPECT_GT(tried, 25);
         EXPECT_LT(accepted, tried);
+        Flood(sound, accepts);
+    }
+
+    /// A hundred mebibytes of text in each field, with the length told before and without.
+    void Flood(const std::string& sound, const std::function<bool()>& accepts) {
+        Vary(ParseJson(sound), {"\"" + kFloodMark + "\""}, [&](const std::string& text) {
+            const std::size_t at = text.find(kFloodMark);
+            if (at == std::string::npos) return;  // a field that is absent
+            Reply reply = Reply::Json(std::string(text).erase(at, kFloodMark.size()));
+            reply.padding = kFlood;
+            reply.paddingAt = at;
+            for (const bool chunked : {false, true}) {
+                reply.chunked = chunked;
+                Serve(reply);
+                const std::size_t lines = LogLines();
+                const MemoryPeak peak;
+                EXPECT_FALSE(accepts()) << reply.body;
+                EXPECT_LT(peak.Bytes(), kMostHeld) << reply.body;
+                EXPECT_TRUE(LogHolds("the answer is longer than", lines)) << reply.body;
+            }
+        });
+    }
+
+    void Serve(const Reply& reply) {
+        server.Answer([reply, only = route](const SeenRequest& request) {
+            return only.empty() || request.target == only ? reply : Reply::Json("", 401);
+        });
     }
 
     std::string answer;
+    std::string route;                  ///< which alone gets the odd answers; empty: all
+    std::string told = "CloudClient ";  ///< what the line of a refusal has in it
 };
 
 TEST_F(HostileAnswers, ToTheUploadStart) {
@@ -292,6 +332,20 @@ TEST_F(HostileAnswers, ToTheList) {
         });
 }
 
+TEST_F(HostileAnswers, ALongTextCostsABoundedMultipleOfItself) {
+    Reply reply = Reply::Json(
+        R"({"items":[{"id":"f1","fileName":"n","parentFolder":"p","size":5}],"nextCursor":"","changeCursor":"c"})");
+    reply.padding = std::size_t{1} << 20;
+    reply.paddingAt = reply.body.find("n\",\"parentFolder");
+    server.AnswerAll(reply);
+    std::vector<CloudFile> files;
+    std::wstring cursor;
+    const MemoryPeak peak;
+    EXPECT_TRUE(DriveAccount::List(files, cursor).ok);
+    EXPECT_EQ(reply.padding + 1, files.at(0).fileName.size());
+    EXPECT_LT(peak.Bytes(), std::size_t{20} * reply.padding);
+}
+
 TEST_F(HostileAnswers, ToTheSignIn) {
     Try(R"({"accessToken":"t","refreshToken":"r","expiresIn":60,"userId":"u","rootFileId":"root1","serverVersion":"1"})",
         [] {
@@ -300,6 +354,26 @@ TEST_F(HostileAnswers, ToTheSignIn) {
             EXPECT_EQ(done, !login.accessToken.empty());
             EXPECT_TRUE(login.rootFileId.empty() || IsSafeId(login.rootFileId));
             return done;
+        });
+}
+
+TEST_F(HostileAnswers, ToTheRenewalOfALogin) {
+    // Everything else is refused, so that the token has to be renewed.
+    route = "/v1/account/refresh";
+    told = "CloudClient RefreshLogin";
+    Try(R"({"accessToken":"t","refreshToken":"r","expiresIn":60,"userId":"u","rootFileId":"root1","serverVersion":"1"})",
+        [this] {
+            Cloud::Login old;
+            old.accessToken = L"old";
+            old.refreshToken = L"r";
+            DriveAccount::UseLogin(old);
+            Cloud::Login fresh;
+            DriveAccount::OnRefresh([&](const Cloud::Login& login) { fresh = login; });
+            CloudFile file;
+            EXPECT_FALSE(DriveAccount::Get(L"f1", file).ok);
+            DriveAccount::OnRefresh({});
+            EXPECT_TRUE(fresh.rootFileId.empty() || IsSafeId(fresh.rootFileId));
+            return !fresh.accessToken.empty();
         });
 }
 
