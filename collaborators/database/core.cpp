@@ -2,6 +2,7 @@
 
 #include <sqlite3.h>
 
+#include "collaborators/database/clean_end.h"
 #include "collaborators/database/failure_text.h"
 #include "collaborators/database/open_steps.h"
 #include "interfaces/logging/sync_panel_log.h"
@@ -31,7 +32,9 @@ OpenResult Core::Open(const std::wstring& folder) {
         writer = std::move(opened.writer);
         path = opened.path;
         present = Durability::Full;
+        checkedAt = opened.checkedAt;
         readOnly = false;
+        damageMet = false;
         CountTransferTasks();
         return opened.result;
     } catch (const std::exception& error) {
@@ -66,8 +69,9 @@ void Core::Close() {
         } catch (const std::exception&) {
             // The log file stays beside the database and is folded in when it is opened next.
         }
+        writer.reset();
+        if (!damageMet) LeaveCleanEnd(path, checkedAt);
     }
-    writer.reset();
     lock.Release();
     hasTransferTasks = false;
     readOnly = false;
@@ -170,6 +174,7 @@ void Core::Report(const char* operation) const {
         throw;
     } catch (const SQLite::Exception& error) {
         reason = ExplainFailure(error.getErrorCode(), error.what());
+        if (MeansDamage(error.getErrorCode())) damageMet = true;
     } catch (const std::exception& error) {
         reason = std::string(error.what()) + ".";
     } catch (...) {

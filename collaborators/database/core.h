@@ -68,6 +68,7 @@ private:
     TaskLeases transfers;
     TaskLeases thumbnails;
     Durability present = Durability::Full;
+    std::int64_t checkedAt = 0;
 
     // Guarded by `reading`.
     std::mutex reading;
@@ -80,6 +81,8 @@ private:
     // Written under `writing`; a reader needs no more than the last value.
     std::atomic<bool> hasTransferTasks{false};
     std::atomic<bool> readOnly{false};
+    // Set by whoever meets it, looked at when the file is closed.
+    mutable std::atomic<bool> damageMet{false};
 };
 
 }  // namespace Drive::SQLiteDB

@@ -2,9 +2,11 @@
 
 #include <sqlite3.h>
 
+#include "collaborators/database/clean_end.h"
 #include "collaborators/database/failure_text.h"
 #include "collaborators/database/schema.h"
 #include "collaborators/database/set_aside.h"
+#include "interfaces/platform/clock.h"
 #include "interfaces/platform/native_path.h"
 
 namespace Drive::SQLiteDB {
@@ -68,14 +70,17 @@ void SetUp(Connection& connection) {
     connection.Execute("PRAGMA journal_size_limit = 16777216");
 }
 
-/// Throws SQLite::Exception; one that means damage stands for a failed check as well.
-OpenedFile OpenChecked(const std::filesystem::path& path, bool existed) {
+/// `checkedAt` is 0 for a file that has to be checked. Throws SQLite::Exception; one that means damage stands for a
+/// failed check as well.
+OpenedFile OpenChecked(const std::filesystem::path& path, bool existed, std::int64_t checkedAt) {
     OpenedFile opened;
     opened.path = path.string();
+    opened.checkedAt = checkedAt > 0 ? checkedAt : Platform::UnixTimeSeconds();
     opened.writer = std::make_unique<Connection>(opened.path, false);
     const int version = opened.writer->Number("PRAGMA user_version");
     if (version > SchemaVersion()) return RefuseNewer(opened.path, version);
-    if (existed && !IsSound(*opened.writer)) throw SQLite::Exception("the check failed", SQLITE_CORRUPT);
+    if (existed && checkedAt == 0 && !IsSound(*opened.writer))
+        throw SQLite::Exception("the check failed", SQLITE_CORRUPT);
     if (IsForeign(*opened.writer, version)) return RefuseForeign(opened.path);
     opened.writer->FoldInOnClose();
     SetUp(*opened.writer);
@@ -90,7 +95,7 @@ OpenedFile OpenChecked(const std::filesystem::path& path, bool existed) {
 OpenedFile Rebuild(const std::filesystem::path& path) {
     const std::filesystem::path aside = SetAside(path);
     MakePrivateFile(path);
-    OpenedFile opened = OpenChecked(path, false);
+    OpenedFile opened = OpenChecked(path, false, 0);
     if (!opened.result.ok()) return opened;
     opened.result.outcome = OpenOutcome::Rebuilt;
     opened.result.message = "The database " + path.string() + " was damaged. It has been moved to " + aside.string() +
@@ -111,7 +116,7 @@ OpenedFile OpenOrRebuild(const std::filesystem::path& path) {
         // A log without its database is what an interrupted move left.
         if (!existed && HoldsSomething(path.string() + "-wal")) SetAside(path);
         MakePrivateFile(path);
-        return OpenChecked(path, existed);
+        return OpenChecked(path, existed, TakeCleanEnd(path));
     } catch (const SQLite::Exception& error) {
         if (!MeansDamage(error.getErrorCode())) throw;
     }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
 #include <memory>
 #include <string>
@@ -15,6 +16,7 @@ struct OpenedFile {
     std::string path;
     std::unique_ptr<Connection> writer;
     std::unique_ptr<Connection> reader;
+    std::int64_t checkedAt = 0;  ///< when the whole file was checked last, seconds since the epoch
 };
 
 /// Takes the folder, checks or makes the file, moves a damaged one aside, and brings the schema up. Never throws; a

@@ -32,7 +32,9 @@ struct OpenResult {
 };
 
 /// Opens "transfer.db" in the folder (made when absent) for this process, before the engine starts, once. A second
-/// process on the same folder gets Locked.
+/// process on the same folder gets Locked. The whole file is checked unless it was closed in good order within the last
+/// day, after a whole check, and has not been written since. Damage that an operation meets is logged and the operation
+/// fails; the next opening then checks the file and rebuilds it.
 ZELKOR_API OpenResult OpenDatabase(const std::wstring& folder);
 
 /// Opens another host's database for reading only, also while that host runs. Nothing can be written and no task is
