@@ -4,6 +4,8 @@
 
 #include "interfaces/cloud/wire/codes.h"
 #include "interfaces/cloud/wire/fields.h"
+#include "interfaces/cloud/wire/key_digest.h"
+#include "reference_cloud/attached_thumbnail.h"
 #include "reference_cloud/cloud.h"
 #include "reference_cloud/cloud_name.h"
 #include "reference_cloud/crypto.h"
@@ -93,8 +95,21 @@ std::string Keys(const Json::Value& body) {
     return JsonText(keys);
 }
 
+/// The first wrapped key must be the one that the start told of: the objects have that one. The text that it opens to
+/// is the key in hexadecimal, whose digest the start gave.
+void CheckKey(const Cloud& cloud, const User& user, const Upload& upload, const std::string& keys) {
+    if (upload.keyDigest.empty()) return;
+    const Json::Value first = (*ParseJson(keys))[0];
+    const auto key = OpenFileKey(first[Wire::kEfek].asString(), cloud.secrets.OpenContentKey(user.sealedKey1));
+    const std::string iv = ToHex(*FromHex(first[Wire::kIv].asString()));
+    if (!key || Sha256Hex(Wire::kKeyDigestLabel + ToHex(*key) + iv) != upload.keyDigest) {
+        throw Refusal(409, Wire::kConflict, "the wrapped key is not the one of the start; start the upload over");
+    }
+}
+
 /// The content out of the plan's objects.
-Content TakeObjects(Rows& rows, const User& user, const Upload& upload, const Json::Value& body, std::int64_t now) {
+Content TakeObjects(Rows& rows, const Cloud& cloud, const User& user, const Upload& upload, const Json::Value& body,
+                    std::int64_t now) {
     const Json::Value list = ObjectList(body);
     const auto ids = ObjectIds(list);
     const auto objects = rows.ObjectsOfUpload(upload.cursor);
@@ -113,6 +128,7 @@ Content TakeObjects(Rows& rows, const User& user, const Upload& upload, const Js
     content.bucket = upload.bucket;
     content.sliceSize = upload.sliceSize;
     content.keys = Keys(body);
+    CheckKey(cloud, user, upload, content.keys);
     content.attachments = upload.attachments;
     content.attachmentNames = AttachmentNames(list, upload);
     content.created = now;
@@ -149,8 +165,8 @@ FileRow CompleteUpload(Rows& rows, const Cloud& cloud, const User& user, bool cr
 
     const std::int64_t now = cloud.now();
     Tree::NewContent fresh;
-    fresh.content =
-        upload->type == "exist" ? TakeExisting(rows, *upload, body) : TakeObjects(rows, user, *upload, body, now);
+    fresh.content = upload->type == "exist" ? TakeExisting(rows, *upload, body)
+                                            : TakeObjects(rows, cloud, user, *upload, body, now);
     const bool named = !TextField(body, Wire::kFileName).empty();
     const std::string name = named ? NameField(body, Wire::kFileName) : upload->name;
     fresh.mimeType = TextField(body, Wire::kMimeType);

@@ -63,9 +63,9 @@ public:
     virtual void PutUpload(const Upload& upload) = 0;
     virtual void DropUpload(const std::string& cursor) = 0;
     virtual std::optional<Upload> UploadByCursor(const std::string& cursor) = 0;
-    /// The open upload of one file: by file id for a new version, by parent and name for a new file.
-    virtual std::optional<Upload> OpenUpload(const std::string& userId, const std::string& fileId,
-                                             const std::string& parentId, const std::string& name) = 0;
+    /// The open uploads of one file, newest first: by file id for a new version, by parent and name for a new file.
+    virtual std::vector<Upload> OpenUploads(const std::string& userId, const std::string& fileId,
+                                            const std::string& parentId, const std::string& name) = 0;
     virtual std::vector<Upload> UploadsBefore(std::int64_t time, int limit) = 0;
 };
 

@@ -105,6 +105,7 @@ struct Upload {
     std::string existContent;  ///< of an "exist" plan
     std::string resultFile;    ///< set when it is complete, so that a repeated completion gets the same answer
     std::int64_t touched = 0;
+    std::string keyDigest;  ///< of the key that its objects have, as the start told it; empty when it told none
 };
 
 struct Change {

@@ -95,7 +95,7 @@ template <class Visit>
 void Fields(Upload& r, Visit&& visit) {
     visit(r.cursor), visit(r.userId), visit(r.type), visit(r.fileId), visit(r.parentId), visit(r.name), visit(r.size);
     visit(r.sha256), visit(r.mimeType), visit(r.attachments), visit(r.bucket), visit(r.sliceSize), visit(r.version);
-    visit(r.existContent), visit(r.resultFile), visit(r.touched);
+    visit(r.existContent), visit(r.resultFile), visit(r.touched), visit(r.keyDigest);
 }
 template <class Visit>
 void Fields(Change& r, Visit&& visit) {
@@ -219,11 +219,11 @@ public:
     std::optional<Upload> UploadByCursor(const std::string& cursor) override {
         return One<Upload>("SELECT * FROM uploads WHERE cursor = ?", cursor);
     }
-    std::optional<Upload> OpenUpload(const std::string& userId, const std::string& fileId, const std::string& parentId,
-                                     const std::string& name) override {
-        return One<Upload>(
+    std::vector<Upload> OpenUploads(const std::string& userId, const std::string& fileId, const std::string& parentId,
+                                    const std::string& name) override {
+        return Many<Upload>(
             "SELECT * FROM uploads WHERE userId = ? AND fileId = ? AND parentId = ? AND name = ? AND resultFile = '' "
-            "LIMIT 1",
+            "ORDER BY version DESC",
             userId, fileId, parentId, name);
     }
     std::vector<Upload> UploadsBefore(std::int64_t time, int limit) override {
@@ -323,6 +323,22 @@ struct Connection {
     SqliteRows rows;
 };
 
+bool HasColumn(SQLite::Database& database, const LaterColumn& column) {
+    Statement found(database, "SELECT 1 FROM pragma_table_info(?) WHERE name = ?");
+    SQLite::bind(found, column.table, column.name);
+    return found.executeStep();
+}
+
+/// Another process may open the file at the same moment: who comes second finds the column there.
+void AddColumn(SQLite::Database& database, const LaterColumn& column) {
+    if (HasColumn(database, column)) return;
+    SQLite::Transaction transaction(database, SQLite::TransactionBehavior::IMMEDIATE);
+    if (!HasColumn(database, column)) {
+        database.exec("ALTER TABLE " + std::string(column.table) + " ADD COLUMN " + column.definition);
+    }
+    transaction.commit();
+}
+
 /// Reads have a connection of their own, so that they do not wait for the disk while a change is synced. Changes that
 /// come while one is being synced are put into one transaction together, each behind a savepoint of its own: what
 /// costs is the sync, not the work.
@@ -331,6 +347,7 @@ public:
     explicit SqliteMetadata(const std::string& path) : writer_(path), reader_(path) {
         ::chmod(path.c_str(), 0600);
         writer_.database.exec(kSqliteSchema);
+        for (const LaterColumn& column : kLaterColumns) AddColumn(writer_.database, column);
     }
 
     void Change(const std::function<void(Rows&)>& work) override {

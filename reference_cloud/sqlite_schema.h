@@ -44,9 +44,17 @@ CREATE TABLE IF NOT EXISTS uploads(
   cursor TEXT PRIMARY KEY, userId TEXT NOT NULL, type TEXT NOT NULL, fileId TEXT NOT NULL, parentId TEXT NOT NULL,
   name TEXT NOT NULL, size INTEGER NOT NULL, sha256 TEXT NOT NULL, mimeType TEXT NOT NULL, attachments TEXT NOT NULL,
   bucket TEXT NOT NULL, sliceSize INTEGER NOT NULL, version INTEGER NOT NULL, existContent TEXT NOT NULL,
-  resultFile TEXT NOT NULL, touched INTEGER NOT NULL) WITHOUT ROWID;
+  resultFile TEXT NOT NULL, touched INTEGER NOT NULL, keyDigest TEXT NOT NULL DEFAULT '') WITHOUT ROWID;
 CREATE INDEX IF NOT EXISTS uploadsByFile ON uploads(userId, fileId, parentId, name) WHERE resultFile = '';
 CREATE INDEX IF NOT EXISTS uploadsByTouched ON uploads(touched);
 )sql";
+
+/// Columns that came later, at the end of their tables; each is added where it is not there yet.
+struct LaterColumn {
+    const char* table;
+    const char* name;
+    const char* definition;
+};
+inline constexpr LaterColumn kLaterColumns[] = {{"uploads", "keyDigest", "keyDigest TEXT NOT NULL DEFAULT ''"}};
 
 }  // namespace Drive::ReferenceCloud

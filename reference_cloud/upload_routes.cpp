@@ -35,6 +35,7 @@ Uploads::StartRequest ReadStart(const Json::Value& body) {
     start.sha256 = DigestField(body, Wire::kSha256, 64);
     start.mimeType = TextField(body, Wire::kMimeType);
     start.recordCursor = TextField(body, Wire::kRecordCursor);
+    start.keyDigest = DigestField(body, Wire::kKeyDigest, 64);
     for (const Json::Value& size : ArrayField(body, Wire::kAttachmentSize)) {
         if (!size.isInt64() || size.asInt64() < 0 || size.asInt64() >= kLargestAttachment) {
             throw Refusal(400, Wire::kBadRequest, "\"attachmentSize\" must hold byte counts");

@@ -62,10 +62,18 @@ std::string ChooseType(const Cloud& cloud, const User& user, const std::string& 
     return user.uploadType.empty() ? cloud.settings.uploadType : user.uploadType;
 }
 
+/// Objects of two keys must never come together in one file: no key would open all of them. A file that is edited
+/// between the digest that gives its key and the digest that stands in the start is sent under a key that no later
+/// attempt forms again, so the content alone does not tell that what was sent earlier still fits.
+bool SameKey(const Upload& upload, const StartRequest& request, const std::string& type) {
+    return type != "client" || upload.keyDigest == request.keyDigest;
+}
+
 bool SameUpload(const Upload& upload, const User& user, const StartRequest& request, const std::string& type) {
     return upload.userId == user.id && upload.resultFile.empty() && upload.type == type &&
            upload.fileId == request.fileId && upload.parentId == request.parentId && upload.name == request.name &&
-           upload.size == request.size && upload.sha256 == request.sha256 && upload.attachments == request.attachments;
+           upload.size == request.size && upload.sha256 == request.sha256 &&
+           upload.attachments == request.attachments && SameKey(upload, request, type);
 }
 
 void Drop(Rows& rows, const Upload& upload, std::vector<std::string>& blobs) {
@@ -80,10 +88,12 @@ std::optional<Upload> FindAgain(Rows& rows, const User& user, const StartRequest
                                 std::vector<std::string>& dropped) {
     const auto named = request.recordCursor.empty() ? std::nullopt : rows.UploadByCursor(request.recordCursor);
     if (named && SameUpload(*named, user, request, type)) return named;
-    // The client has moved on from this one: another content, another place.
+    // The client has moved on from this one: another content, another key, another place.
     if (named && named->userId == user.id && named->resultFile.empty()) Drop(rows, *named, dropped);
-    const auto open = rows.OpenUpload(user.id, request.fileId, request.parentId, request.name);
-    return open && SameUpload(*open, user, request, type) ? open : std::nullopt;
+    for (const Upload& open : rows.OpenUploads(user.id, request.fileId, request.parentId, request.name)) {
+        if (SameUpload(open, user, request, type)) return open;
+    }
+    return std::nullopt;
 }
 
 Upload NewUpload(const Cloud& cloud, const User& user, const StartRequest& request, const std::string& type) {
@@ -102,6 +112,7 @@ Upload NewUpload(const Cloud& cloud, const User& user, const StartRequest& reque
     upload.sliceSize = type == "server" ? cloud.settings.proxySliceSize : cloud.settings.sliceSize;
     upload.version = NewVersion();
     upload.touched = cloud.now();
+    upload.keyDigest = request.keyDigest;
     return upload;
 }
 

@@ -25,6 +25,7 @@ struct StartRequest {
     std::string mimeType;
     std::vector<std::int64_t> attachments;
     std::string recordCursor;
+    std::string keyDigest;  ///< empty when the client tells none
 };
 
 struct Plan {

@@ -2,6 +2,7 @@
 #include "collaborators/cloud/control_call.h"
 #include "collaborators/cloud/guarded.h"
 #include "collaborators/cloud/json_fields.h"
+#include "collaborators/cloud/key_digest.h"
 #include "collaborators/cloud/text.h"
 #include "interfaces/cloud/cloud_drive_interface.h"
 #include "interfaces/cloud/wire/fields.h"
@@ -37,6 +38,8 @@ ControlRequest StartRequest(const Common::FileItem& file, const std::wstring& sh
     for (const int size : file.GetAttachmentSize()) body[Wire::kAttachmentSize].append(size);
     if (!file.GetContentVersion().empty()) body[Wire::kContentVersion] = JsonText(file.GetContentVersion());
     if (!file.GetFileMD5().empty()) body[Wire::kMd5] = JsonText(file.GetFileMD5());
+    const std::string keyDigest = KeyDigest(file.GetFileHMAC());
+    if (!keyDigest.empty()) body[Wire::kKeyDigest] = keyDigest;
     return request;
 }
 

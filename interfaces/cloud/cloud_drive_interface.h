@@ -32,8 +32,9 @@ namespace Drive::Cloud {
 /// on success also with the answer's own keys. Transient failures are repeated inside, where the request is idempotent.
 class ZELKOR_API CloudDriveInterface {
 public:
-    /// Opens an upload. `errorCode` takes the cloud's code, empty on success. Returns the answer's body as JSON text;
-    /// an empty or unparsable text on failure.
+    /// Opens an upload. The cloud is told a digest of the item's key text, when it has one, so that it keeps the
+    /// objects of two keys apart (wire/key_digest.h); the key itself never leaves. `errorCode` takes the cloud's code,
+    /// empty on success. Returns the answer's body as JSON text; an empty or unparsable text on failure.
     static std::string ObjectsUploadStart(Common::FileItem& file, const std::wstring& sha256,
                                           const std::wstring& recordCursor, std::wstring& errorCode);
 

@@ -1,6 +1,9 @@
 """Objects on their way up and down, and the end of an upload."""
+import base64
 import secrets
 
+import cipher
+from checks_account import user_keys
 from kit import changed_query, check, expect, expect_answer, md5, sha256
 
 
@@ -115,11 +118,41 @@ def complete_plan(kit):
     expect_answer(kit.complete({**body, "size": start["size"] + 1}), 409, "21004091")
 
 
+@check("complete.one-key", "a wrapped key that is not the one of the start's key digest is refused")
+def complete_one_key(kit):
+    own = user_keys(kit)[0][2]
+    key, vector = secrets.token_hex(16), secrets.token_hex(16)
+    digest = sha256(f"zelkor upload key, form 1:{key}{vector}".encode())
+    start, plan = planned(kit, keyDigest=digest)
+    kit.send_object(plan, plan["items"][0])
+    body = kit.completion(plan, start)
+    entry = next(entry for entry in body["encFekList"] if entry["keyType"] == 1)
+    entry["iv"] = vector
+    for other in (secrets.token_hex(16), key):
+        sealed = cipher.seal(own, b"\x01\x00\x20" + other.encode() + vector.encode())
+        entry["efek"] = base64.b64encode(sealed).decode()
+        answer = kit.complete(body)
+        expect_answer(answer, *((200,) if other == key else (409, "21004091")))
+
+
 @check("complete.unknown", "the completion of an unknown record is 21004932")
 def complete_unknown(kit):
     start, plan = planned(kit)
     body = kit.completion(plan, start, recordCursor=secrets.token_hex(8))
     expect_answer(kit.complete(body), 409, "21004932")
+
+
+@check("exist.own-key", "content that is there keeps the wrapped key that opens it")
+def exist_own_key(kit):
+    content = kit.fresh_content(1000)
+    kit.upload(content)
+    start = kit.start_body(content, keyDigest=sha256(b"another key"))
+    plan = expect_answer(kit.client.post("/v1/uploads/start", start), 200).json
+    body = kit.completion(plan, start)
+    for entry in body["encFekList"]:
+        entry["efek"] = "of another key"
+    copy = expect_answer(kit.complete(body), 200).json
+    expect(download_info(kit, copy)["encFekList"][0]["efek"] == "wrapped1", "a key came that does not fit the objects")
 
 
 @check("complete.file-exists", "the same content under the same name is \"exist\", and its completion 21015002")

@@ -1,7 +1,7 @@
 """The start of an upload: plans, their way back, and what is refused."""
 import secrets
 
-from kit import PassedOver, check, expect, expect_answer, padded
+from kit import PassedOver, check, expect, expect_answer, padded, sha256
 
 
 @check("plan.objects", "a plan has one object a slice, each with its padded length, none confirmed")
@@ -64,6 +64,21 @@ def other_content(kit):
         plan = expect_answer(kit.client.post("/v1/uploads/start", changed), 200).json
         expect(plan["version"] != first["version"] and not same_plan(first, plan), "the old plan came for new content")
         first = plan
+
+
+@check("plan.one-key", "a plan belongs to one key digest: another one, or none, gets another plan with nothing uploaded")
+def one_key(kit):
+    start = kit.start_body(kit.fresh_content(kit.slice_size + 100), keyDigest=sha256(b"one key"))
+    ask = lambda **changes: expect_answer(kit.client.post("/v1/uploads/start", {**start, **changes}), 200).json
+    first = ask()
+    kit.send_object(first, first["items"][0])
+    again = ask(recordCursor=first["recordCursor"])
+    expect(same_plan(first, again) and again["items"][0]["status"], f"the plan of the same key was lost: {again}")
+    for other in (sha256(b"another key"), ""):
+        plan = ask(keyDigest=other, recordCursor=first["recordCursor"])
+        expect(plan["version"] != first["version"] and not same_plan(first, plan), "another key got the old plan")
+        expect(plan["position"] == 0 and not any(item["status"] for item in plan["items"]),
+               f"an object of another key counts as uploaded: {plan}")
 
 
 @check("plan.position", "status and position tell what is confirmed, without a gap")

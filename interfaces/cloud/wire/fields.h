@@ -60,6 +60,7 @@ inline constexpr const char* kUploadType = "uploadType";  // "client", "exist" o
 inline constexpr const char* kBucketId = "bucketId";
 inline constexpr const char* kPosition = "position";
 inline constexpr const char* kRecordCursor = "recordCursor";
+inline constexpr const char* kKeyDigest = "keyDigest";  // of the file key, see key_digest.h
 inline constexpr const char* kUploadUrl = "uploadUrl";
 inline constexpr const char* kResumeUrl = "resumeUrl";
 inline constexpr const char* kSliceSize = "sliceSize";

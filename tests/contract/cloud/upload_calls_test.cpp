@@ -52,6 +52,28 @@ TEST_F(UploadCalls, TheStartTellsTheFileAsItIs) {
               ToJson(ParseJson(server.Last().body)));
 }
 
+TEST_F(UploadCalls, TheStartTellsADigestOfTheKeyAndNothingElseOfIt) {
+    server.AnswerAll(Reply::Json(kPlan));
+    const std::string keyText = "000102030405060708090a0b0c0d0e0ff0f1f2f3f4f5f6f7f8f9fafbfcfdfeff";
+    file.SetFileHMAC(keyText);
+    Start();
+    const std::string digest = Sha256("zelkor upload key, form 1:" + keyText);
+    EXPECT_EQ(digest, ParseJson(server.Last().body)["keyDigest"].asString());
+    EXPECT_EQ(std::string::npos, server.Last().body.find(keyText.substr(0, 16)));
+    file.SetFileHMAC("000102030405060708090A0B0C0D0E0FF0F1F2F3F4F5F6F7F8F9FAFBFCFDFEFF");
+    Start();
+    EXPECT_EQ(digest, ParseJson(server.Last().body)["keyDigest"].asString()) << "it is one key in either case";
+}
+
+TEST_F(UploadCalls, AKeyTextOfAnotherFormIsNotToldOf) {
+    server.AnswerAll(Reply::Json(kPlan));
+    for (const std::string& text : {std::string(), std::string(63, 'a'), std::string(65, 'a'), std::string(64, 'g')}) {
+        file.SetFileHMAC(text);
+        Start();
+        EXPECT_FALSE(ParseJson(server.Last().body).isMember("keyDigest")) << text;
+    }
+}
+
 TEST_F(UploadCalls, ANameThatIsNoUtf8TravelsEscaped) {
     server.AnswerAll(Reply::Json(kPlan));
     file.SetLocalFileName(std::wstring(L"a") + wchar_t(0xDCFF) + L"b" + wchar_t(0xF780));

@@ -1,5 +1,6 @@
 #include "reference_cloud/sqlite_metadata.h"
 
+#include <SQLiteCpp/SQLiteCpp.h>
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -157,6 +158,48 @@ TEST_F(SqliteMetadataTest, AReadNeverStaysOnAnOldState) {
                  std::runtime_error);
     store_->Change([](Rows& rows) { rows.AddChange("u", "two"); });
     EXPECT_GT(last(), first);
+}
+
+Upload OpenUploadAt(const std::string& cursor, std::int64_t version) {
+    Upload upload;
+    upload.cursor = cursor, upload.userId = "u", upload.parentId = "p", upload.name = "n", upload.version = version;
+    upload.keyDigest = "digest of " + cursor;
+    return upload;
+}
+
+TEST_F(SqliteMetadataTest, GivesAllOpenUploadsOfOneFileNewestFirst) {
+    store_->Change([](Rows& rows) {
+        rows.PutUpload(OpenUploadAt("old", 1));
+        rows.PutUpload(OpenUploadAt("new", 3));
+        Upload done = OpenUploadAt("done", 2);
+        done.resultFile = "f";
+        rows.PutUpload(done);
+    });
+    store_->Read([](Rows& rows) {
+        const auto open = rows.OpenUploads("u", "", "p", "n");
+        ASSERT_EQ(open.size(), 2U);
+        EXPECT_EQ(open[0].keyDigest, "digest of new");
+        EXPECT_EQ(open[1].keyDigest, "digest of old");
+        EXPECT_TRUE(rows.OpenUploads("v", "", "p", "n").empty());
+    });
+}
+
+TEST_F(SqliteMetadataTest, AFileFromBeforeAColumnWasThereGetsItAndKeepsItsRows) {
+    store_->Change([](Rows& rows) { rows.PutUpload(OpenUploadAt("old", 1)); });
+    store_.reset();
+    SQLite::Database(Path(), SQLite::OPEN_READWRITE).exec("ALTER TABLE uploads DROP COLUMN keyDigest");
+    for (int opening = 0; opening < 2; ++opening) {
+        store_ = OpenSqliteMetadata(Path());
+        store_->Change([&](Rows& rows) {
+            const auto kept = rows.UploadByCursor("old");
+            ASSERT_TRUE(kept);
+            EXPECT_EQ(kept->version, 1);
+            EXPECT_EQ(kept->keyDigest, opening == 0 ? "" : "added");
+            Upload changed = *kept;
+            changed.keyDigest = "added";
+            rows.PutUpload(changed);
+        });
+    }
 }
 
 TEST_F(SqliteMetadataTest, TwoOpeningsOfOneFileSeeEachOther) {

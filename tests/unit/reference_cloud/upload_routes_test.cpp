@@ -1,3 +1,5 @@
+#include "reference_cloud/crypto.h"
+#include "reference_cloud/text.h"
 #include "tests/unit/reference_cloud/cloud_fixture.h"
 
 namespace Drive::ReferenceCloud {
@@ -80,6 +82,108 @@ TEST_F(UploadRoutes, OtherAttachmentsAreAnotherPlan) {
     EXPECT_NE(Start(sample_, plan.json["recordCursor"].asString()).json["version"], plan.json["version"]);
 }
 
+// The text that a client makes its key and vector of, and what the start tells of it.
+const std::string kKeyText = "000102030405060708090a0b0c0d0e0f";
+const std::string kVectorText = "f0f1f2f3f4f5f6f7f8f9fafbfcfdfeff";
+std::string KeyDigest(const std::string& key = kKeyText) {
+    return Sha256("zelkor upload key, form 1:" + key + kVectorText);
+}
+
+TEST_F(UploadRoutes, ThePlanOfOneKeyIsNotThatOfAnother) {
+    Json::Value start = sample_.Start(client);
+    const auto ask = [&](const std::string& digest, const Json::Value& cursor) {
+        start["keyDigest"] = digest;
+        start["recordCursor"] = cursor;
+        return client.Post("/v1/uploads/start", start);
+    };
+    const std::string one = Sha256("one key"), other = Sha256("another key");
+    const Answer first = ask(one, "");
+    Json::Value half = first.json;
+    half["items"].resize(1);
+    SendObjects(client, half);
+    EXPECT_EQ(ask(one, "").json["version"], first.json["version"]);
+    EXPECT_EQ(ask(one, first.json["recordCursor"]).json["items"][0]["status"], true);
+
+    const Answer moved = ask(other, first.json["recordCursor"]);
+    EXPECT_NE(moved.json["version"], first.json["version"]);
+    EXPECT_EQ(moved.json["position"], 0);
+    for (const Json::Value& item : moved.json["items"]) EXPECT_EQ(item["status"], false);
+    const Json::Value item = first.json["items"][0];
+    ExpectRefusal(client.Post("/v1/uploads/address", AddressRequest(first.json, item, StoredBytes(item))), 404,
+                  "21000400");
+    // A third key without a cursor leaves the second's plan alone, and each finds its own again.
+    const Answer third = ask(one, "");
+    EXPECT_NE(third.json["version"], moved.json["version"]);
+    EXPECT_EQ(ask(other, "").json["version"], moved.json["version"]);
+    EXPECT_EQ(ask(one, "").json["version"], third.json["version"]);
+}
+
+TEST_F(UploadRoutes, AStartThatTellsNoKeyFindsOnlyPlansThatWereToldNone) {
+    const Answer silent = Start(sample_);
+    EXPECT_EQ(Start(sample_).json["version"], silent.json["version"]);
+    Json::Value telling = sample_.Start(client);
+    telling["keyDigest"] = KeyDigest();
+    telling["recordCursor"] = silent.json["recordCursor"];
+    const Answer told = client.Post("/v1/uploads/start", telling);
+    EXPECT_NE(told.json["version"], silent.json["version"]);
+    EXPECT_NE(Start(sample_, told.json["recordCursor"].asString()).json["version"], told.json["version"]);
+}
+
+TEST_F(UploadRoutes, ASessionOfTheFileProxyDoesNotCareForTheKey) {
+    sample_.name = "name.plain";
+    const Answer first = Start(sample_);
+    ASSERT_EQ(first.json["uploadType"], "server");
+    Json::Value start = sample_.Start(client);
+    start["keyDigest"] = KeyDigest();
+    EXPECT_EQ(client.Post("/v1/uploads/start", start).json["uploadUrl"], first.json["uploadUrl"]);
+}
+
+TEST_F(UploadRoutes, TheWrappedKeyMustBeTheOneThatTheStartToldOf) {
+    const std::string contentKey = RandomText(16);
+    const auto wrapped = [&](const std::string& key, const std::string& with) {
+        return ToBase64(SealGcm(std::string("\x01\x00\x20", 3) + key + kVectorText, with));
+    };
+    Json::Value start = sample_.Start(client);
+    start["keyDigest"] = KeyDigest();
+    const Answer plan = client.Post("/v1/uploads/start", start);
+    SendObjects(client, plan.json);
+    Json::Value done = sample_.Completion(client, plan.json);
+    Json::Value& key = done["encFekList"][1];
+    ASSERT_EQ(key["keyType"], 1);
+    key["iv"] = kVectorText;
+    std::string own;
+    Cloud& cloud = Shared().server->GetCloud();
+    cloud.metadata->Read(
+        [&](Rows& rows) { own = cloud.secrets.OpenContentKey(rows.UserByName(Shared().lastUser)->sealedKey1); });
+    for (const std::string& text :
+         {std::string("wrapped1"), wrapped(kKeyText, contentKey), wrapped(std::string(32, '1'), own)}) {
+        key["efek"] = text;
+        ExpectRefusal(Create(done), 409, "21004091");
+    }
+    key["efek"] = wrapped(kKeyText, own);
+    key["iv"] = std::string(32, '0');
+    ExpectRefusal(Create(done), 409, "21004091");
+    key["iv"] = kVectorText;
+    EXPECT_EQ(Create(done).status, 200);
+}
+
+TEST_F(UploadRoutes, ContentThatIsThereKeepsTheKeyThatOpensIt) {
+    Json::Value first = UploadEncrypted(client, sample_);
+    SampleUpload copy(sample_.bytes, "copy");
+    Json::Value start = copy.Start(client);
+    start["keyDigest"] = KeyDigest();
+    const Answer plan = client.Post("/v1/uploads/start", start);
+    ASSERT_EQ(plan.json["uploadType"], "exist");
+    Json::Value done = copy.Completion(client, plan.json);
+    for (Json::Value& key : done["encFekList"]) key["efek"] = "of another key";
+    const Answer entry = Create(done);
+    ASSERT_EQ(entry.status, 200) << entry.body;
+    for (const Json::Value& id : {first["id"], entry.json["id"]}) {
+        const Answer info = client.Get("/v1/files/" + id.asString() + "/download");
+        EXPECT_EQ(info.json["encFekList"][0]["efek"], "wrapped1");
+    }
+}
+
 TEST_F(UploadRoutes, TheStartRefusesWhatCannotEndWell) {
     sample_.parent = "nothing";
     ExpectRefusal(Start(sample_), 404, "21000401");
@@ -108,6 +212,8 @@ TEST_F(UploadRoutes, TheStartRefusesBodiesThatAreNotRight) {
     ExpectRefusal(with("size", Json::nullValue), 400, "21004001");
     ExpectRefusal(with("size", "3000"), 400, "21004001");
     ExpectRefusal(with("sha256", "ABC"), 400, "21004001");
+    ExpectRefusal(with("keyDigest", "ABC"), 400, "21004001");
+    ExpectRefusal(with("keyDigest", 5), 400, "21004001");
     ExpectRefusal(with("sha256", ""), 400, "21004001");
     ExpectRefusal(with("fileName", "a/b"), 400, "21004001");
     ExpectRefusal(with("attachmentSize", 5), 400, "21004001");
