@@ -450,6 +450,7 @@ void HttpServer::Impl::Start() {
     std::vector<MHD_OptionItem> options = {
         {MHD_OPTION_SOCK_ADDR, 0, found->ai_addr},
         {MHD_OPTION_CONNECTION_MEMORY_LIMIT, kConnectionMemory, nullptr},
+        {MHD_OPTION_STRICT_FOR_CLIENT, 1, nullptr},
         {MHD_OPTION_CONNECTION_LIMIT, settings_.connections, nullptr},
         {MHD_OPTION_CONNECTION_TIMEOUT, settings_.idleSeconds, nullptr},
         {MHD_OPTION_NOTIFY_COMPLETED, reinterpret_cast<intptr_t>(&Impl::OnCompleted), this},
