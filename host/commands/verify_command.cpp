@@ -2,11 +2,11 @@
 
 #include <unordered_map>
 
-#include "host/get/cloud_tree.h"
+#include "host/commands/cloud_content.h"
+#include "host/commands/verify_outcome.h"
 #include "host/get/run_texts.h"
 #include "host/module/exit_codes.h"
 #include "host/module/stop_signal.h"
-#include "host/put/local_tree.h"
 #include "host/tree/read_digest.h"
 #include "interfaces/cloud/drive_account.h"
 #include "interfaces/platform/clock.h"
@@ -15,36 +15,69 @@ namespace Drive::Host {
 namespace {
 
 constexpr std::size_t kLongestPath = 4096;  // bytes
+// So many files in a row of which the cloud tells nothing: it is not there any more, and each call takes its time.
+constexpr int kMostUnanswered = 3;
 
-Outcome Compare(const CloudEntry& entry, const LocalEntry& here, const std::string& root) {
-    Outcome outcome{entry.path, Result::Differs, entry.file.size, ""};
-    if (entry.file.isFolder != (here.facts.kind == FileKind::Folder) ||
-        (!entry.file.isFolder && here.facts.kind != FileKind::File)) {
-        outcome.message = "it is of another kind here";
-    } else if (entry.file.isFolder) {
-        outcome.result = Result::FolderThere;
-    } else if (here.facts.size != entry.file.size) {
-        outcome.message =
-            std::to_string(here.facts.size) + " bytes here, " + std::to_string(entry.file.size) + " in the cloud";
-    } else if (entry.file.sha256.empty()) {
-        outcome.message = "the cloud tells no digest";
-    } else {
-        const std::wstring actual = ReadDigest(root, entry.path, StopRequested);
-        if (actual.empty() && StopRequested()) {
-            return {entry.path, Result::Pending, entry.file.size, "not looked at"};
-        }
-        outcome.result = actual == entry.file.sha256 ? Result::Unchanged : Result::Differs;
-        outcome.message = actual.empty()                      ? "it cannot be read here"
-                          : outcome.result == Result::Differs ? "its content is another here"
-                                                              : "";
-    }
-    return outcome;
+class Verification {
+public:
+    Verification(Session& session, const VerifyOptions& options)
+        : session(session), options(options), reporter(options.report) {}
+
+    int Run();
+
+private:
+    void Look(const CloudEntry& entry);
+    void Tell(const Outcome& outcome);
+    bool Progress(std::int64_t bytes);
+    int ExitCode() const;
+
+    Session& session;
+    const VerifyOptions& options;
+    Reporter reporter;
+    Tally tally;
+    ProgressFigures figures;
+    std::unordered_map<std::string, LocalEntry> here;
+    int unanswered = 0;  // files in a row
+    bool cloudGone = false;
+};
+
+void Verification::Tell(const Outcome& outcome) {
+    tally.Add(outcome);
+    reporter.Entry(outcome);
 }
 
-}  // namespace
+bool Verification::Progress(std::int64_t bytes) {
+    figures.bytesDone += bytes;
+    reporter.Progress(figures);
+    return !StopRequested();
+}
 
-int RunVerify(Session& session, const ReportOptions& options) {
-    Reporter reporter(options);
+void Verification::Look(const CloudEntry& entry) {
+    const Outcome left{entry.path, Result::Pending, entry.file.size, "not looked at"};
+    BothSides sides;
+    const auto found = here.find(entry.path);
+    sides.here = found == here.end() ? nullptr : &found->second;
+    if (!StopRequested() && NeedsDigestHere(entry, sides.here)) {
+        sides.digestHere = ReadDigest(session.settings.root, entry.path, StopRequested);
+    }
+    if (!StopRequested() && !options.quick && !cloudGone && HasContent(entry)) {
+        sides.cloud = ReadCloudContent(entry.file.id, [this](std::int64_t bytes) { return Progress(bytes); });
+        unanswered = sides.cloud->unanswered ? unanswered + 1 : 0;
+        cloudGone = unanswered >= kMostUnanswered;
+    }
+    const bool looked = options.quick || sides.cloud || !HasContent(entry);
+    Tell(StopRequested() || !looked ? left : JudgeSides(entry, sides));
+    if (found != here.end()) {
+        here.erase(found);
+    }
+    ++figures.filesDone;
+}
+
+int Verification::ExitCode() const {
+    return StopRequested() ? kExitStopped : cloudGone ? kExitCloud : tally.troubles > 0 ? kExitSome : kExitOk;
+}
+
+int Verification::Run() {
     const std::int64_t started = Platform::MonotonicMilliseconds();
     OnStopRequested([] { Cloud::DriveAccount::Abort(); });
     std::vector<Cloud::CloudFile> files;
@@ -53,41 +86,37 @@ int RunVerify(Session& session, const ReportOptions& options) {
     if (!listed.ok) {
         reporter.Note(CannotList(listed));
         const int code = StopRequested() ? kExitStopped : kExitCloud;
-        if (options.json) {
+        if (options.report.json) {
             reporter.Summary({}, {}, code);
         }
         return code;
     }
-    std::unordered_map<std::string, LocalEntry> here;
     for (LocalEntry& entry : ReadLocalTree(session.visible, session.StagingInside())) {
         here[entry.path] = entry;
     }
-    Tally tally;
-    const auto tell = [&](const Outcome& outcome) {
-        tally.Add(outcome);
-        reporter.Entry(outcome);
-    };
-    for (const CloudEntry& entry : PlaceEntries(std::move(files), session.rootFileId, kLongestPath)) {
-        const auto found = here.find(entry.path);
-        if (StopRequested()) {
-            tell({entry.path, Result::Pending, entry.file.size, "not looked at"});
-        } else if (!entry.refusal.empty()) {
-            tell({entry.path, Result::Refused, entry.file.size, entry.refusal});
-        } else if (found == here.end()) {
-            tell({entry.path, Result::Missing, entry.file.size, "not here"});
-        } else {
-            tell(Compare(entry, found->second, session.settings.root));
-            here.erase(found);
-        }
+    const std::vector<CloudEntry> entries = PlaceEntries(std::move(files), session.rootFileId, kLongestPath);
+    for (const CloudEntry& entry : entries) {
+        figures.bytesAll += !options.quick && HasContent(entry) ? entry.file.size : 0;
+    }
+    figures.filesAll = static_cast<std::int64_t>(entries.size());
+    for (const CloudEntry& entry : entries) {
+        Look(entry);
     }
     for (const auto& [path, entry] : here) {
         const bool travels = entry.facts.kind == FileKind::File || entry.facts.kind == FileKind::Folder;
-        tell({path, travels ? Result::Extra : Result::NotSent, entry.facts.size,
+        Tell({path, travels ? Result::Extra : Result::NotSent, entry.facts.size,
               travels ? "not in the cloud" : "only files and folders travel"});
     }
-    const int code = StopRequested() ? kExitStopped : tally.troubles > 0 ? kExitSome : kExitOk;
+    if (cloudGone) {
+        reporter.Note("the cloud does not answer any more; call 'verify' again when it does");
+    }
+    const int code = ExitCode();
     reporter.Summary(tally, {static_cast<double>(Platform::MonotonicMilliseconds() - started) / 1000, 0}, code);
     return code;
 }
+
+}  // namespace
+
+int RunVerify(Session& session, const VerifyOptions& options) { return Verification(session, options).Run(); }
 
 }  // namespace Drive::Host

@@ -5,8 +5,13 @@
 
 namespace Drive::Host {
 
-/// "verify": reads every file of the visible tree and holds it against what the cloud lists. Changes nothing. An exit
-/// code; kExitSome when the two differ in anything.
-int RunVerify(Session& session, const ReportOptions& options);
+struct VerifyOptions {
+    bool quick = false;  ///< believe what the cloud tells of its side, and read what is here alone
+    ReportOptions report;
+};
+
+/// "verify": reads every file of the visible tree, brings down what the cloud holds of it without keeping it, and holds
+/// both against what the cloud lists. Changes nothing. An exit code; kExitSome when the two differ in anything.
+int RunVerify(Session& session, const VerifyOptions& options);
 
 }  // namespace Drive::Host

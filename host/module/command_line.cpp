@@ -37,6 +37,7 @@ struct CommandLine {
     PutOptions put;
     std::string cancelPath;
     std::string mountPoint;
+    bool quickVerify = false;
     WatchOptions watch;
     int statusFiles = 20;
     int counted = 0;  // counts that the launcher has read already
@@ -200,13 +201,17 @@ void AddFetch(CLI::App& app, CommandLine& line) {
 }
 
 void AddVerify(CLI::App& app, CommandLine& line) {
-    CLI::App* command = app.add_subcommand("verify", "read every file here and hold it against the cloud's list");
+    CLI::App* command =
+        app.add_subcommand("verify", "read every file here, bring down what the cloud holds, and compare the two");
+    command->add_flag("--quick", line.quickVerify, "believe what the cloud tells of its side; read only what is here");
     AddReport(*command, line.get.report);
     command->callback([&line] {
         line.chosen = [&line] {
             return WithSession(
                 line, {EngineRoot::Visible, false, line.get.report.json}, [](Settings&) {},
-                [&line](Session& session) { return RunVerify(session, line.get.report); });
+                [&line](Session& session) {
+                    return RunVerify(session, {line.quickVerify, line.get.report});
+                });
         };
     });
 }

@@ -1,5 +1,6 @@
 """Uploads through the host while files change under it and the cloud, the store or the line misbehave: no wrong content
 survives, each file that failed is named with the reason, and it goes up once the cause is gone."""
+import contextlib
 import json
 import os
 import socket
@@ -25,12 +26,11 @@ def picture(width, height):
     return b"\x89PNG\r\n\x1a\n" + chunk(b"IHDR", header) + chunk(b"IDAT", zlib.compress(rows)) + chunk(b"IEND", b"")
 
 
-class BitFlip:
-    """A line to the cloud that turns one bit of the first object that goes up over it."""
+class Line:
+    """A line to the cloud that hands what goes up over it to a function before it goes on."""
 
-    def __init__(self, port):
-        self.target = port
-        self.flipped = 0
+    def __init__(self, port, on_its_way):
+        self.target, self.on_its_way = port, on_its_way
         self.ends = []
         self.listener = socket.create_server(("127.0.0.1", 0))
         self.url = f"http://127.0.0.1:{self.listener.getsockname()[1]}"
@@ -44,28 +44,39 @@ class BitFlip:
                 return
             far = socket.create_connection(("127.0.0.1", self.target))
             self.ends += [near, far]
-            for ends in ((near, far, True), (far, near, False)):
+            for ends in ((near, far, {}), (far, near, None)):
                 threading.Thread(target=self.carry, args=ends, daemon=True).start()
 
-    def carry(self, source, sink, upwards):
-        body = False  # an object's bytes come next
+    def carry(self, source, sink, memory):
         try:
             while data := bytearray(source.recv(65536)):
-                if upwards and not self.flipped:
-                    head = data.find(b"\r\n\r\n") + 4 if data.startswith(b"PUT /store/") else 0
-                    body = body or data.startswith(b"PUT /store/")
-                    if body and len(data) > head + 10:
-                        data[head + 10] ^= 4
-                        self.flipped += 1
+                if memory is not None:
+                    self.on_its_way(data, memory)
                 sink.sendall(data)
             sink.shutdown(socket.SHUT_WR)
         except OSError:
             return
 
     def close(self):
+        self.listener.close()
         for end in self.ends:
             end.close()
-        self.listener.close()
+
+
+class BitFlip:
+    """Turns one bit of the first object that goes up."""
+
+    def __init__(self):
+        self.flipped = 0
+
+    def __call__(self, data, memory):
+        if self.flipped:
+            return
+        head = data.find(b"\r\n\r\n") + 4 if data.startswith(b"PUT /store/") else 0
+        memory["body"] = memory.get("body") or data.startswith(b"PUT /store/")  # an object's bytes come next
+        if memory["body"] and len(data) > head + 10:
+            data[head + 10] ^= 4
+            self.flipped += 1
 
 
 class HostUploads(HostCase):
@@ -96,6 +107,56 @@ class HostUploads(HostCase):
         events = self.events(up, "verify", expect=1)
         self.assertEqual("differs", self.entry(events, "a folder/it's")["result"])
         self.assertEqual(1, events[-1]["troubles"])
+
+    # HOST-VERIFY-03, HOST-VERIFY-04, HOST-VERIFY-05
+    def test_damage_in_the_store_is_found_by_bringing_the_content_down(self):
+        up = self.begin("--server-pattern", "*.plain")
+        names = ["altered", "cut", "lost", "plain.plain", "whole"]
+        for name in names:
+            self.make_file(up.root / name, 2 * SLICE + 77, seed=name)
+        (up.root / "empty").touch()
+        self.run_host(up, "put")
+        before = {name: sha256(up.root / name) for name in names}
+        self.assertEqual(0, self.events(up, "verify")[-1]["troubles"])
+        for name, harm in (("altered", self.alter), ("cut", lambda path: os.truncate(path, SLICE)),
+                           ("lost", os.unlink), ("plain.plain", self.alter)):
+            harm(self.blobs_of(name)[1 if name != "plain.plain" else 0])
+
+        events = self.events(up, "verify", expect=1)
+        results = {name: self.entry(events, name)["result"] for name in names[:4]}
+        self.assertEqual({"altered": "failed", "cut": "failed", "lost": "failed", "plain.plain": "differs"}, results)
+        for name in names[:3]:
+            self.assertIn("object 2 of 3 is lost, damaged, or of another key", self.entry(events, name)["message"])
+        self.assertIn("the content there is damaged", self.entry(events, "plain.plain")["message"])
+        self.assertEqual(4, events[-1]["troubles"])
+        self.assertEqual(before, {name: sha256(up.root / name) for name in names}, "what is here stays as it is")
+        self.assertEqual(0, self.events(up, "verify", "--quick")[-1]["troubles"], "it believes the cloud")
+
+    # HOST-VERIFY-06
+    def test_a_cloud_that_goes_away_ends_the_check(self):
+        up = self.begin()
+        for number in range(5):
+            self.make_file(up.root / f"file {number}", 100, seed=number)
+        self.run_host(up, "put")
+        self.cloud.tell({"path": "/v1/files/*/download", "status": 500})
+        events = self.events(up, "verify", expect=3)
+        results = sorted(event["result"] for event in events if event["event"] == "entry")
+        self.assertEqual(3 * ["failed"] + 2 * ["pending"], results)
+        self.assertIn("does not answer any more", self.said)
+
+    def alter(self, path):
+        """One bit of it."""
+        content = bytearray(path.read_bytes())
+        content[len(content) // 2] ^= 1
+        path.write_bytes(content)
+
+    def blobs_of(self, name):
+        """The files of the store that hold a file's content, in order."""
+        database = sqlite3.connect(next(self.cloud.folder.glob("*.db")))
+        rows = database.execute("SELECT o.blob FROM files f JOIN objects o ON o.contentId = f.contentId WHERE f.name = ? "
+                                "ORDER BY o.position", (name,)).fetchall()
+        database.close()
+        return [next(path for path in self.cloud.objects() if path.name in blob) for blob, in rows]
 
     # HOST-UP-01, HOST-UP-02, HOST-RETRY-02
     def test_every_refusal_on_the_road_of_an_upload(self):
@@ -185,17 +246,45 @@ class HostUploads(HostCase):
     # HOST-UP-03
     def test_an_object_that_is_altered_on_its_way_up(self):
         up = self.begin()
-        line = BitFlip(self.cloud.port)
-        try:
-            self.cloud.url, straight = line.url, self.cloud.url
-            self.make_file(up.root / "file", 3 * SLICE)
-            settings = up.state / "settings.ini"
-            settings.write_text(settings.read_text().replace(straight.split(":")[-1], line.url.split(":")[-1]))
+        flip = BitFlip()
+        self.make_file(up.root / "file", 3 * SLICE)
+        with self.line(up, flip):
             self.run_host(up, "put")
-            self.assertEqual(1, line.flipped)
+        self.assertEqual(1, flip.flipped)
+        self.put_and_get_back()
+
+    @contextlib.contextmanager
+    def line(self, host, on_its_way):
+        """The host speaks to the cloud over a line for a while."""
+        line, settings = Line(self.cloud.port, on_its_way), host.state / "settings.ini"
+        straight, direct = settings.read_text(), self.cloud.url
+        try:
+            settings.write_text(straight.replace(direct.split(":")[-1], line.url.split(":")[-1]))
+            yield
         finally:
             line.close()
-            self.cloud.url = straight
+            settings.write_text(straight)
+
+    # HOST-CHANGE-06
+    def test_a_file_that_is_edited_between_its_key_and_its_digest_has_one_key_in_the_end(self):
+        up = self.begin()
+        self.make_file(up.root / "file", 3 * SLICE, seed="before")
+        edits = []
+
+        def edit(data, memory):
+            # The space is asked for after the key has been formed, and before the content is hashed for the start.
+            if data.startswith(b"GET /v1/account/space ") and not edits:
+                edits.append(self.make_file(up.root / "file", 3 * SLICE, seed="after"))
+
+        self.cloud.tell({"method": "PUT", "path": "/store/*", "nth": 2, "status": 400})
+        with self.line(up, edit):
+            self.run_host(up, "put", "--attempts", "1", expect=1)
+        self.assertEqual(1, len(edits))
+        self.assertEqual(1, len(self.cloud.objects()), "one object has gone up under the key of the old content")
+        self.run_host(up, "put")
+        starts = [entry["request"] for entry in self.starts()]
+        self.assertEqual(2, len({start["keyDigest"] for start in starts}), starts)
+        self.assertEqual(1, len({start["sha256"] for start in starts}), starts)
         self.put_and_get_back()
 
     # HOST-CHANGE-01, HOST-CHANGE-02, HOST-CHANGE-03, HOST-CHANGE-04
