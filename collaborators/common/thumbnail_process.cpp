@@ -154,6 +154,10 @@ Decoded Judge(pid_t process, const UniqueFd& output, const UniqueFd& errors) {
     return result;
 }
 
+/// A machine that has no room for another process now may have it at the next try. A program that cannot be run will
+/// not be run then either, and the file shall be backed up all the same.
+bool MayPass(int error) { return error == EAGAIN || error == ENOMEM || error == EMFILE || error == ENFILE; }
+
 bool IsProgram(const std::string& path) { return access(path.c_str(), X_OK) == 0; }
 
 }  // namespace
@@ -192,6 +196,7 @@ Decoded DecodeInHelper(const UniqueFd& input, bool isVideo, int side) {
         process = settings.Start(program, isVideo ? Thumbnailer::kVideo : Thumbnailer::kImage, std::to_string(side));
     }
     if (process < 0) {
+        result.outcome = MayPass(errno) ? DecodeOutcome::CannotRead : DecodeOutcome::CannotDecode;
         result.reason = "could not start " + program + ": " + LogText::Reason(errno);
         return result;
     }
