@@ -33,12 +33,14 @@ protected:
     }
 };
 
+// REF-ACCOUNT-01
 TEST_F(AccountRoutes, HealthNeedsNoToken) {
     const Answer answer = stranger_.Get("/health");
     EXPECT_EQ(answer.status, 200);
     EXPECT_EQ(answer.json["status"], "ok");
 }
 
+// REF-ACCOUNT-02
 TEST_F(AccountRoutes, LoginGivesTokensAndTheRoot) {
     const Answer answer = Login();
     ASSERT_EQ(answer.status, 200);
@@ -50,6 +52,7 @@ TEST_F(AccountRoutes, LoginGivesTokensAndTheRoot) {
     EXPECT_FALSE(Works(answer.json["refreshToken"].asString()));
 }
 
+// REF-ACCOUNT-03
 TEST_F(AccountRoutes, WrongPasswordsAndUnknownUsersAreRefusedAlike) {
     const Answer wrong = Login("Secret");
     const Answer unknown = stranger_.Post("/v1/account/login", LoginBody("nobody", "secret"));
@@ -59,6 +62,7 @@ TEST_F(AccountRoutes, WrongPasswordsAndUnknownUsersAreRefusedAlike) {
     EXPECT_EQ(unknown.body, wrong.body);
 }
 
+// REF-ACCOUNT-04
 TEST_F(AccountRoutes, TenFailedSignInsMakeTheUserWaitAMinute) {
     for (int attempt = 0; attempt < 10; ++attempt) ASSERT_EQ(Login("wrong").status, 401);
     const Answer answer = Login();
@@ -76,6 +80,7 @@ std::string Filled(std::string pattern) {
     return pattern;
 }
 
+// REF-ACCOUNT-05
 TEST_F(AccountRoutes, EveryRouteOfTheServerButFiveRefusesEveryTokenThatMustNotDo) {
     const Answer login = Login(), ended = Login(), late = Login();
     const std::string token = login.json["accessToken"].asString();
@@ -115,6 +120,7 @@ TEST_F(AccountRoutes, EveryRouteOfTheServerButFiveRefusesEveryTokenThatMustNotDo
     EXPECT_TRUE(Works(token)) << "and the right one still does";
 }
 
+// REF-ACCOUNT-06
 TEST_F(AccountRoutes, TokensEndWithTheirTime) {
     const std::string token = Login().json["accessToken"].asString();
     EXPECT_TRUE(Works(token));
@@ -122,6 +128,7 @@ TEST_F(AccountRoutes, TokensEndWithTheirTime) {
     EXPECT_FALSE(Works(token));
 }
 
+// REF-ACCOUNT-07
 TEST_F(AccountRoutes, RefreshGivesANewPairAndTheOldOneLivesOnForALostAnswer) {
     const Answer login = Login();
     const std::string old = login.json["refreshToken"].asString();
@@ -135,6 +142,7 @@ TEST_F(AccountRoutes, RefreshGivesANewPairAndTheOldOneLivesOnForALostAnswer) {
     EXPECT_TRUE(Works(first.json["accessToken"].asString()));
 }
 
+// REF-ACCOUNT-08
 TEST_F(AccountRoutes, LogoutRevokesBothTokens) {
     const Answer login = Login();
     TestClient signedIn(Shared().base);
@@ -145,6 +153,7 @@ TEST_F(AccountRoutes, LogoutRevokesBothTokens) {
     EXPECT_TRUE(Works(client.token)) << "another sign-in of the same user goes on";
 }
 
+// REF-ACCOUNT-09
 TEST_F(AccountRoutes, SpaceCountsLiveBytes) {
     const std::int64_t total = client.Get("/v1/account/space").json["total"].asInt64();
     UploadEncrypted(client, SampleUpload(std::string(1500, 'x')));
@@ -153,6 +162,7 @@ TEST_F(AccountRoutes, SpaceCountsLiveBytes) {
     EXPECT_EQ(space["remaining"].asInt64(), total - 1500);
 }
 
+// REF-HTTP-04
 TEST_F(AccountRoutes, BodiesThatAreNoObjectAreRefused) {
     for (const char* body : {"[]", "{", "null", "{} {}"}) {
         const Answer answer = stranger_.Post("/v1/account/login", std::string(body));
@@ -163,6 +173,7 @@ TEST_F(AccountRoutes, BodiesThatAreNoObjectAreRefused) {
     EXPECT_EQ(stranger_.Post("/v1/account/login", std::string((64 << 10) + 1, ' ')).status, 413);
 }
 
+// REF-HTTP-11
 TEST_F(AccountRoutes, UnknownAddressesAndMethodsAreTold) {
     EXPECT_EQ(client.Get("/v2/files").status, 404);
     EXPECT_EQ(client.Get("/v1/account/login").status, 405);

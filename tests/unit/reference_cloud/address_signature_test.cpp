@@ -8,6 +8,7 @@ namespace {
 
 const SignedRequest kPut{"PUT", "/store/b1/o1", 1000, "aa", "bb", 48};
 
+// REF-STORE-17
 TEST(AddressSignature, HoldsForTheVeryRequestOnly) {
     const std::string signature = Sign(kPut, "key");
     EXPECT_TRUE(IsSigned(kPut, signature, "key"));
@@ -29,6 +30,7 @@ TEST(AddressSignature, HoldsForTheVeryRequestOnly) {
     EXPECT_FALSE(IsSigned(kPut, "", "key"));
 }
 
+// REF-STORE-18
 TEST(AddressSignature, StandsInTheQueryWithItsTime) {
     EXPECT_EQ(SignedQuery(kPut, "key"), "?expires=1000&signature=" + Sign(kPut, "key"));
 }

@@ -14,6 +14,7 @@ struct Case {
     std::int64_t length;
 };
 
+// REF-DOWNLOAD-10
 TEST(ByteRange, AnswersEveryFormOfTheHeader) {
     const Case cases[] = {
         {"", 10, 200, 0, 10},          {"bytes=0-", 10, 206, 0, 10},
@@ -34,6 +35,7 @@ TEST(ByteRange, AnswersEveryFormOfTheHeader) {
     }
 }
 
+// REF-DOWNLOAD-04
 TEST(ByteRange, AnswersAnEmptyFileWholeWhateverIsAsked) {
     for (const char* header : {"", "bytes=0-", "bytes=5-", "bytes=-1"}) {
         const RangeAnswer answer = ChooseRange(header, 0);
@@ -42,6 +44,7 @@ TEST(ByteRange, AnswersAnEmptyFileWholeWhateverIsAsked) {
     }
 }
 
+// REF-PROXY-20
 TEST(SliceRange, TakesTheBeginningAndTheSizeAndNotTheUpperBound) {
     const auto odd = ParseSliceRange("bytes 5242880-5242879/10485760");
     ASSERT_TRUE(odd);
@@ -50,6 +53,7 @@ TEST(SliceRange, TakesTheBeginningAndTheSizeAndNotTheUpperBound) {
     EXPECT_TRUE(ParseSliceRange("bytes 0-18446744073709551615/5"));
 }
 
+// REF-PROXY-20
 TEST(SliceRange, RefusesWhatIsNoRange) {
     for (const char* header :
          {"", "bytes 0-4", "bytes */5", "bytes 5-4/5", "items 0-4/5", "bytes 0-4/x", "bytes=0-4/5"}) {

@@ -25,6 +25,7 @@ std::string NativeAgain(const std::string& cloudName) {
     return native;
 }
 
+// REF-FILE-17
 TEST(CloudName, BringsEveryNativeNameBackByteForByte) {
     const std::string names[] = {"plain.txt",
                                  "with blank",
@@ -44,17 +45,20 @@ TEST(CloudName, BringsEveryNativeNameBackByteForByte) {
     }
 }
 
+// REF-FILE-18
 TEST(CloudName, MapsABackslashToItsOwnCharacter) {
     EXPECT_EQ(CloudName("a\\b"),
               "a\xef\x81\x9c"
               "b");
 }
 
+// REF-FILE-19
 TEST(CloudName, KeepsDifferentNamesApart) {
     EXPECT_NE(CloudName("\\"), CloudName("\xef\x81\x9c"));
     EXPECT_NE(CloudName("\xff"), CloudName("\xef\x9f\xbf"));
 }
 
+// REF-FILE-03
 TEST(CloudName, RefusesNamesThatCouldBecomePaths) {
     for (const std::string& name :
          {std::string(), std::string("."), std::string(".."), std::string("a/b"), std::string("a\\b"),
@@ -65,6 +69,7 @@ TEST(CloudName, RefusesNamesThatCouldBecomePaths) {
     EXPECT_TRUE(IsAllowedName("..."));
 }
 
+// REF-FILE-20
 TEST(CloudName, SortsMediaTypesIntoCategories) {
     EXPECT_EQ(CategoryOf("image/png"), "image");
     EXPECT_EQ(CategoryOf("video/mp4"), "video");

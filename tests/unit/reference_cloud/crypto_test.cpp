@@ -6,6 +6,7 @@ namespace Drive::ReferenceCloud {
 
 namespace {
 
+// REF-KEY-06
 TEST(Crypto, DigestsAreThePublishedOnes) {
     EXPECT_EQ(Sha256Hex("abc"), "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad");
     Digest md5 = Digest::Md5();
@@ -15,6 +16,7 @@ TEST(Crypto, DigestsAreThePublishedOnes) {
               "5bdcc146bf60754e6a042426089575c75a003f089d2739839dec58b964ec3843");
 }
 
+// REF-KEY-07
 TEST(Crypto, ACopiedDigestGoesItsOwnWay) {
     Digest first = Digest::Sha256();
     first.Add("ab");
@@ -25,6 +27,7 @@ TEST(Crypto, ACopiedDigestGoesItsOwnWay) {
     EXPECT_EQ(second.Hex(), Sha256Hex("abd"));
 }
 
+// REF-KEY-08
 TEST(Crypto, SealedBytesOpenWithTheirKeyOnly) {
     for (const std::size_t size : {16U, 32U}) {
         const std::string key(size, 'k');
@@ -38,6 +41,7 @@ TEST(Crypto, SealedBytesOpenWithTheirKeyOnly) {
     }
 }
 
+// REF-ACCOUNT-10
 TEST(Crypto, PasswordsAreKeptAsSaltedHashes) {
     const std::string first = HashPassword("secret"), second = HashPassword("secret");
     EXPECT_NE(first, second);

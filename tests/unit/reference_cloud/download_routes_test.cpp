@@ -33,6 +33,7 @@ protected:
     const std::string bytes_ = RandomText(5000);
 };
 
+// REF-DOWNLOAD-01
 TEST_F(DownloadRoutes, APlainFileHasNoKeysAndAnAddress) {
     const std::string id = Plain(bytes_, "a.plain");
     const Answer info = Info(id);
@@ -44,6 +45,7 @@ TEST_F(DownloadRoutes, APlainFileHasNoKeysAndAnAddress) {
     EXPECT_EQ(client.Get(info.json["downloadUrl"].asString()).body, bytes_);
 }
 
+// REF-DOWNLOAD-02
 TEST_F(DownloadRoutes, AnEncryptedFileListsTheKeyOfTypeOneFirstAndItsOwnObjects) {
     SampleUpload upload(RandomText(3000));
     upload.attachments = {100, 333};
@@ -68,6 +70,7 @@ TEST_F(DownloadRoutes, AnEncryptedFileListsTheKeyOfTypeOneFirstAndItsOwnObjects)
     EXPECT_EQ(Content(id).status, 409);
 }
 
+// REF-DOWNLOAD-03
 TEST_F(DownloadRoutes, RangesGiveTheRestOfTheFile) {
     const std::string id = Plain(bytes_, "a.plain");
     const Answer rest = Content(id, "bytes=1234-");
@@ -82,6 +85,7 @@ TEST_F(DownloadRoutes, RangesGiveTheRestOfTheFile) {
     EXPECT_EQ(behind.headers.at("content-range"), "bytes */5000");
 }
 
+// REF-DOWNLOAD-04
 TEST_F(DownloadRoutes, AnEmptyFileIsAnEmptyAnswerWhateverTheRange) {
     const std::string id = EmptyFile();
     EXPECT_EQ(Info(id).json["downloadUrl"], Shared().base + "/v1/files/" + id + "/content");
@@ -93,6 +97,7 @@ TEST_F(DownloadRoutes, AnEmptyFileIsAnEmptyAnswerWhateverTheRange) {
     }
 }
 
+// REF-DOWNLOAD-05
 TEST_F(DownloadRoutes, FoldersDeletedFilesAndThoseOfOthersHaveNoContent) {
     const std::string id = Plain(bytes_, "a.plain");
     EXPECT_EQ(Content(client.root).status, 404);
@@ -105,6 +110,7 @@ TEST_F(DownloadRoutes, FoldersDeletedFilesAndThoseOfOthersHaveNoContent) {
     EXPECT_EQ(Info(id).status, 404);
 }
 
+// REF-DOWNLOAD-06
 TEST_F(DownloadRoutes, APictureHasAThumbnailAndOtherFilesHaveNone) {
     // A picture of one red dot.
     const std::string png =
@@ -144,6 +150,7 @@ std::string Encrypt(const std::string& plain, const std::string& key, const std:
     return cipher;
 }
 
+// REF-DOWNLOAD-07
 TEST_F(DownloadRoutes, AnEncryptedFileShowsTheSmallAttachmentThatCameWithIt) {
     const std::string key = RandomText(16), iv = RandomText(16), small = "\xff\xd8 small", large = "\xff\xd8 the large";
     Cloud& cloud = Shared().server->GetCloud();
@@ -163,6 +170,7 @@ TEST_F(DownloadRoutes, AnEncryptedFileShowsTheSmallAttachmentThatCameWithIt) {
     EXPECT_EQ(picture.body, small);
 }
 
+// REF-DOWNLOAD-08
 TEST_F(DownloadRoutes, AnAttachmentThatDoesNotOpenIsNoThumbnail) {
     SampleUpload upload(RandomText(100), "photo.jpg");
     upload.attachments = {10, 20};
@@ -170,6 +178,7 @@ TEST_F(DownloadRoutes, AnAttachmentThatDoesNotOpenIsNoThumbnail) {
     EXPECT_EQ(client.Get(entry["thumbnailLink"].asString()).status, 404);
 }
 
+// REF-DOWNLOAD-09
 TEST_F(DownloadRoutes, ADamagedPictureHasNoThumbnail) {
     Json::Value start = SampleUpload("no picture at all", "bad.plain").Start(client);
     start["mimeType"] = "image/png";

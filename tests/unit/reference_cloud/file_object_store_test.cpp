@@ -24,6 +24,7 @@ protected:
     std::unique_ptr<ObjectStore> store_ = OpenFileObjectStore(folder_.Path());
 };
 
+// REF-STORE-03
 TEST_F(FileObjectStoreTest, GivesBackWhatWasWritten) {
     auto writer = store_->Create();
     writer->Append("hello ");
@@ -36,11 +37,13 @@ TEST_F(FileObjectStoreTest, GivesBackWhatWasWritten) {
     EXPECT_EQ(reader->Read(11, buffer, sizeof buffer), 0U);
 }
 
+// REF-STORE-04
 TEST_F(FileObjectStoreTest, LeavesNothingOfAnAbandonedObject) {
     store_->Create()->Append("half");
     EXPECT_EQ(FilesOnDisk(), 0U);
 }
 
+// REF-STORE-06
 TEST_F(FileObjectStoreTest, RemovesObjectsWhileOthersReadThem) {
     auto writer = store_->Create();
     writer->Append("hello");
@@ -53,6 +56,7 @@ TEST_F(FileObjectStoreTest, RemovesObjectsWhileOthersReadThem) {
     EXPECT_NO_THROW(store_->Remove(key));
 }
 
+// REF-STORE-07
 TEST_F(FileObjectStoreTest, ListsTheObjectsAndDropsTheUnfinished) {
     auto first = store_->Create(), second = store_->Create();
     const std::string key = first->Commit();
@@ -64,6 +68,7 @@ TEST_F(FileObjectStoreTest, ListsTheObjectsAndDropsTheUnfinished) {
     EXPECT_EQ(FilesOnDisk(), 1U);
 }
 
+// REF-STORE-08
 TEST_F(FileObjectStoreTest, TakesNoPathForAKey) {
     EXPECT_FALSE(store_->Open("../../etc/passwd"));
     EXPECT_FALSE(store_->Open(""));

@@ -66,6 +66,7 @@ protected:
     std::string changeCursor_;
 };
 
+// REF-FILE-01
 TEST_F(FileRoutes, FoldersAndEmptyFilesAreMadeOnce) {
     const std::string folder = Folder("a");
     EXPECT_EQ(Folder("a"), folder);
@@ -80,6 +81,7 @@ TEST_F(FileRoutes, FoldersAndEmptyFilesAreMadeOnce) {
     EXPECT_EQ(client.Post("/v1/files/empty", Body("a", client.root)).status, 409);
 }
 
+// REF-FILE-02
 TEST_F(FileRoutes, AnUnknownParentHasACodeOfItsOwn) {
     const TestClient other = Shared().NewUser();
     for (const std::string& parent : {std::string("nothing"), other.root, EmptyFile("file")}) {
@@ -89,6 +91,7 @@ TEST_F(FileRoutes, AnUnknownParentHasACodeOfItsOwn) {
     }
 }
 
+// REF-FILE-03
 TEST_F(FileRoutes, HostileNamesAreRefused) {
     for (const std::string& name : {std::string(), std::string(".."), std::string("a/b"), std::string("a\\b")}) {
         EXPECT_EQ(client.Post("/v1/folders", Body(name, client.root)).status, 400) << name;
@@ -100,6 +103,7 @@ TEST_F(FileRoutes, HostileNamesAreRefused) {
         400);
 }
 
+// REF-FILE-04
 TEST_F(FileRoutes, ListsParentsBeforeChildrenOnPagesOfAnySize) {
     const std::string deep = Folder("c", Folder("b", Folder("a")));
     for (int index = 0; index < 5; ++index) EmptyFile("f" + std::to_string(index), deep);
@@ -115,6 +119,7 @@ TEST_F(FileRoutes, ListsParentsBeforeChildrenOnPagesOfAnySize) {
     }
 }
 
+// REF-FILE-05
 TEST_F(FileRoutes, MovingAFolderTakesItsPlaceInTheListAlong) {
     const std::string inner = Folder("inner", Folder("outer"));
     EmptyFile("leaf", Folder("sub", inner));
@@ -127,6 +132,7 @@ TEST_F(FileRoutes, MovingAFolderTakesItsPlaceInTheListAlong) {
     EXPECT_EQ(seen.size(), 5U);
 }
 
+// REF-FILE-06
 TEST_F(FileRoutes, BadCursorsAndLimitsAreRefused) {
     for (const char* query : {"cursor=x", "cursor=1.x.y", "cursor=1", "limit=0", "limit=x"}) {
         EXPECT_EQ(client.Get(std::string("/v1/files?") + query).status, 400) << query;
@@ -134,6 +140,7 @@ TEST_F(FileRoutes, BadCursorsAndLimitsAreRefused) {
     EXPECT_EQ(client.Get("/v1/changes?cursor=x").status, 400);
 }
 
+// REF-FILE-07
 TEST_F(FileRoutes, FindsByParentAndName) {
     const std::string id = EmptyFile("a b+c");
     const Answer found = client.Get("/v1/files/find?parentFolder=" + client.root + "&fileName=a%20b%2Bc");
@@ -143,6 +150,7 @@ TEST_F(FileRoutes, FindsByParentAndName) {
     EXPECT_EQ(Shared().NewUser().Get("/v1/files/find?parentFolder=" + client.root + "&fileName=a%20b%2Bc").status, 404);
 }
 
+// REF-FILE-08
 TEST_F(FileRoutes, RenamesUnlessTheNameIsTaken) {
     const std::string id = EmptyFile("a");
     EmptyFile("b");
@@ -155,6 +163,7 @@ TEST_F(FileRoutes, RenamesUnlessTheNameIsTaken) {
     EXPECT_EQ(Rename("nothing", "x").status, 404);
 }
 
+// REF-FILE-09
 TEST_F(FileRoutes, MovesButNeverAFolderIntoItself) {
     const std::string a = Folder("a"), b = Folder("b", a);
     EXPECT_EQ(Move(a, b).status, 409);
@@ -165,6 +174,7 @@ TEST_F(FileRoutes, MovesButNeverAFolderIntoItself) {
     EXPECT_EQ(Move(b, a).status, 409);
 }
 
+// REF-FILE-10
 TEST_F(FileRoutes, DeletesAFolderWithAllThatItHoldsAndRestoresIt) {
     const std::string a = Folder("a"), b = Folder("b", a), f = EmptyFile("f", b), g = EmptyFile("g", a);
     Delete(g);
@@ -180,6 +190,7 @@ TEST_F(FileRoutes, DeletesAFolderWithAllThatItHoldsAndRestoresIt) {
     EXPECT_EQ(List(10).size(), 4U);
 }
 
+// REF-FILE-11
 TEST_F(FileRoutes, RestoresAPartOfADeletedFolderToo) {
     const std::string a = Folder("a"), b = Folder("b", a);
     EmptyFile("f", b);
@@ -190,8 +201,10 @@ TEST_F(FileRoutes, RestoresAPartOfADeletedFolderToo) {
     EXPECT_EQ(Restore(a).status, 409) << "the name is taken meanwhile";
 }
 
+// REF-FILE-12
 TEST_F(FileRoutes, ARootCannotBeDeleted) { EXPECT_EQ(Delete(client.root).status, 400); }
 
+// REF-FILE-13
 TEST_F(FileRoutes, TheFeedTellsEveryChangeInOrder) {
     const std::string before = client.Get("/v1/files").json["changeCursor"].asString();
     const std::string a = Folder("a"), f = EmptyFile("f", a);
@@ -207,6 +220,7 @@ TEST_F(FileRoutes, TheFeedTellsEveryChangeInOrder) {
     EXPECT_EQ(Changes(""), (Names{"a", "f", "g", "-g", "-a", "a", "g"}));
 }
 
+// REF-FILE-14
 TEST_F(FileRoutes, AnEntryOfTheFeedShowsTheMomentOfItsChange) {
     const std::string before = client.Get("/v1/files").json["changeCursor"].asString();
     const std::string file = EmptyFile("f");
@@ -216,6 +230,7 @@ TEST_F(FileRoutes, AnEntryOfTheFeedShowsTheMomentOfItsChange) {
     EXPECT_EQ(feed.json["items"][0]["parentFolder"], client.root) << "its later parent is not known yet";
 }
 
+// REF-FILE-15
 TEST_F(FileRoutes, ThingsOfAnotherUserAreNotThere) {
     const std::string id = EmptyFile("mine"), folder = Folder("folder");
     const TestClient other = Shared().NewUser();
@@ -231,6 +246,7 @@ TEST_F(FileRoutes, ThingsOfAnotherUserAreNotThere) {
     EXPECT_EQ(List(10).size(), 2U);
 }
 
+// REF-FILE-16
 TEST_F(FileRoutes, DeletingFreesSpaceAndRestoringTakesIt) {
     TestClient small = Shared().NewUser(3000);
     const std::string id = UploadEncrypted(small, SampleUpload(std::string(2000, 'x'), "a"))["id"].asString();

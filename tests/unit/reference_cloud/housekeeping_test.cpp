@@ -26,6 +26,7 @@ protected:
     TestClient client_ = cloud_.NewUser();
 };
 
+// REF-CLEAN-01
 TEST_F(HousekeepingTest, ClearsAwayStoreFilesThatNoRowNames) {
     UploadEncrypted(client_, SampleUpload(std::string(1000, 'x')));
     ASSERT_EQ(FilesInStore(), 1U);
@@ -40,6 +41,7 @@ TEST_F(HousekeepingTest, ClearsAwayStoreFilesThatNoRowNames) {
     EXPECT_FALSE(std::filesystem::exists(unfinished));
 }
 
+// REF-CLEAN-02
 TEST_F(HousekeepingTest, KeepsAReplacedContentForAnHour) {
     SampleUpload upload(std::string(1000, 'x'));
     upload.fileId = UploadEncrypted(client_, upload)["id"].asString();
@@ -52,6 +54,7 @@ TEST_F(HousekeepingTest, KeepsAReplacedContentForAnHour) {
     EXPECT_EQ(FilesInStore(), 1U);
 }
 
+// REF-CLEAN-03
 TEST_F(HousekeepingTest, KeepsDeletedFilesForAMonth) {
     const std::string id = UploadEncrypted(client_, SampleUpload(std::string(1000, 'x')))["id"].asString();
     client_.Send("DELETE", "/v1/files/" + id);
@@ -67,6 +70,7 @@ TEST_F(HousekeepingTest, KeepsDeletedFilesForAMonth) {
     EXPECT_EQ(client_.Get("/v1/files/" + id).status, 404);
 }
 
+// REF-CLEAN-04
 TEST_F(HousekeepingTest, AContentThatAnotherFileHasStays) {
     SampleUpload first(std::string(1000, 'x'), "first"), second(first.bytes, "second");
     const std::string id = UploadEncrypted(client_, first)["id"].asString();
@@ -79,6 +83,7 @@ TEST_F(HousekeepingTest, AContentThatAnotherFileHasStays) {
     EXPECT_EQ(FilesInStore(), 1U);
 }
 
+// REF-CLEAN-05
 TEST_F(HousekeepingTest, DropsUploadsThatNobodyTouchesForAWeek) {
     const SampleUpload upload(std::string(2000, 'x'));
     const Json::Value plan = client_.Post("/v1/uploads/start", upload.Start(client_)).json;

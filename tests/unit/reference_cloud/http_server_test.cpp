@@ -64,6 +64,7 @@ protected:
     std::unique_ptr<TestClient> client_;
 };
 
+// REF-JOURNAL-01
 TEST_F(HttpServerTest, TheJournalTellsEachRequest) {
     Run();
     client_->Get("/a?bytes=300000", {{"Range", "bytes=7-"}});
@@ -81,6 +82,7 @@ TEST_F(HttpServerTest, TheJournalTellsEachRequest) {
     EXPECT_EQ(lines[1]["bytesIn"], 5000);
 }
 
+// REF-JOURNAL-02
 TEST_F(HttpServerTest, TheJournalCountsRequestsAtOnce) {
     Run();
     std::vector<std::thread> threads;
@@ -91,6 +93,7 @@ TEST_F(HttpServerTest, TheJournalCountsRequestsAtOnce) {
     EXPECT_EQ(most, 4);
 }
 
+// REF-JOURNAL-02
 TEST_F(HttpServerTest, TheJournalTellsOfClientsThatWentAway) {
     HttpSettings settings;
     settings.rate = 100000;
@@ -105,6 +108,7 @@ TEST_F(HttpServerTest, TheJournalTellsOfClientsThatWentAway) {
     EXPECT_LT(lines[0]["bytesOut"].asInt64(), 10000000);
 }
 
+// REF-HTTP-01
 TEST_F(HttpServerTest, AnAnswerKeepsToItsRate) {
     HttpSettings settings;
     settings.rate = 100000;
@@ -114,6 +118,7 @@ TEST_F(HttpServerTest, AnAnswerKeepsToItsRate) {
     EXPECT_GT(Since(start), 0.25);
 }
 
+// REF-HTTP-01
 TEST_F(HttpServerTest, AllAnswersTogetherKeepToTheTotalRate) {
     HttpSettings settings;
     settings.totalRate = 100000;
@@ -127,6 +132,7 @@ TEST_F(HttpServerTest, AllAnswersTogetherKeepToTheTotalRate) {
     EXPECT_GT(Since(start), 0.4);
 }
 
+// REF-HTTP-03
 TEST_F(HttpServerTest, AFailureIsAnAnswer) {
     Run();
     const Answer answer = client_->Get("/fail");
@@ -135,18 +141,21 @@ TEST_F(HttpServerTest, AFailureIsAnAnswer) {
     EXPECT_EQ(answer.body.find("on purpose"), std::string::npos) << "the inside stays inside";
 }
 
+// REF-HTTP-04
 TEST_F(HttpServerTest, ABodyAboveTheLimitIsRefused) {
     Run();
     EXPECT_EQ(client_->Post("/", std::string((1 << 20) + 1, 'x')).status, 413);
     EXPECT_EQ(client_->Post("/", std::string(1 << 20, 'x')).status, 200);
 }
 
+// REF-HTTP-05
 TEST_F(HttpServerTest, HeadersAboveTheLimitAreRefused) {
     Run();
     EXPECT_EQ(client_->Get("/", {{"X-Long", std::string(400000, 'x')}}).status, 431);
     EXPECT_EQ(dispatched_, 0);
 }
 
+// REF-HTTP-06
 TEST_F(HttpServerTest, AConnectionThatTricklesItsHeadersIsClosed) {
     HttpSettings settings;
     settings.patience.headers = std::chrono::seconds(1);
@@ -159,6 +168,7 @@ TEST_F(HttpServerTest, AConnectionThatTricklesItsHeadersIsClosed) {
     EXPECT_LT(Since(start), 15);
 }
 
+// REF-HTTP-07
 TEST_F(HttpServerTest, AConnectionThatHardlyReadsItsAnswerIsClosed) {
     HttpSettings settings;
     settings.patience.window = std::chrono::seconds(1);
@@ -171,6 +181,7 @@ TEST_F(HttpServerTest, AConnectionThatHardlyReadsItsAnswerIsClosed) {
     EXPECT_EQ(lines[0]["clientGone"], true);
 }
 
+// REF-HTTP-07
 TEST_F(HttpServerTest, ASlowAnswerOfTheServersOwnIsNoReasonToCloseAConnection) {
     HttpSettings settings;
     settings.patience.window = std::chrono::seconds(1);
@@ -180,6 +191,7 @@ TEST_F(HttpServerTest, ASlowAnswerOfTheServersOwnIsNoReasonToCloseAConnection) {
     EXPECT_EQ(client_->Get("/?bytes=17000").body.size(), 17000U);
 }
 
+// REF-HTTP-08
 TEST_F(HttpServerTest, ABodyThatNobodyWantsIsCutWhereItBecomesTooMuch) {
     Run();
     RawConnection connection = Connect();
@@ -191,6 +203,7 @@ TEST_F(HttpServerTest, ABodyThatNobodyWantsIsCutWhereItBecomesTooMuch) {
     EXPECT_LT(chunks, 200);
 }
 
+// REF-SCENARIO-04
 TEST_F(HttpServerTest, ARuleAnswersInPlaceOfTheHandler) {
     Run({}, R"({"rules": [{"name": "busy", "path": "/x", "nth": 2, "status": 503, "errorCode": "77",
         "headers": {"Retry-After": "9"}}]})");
@@ -203,6 +216,7 @@ TEST_F(HttpServerTest, ARuleAnswersInPlaceOfTheHandler) {
     EXPECT_EQ(JournalLines(3)[1]["scenario"], "busy");
 }
 
+// REF-SCENARIO-04
 TEST_F(HttpServerTest, ARuleDelaysCutsAndDamagesAnswers) {
     Run({}, R"({"rules": [{"path": "/delay", "delay": 0.3}, {"path": "/cut", "cutAfter": 1000},
         {"path": "/damage", "corrupt": 5}, {"path": "/rate", "rate": 50000}]})");
@@ -219,6 +233,7 @@ TEST_F(HttpServerTest, ARuleDelaysCutsAndDamagesAnswers) {
     EXPECT_EQ(JournalLines(4)[1]["clientGone"], false) << "the cut was the server's";
 }
 
+// REF-SCENARIO-04
 TEST_F(HttpServerTest, ARuleDropsTheConnectionBeforeOrAfterTheWork) {
     Run({}, R"({"rules": [{"path": "/before", "drop": true}, {"path": "/after", "drop": true, "afterWork": true},
         {"path": "/lost", "status": 502, "afterWork": true}]})");
@@ -227,6 +242,7 @@ TEST_F(HttpServerTest, ARuleDropsTheConnectionBeforeOrAfterTheWork) {
     EXPECT_EQ(client_->Get("/lost").status, 502);
 }
 
+// REF-SCENARIO-06
 TEST_F(HttpServerTest, AChangedScenarioIsReadAgain) {
     Run();
     EXPECT_EQ(client_->Get("/x").status, 200);
@@ -239,6 +255,7 @@ TEST_F(HttpServerTest, AChangedScenarioIsReadAgain) {
     EXPECT_EQ(status, 503);
 }
 
+// REF-HTTP-09
 TEST_F(HttpServerTest, DrainingLetsRequestsUnderWayEnd) {
     Run();
     std::thread slow([this] { EXPECT_EQ(client_->Get("/slow").status, 200); });
@@ -248,6 +265,7 @@ TEST_F(HttpServerTest, DrainingLetsRequestsUnderWayEnd) {
     EXPECT_EQ(client_->Get("/").status, 0) << "nobody listens any more";
 }
 
+// REF-HTTP-09
 TEST_F(HttpServerTest, DrainingEndsPacedAnswersWhenTheTimeIsUp) {
     HttpSettings settings;
     settings.rate = 1000;
@@ -260,6 +278,7 @@ TEST_F(HttpServerTest, DrainingEndsPacedAnswersWhenTheTimeIsUp) {
     endless.join();
 }
 
+// REF-HTTP-10
 TEST_F(HttpServerTest, APortThatIsTakenIsTold) {
     Run();
     HttpSettings settings;

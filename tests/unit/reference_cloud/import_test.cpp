@@ -32,6 +32,7 @@ protected:
     TemporaryFolder source_;
 };
 
+// REF-IMPORT-01
 TEST_F(ImportTest, BringsFoldersEmptyFilesAndOddNames) {
     Write("folder/inner/file", "content");
     Write("empty", "");
@@ -52,6 +53,7 @@ TEST_F(ImportTest, BringsFoldersEmptyFilesAndOddNames) {
     EXPECT_EQ(client.Get("/v1/files/" + file["id"].asString() + "/content").body, "content");
 }
 
+// REF-IMPORT-02
 TEST_F(ImportTest, PassesOverLinksAndSpecialFilesAndSaysSo) {
     Write("file", "x");
     std::filesystem::create_symlink("file", source_.Path() / "link");
@@ -64,6 +66,7 @@ TEST_F(ImportTest, PassesOverLinksAndSpecialFilesAndSaysSo) {
     EXPECT_EQ(client.Get("/v1/files").json["items"].size(), 1U);
 }
 
+// REF-IMPORT-03
 TEST_F(ImportTest, ASecondImportBringsOnlyWhatChanged) {
     Write("same", "same");
     Write("changed", "before");
@@ -77,6 +80,7 @@ TEST_F(ImportTest, ASecondImportBringsOnlyWhatChanged) {
     EXPECT_EQ(client.Get("/v1/account/space").json["used"], 14);
 }
 
+// REF-IMPORT-04
 TEST_F(ImportTest, WhatCannotComeInIsToldAndTheRestComes) {
     Write("a", "file");
     Import();
@@ -89,6 +93,7 @@ TEST_F(ImportTest, WhatCannotComeInIsToldAndTheRestComes) {
     EXPECT_EQ(Find("b")["size"], 1);
 }
 
+// REF-IMPORT-05
 TEST_F(ImportTest, SpaceThatRunsOutLeavesTheRestOut) {
     client = Shared().NewUser(10);
     Write("a", "12345678");

@@ -55,12 +55,14 @@ protected:
     }
 };
 
+// REF-KEY-01
 TEST_F(KeyRoutes, ThePublicKeyIsAPointOfTheCurve) {
     EXPECT_EQ(serverKey_.size(), 91U);
     EXPECT_EQ(serverKey_[26], 4);
     EXPECT_TRUE(public_["version"].isString());
 }
 
+// REF-KEY-02
 TEST_F(KeyRoutes, TheListOpensWithTheTemporaryKeyAndIsTheSameEachTime) {
     const Answer first = List(TemporaryKeyText());
     ASSERT_EQ(first.status, 200) << first.body;
@@ -77,12 +79,14 @@ TEST_F(KeyRoutes, TheListOpensWithTheTemporaryKeyAndIsTheSameEachTime) {
     EXPECT_EQ(Open(second.json["keys"][1]), Open(keys[1]));
 }
 
+// REF-KEY-03
 TEST_F(KeyRoutes, EveryUserHasKeysOfTheirOwn) {
     const TestClient other = Shared().NewUser();
     const Answer mine = List(TemporaryKeyText()), theirs = List(TemporaryKeyText(), "1", &other);
     EXPECT_NE(Open(mine.json["keys"][0]), Open(theirs.json["keys"][0]));
 }
 
+// REF-KEY-04
 TEST_F(KeyRoutes, AKeyThatDoesNotOpenIsRefused) {
     const Exchange exchange(serverKey_);
     const std::string blob = ToBase64(exchange.blob);
@@ -97,6 +101,7 @@ TEST_F(KeyRoutes, AKeyThatDoesNotOpenIsRefused) {
     }
 }
 
+// REF-KEY-05
 TEST_F(KeyRoutes, AnotherVersionIsRefused) { EXPECT_EQ(List(TemporaryKeyText(), "2").status, 409); }
 
 }  // namespace

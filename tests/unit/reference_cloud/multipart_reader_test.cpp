@@ -29,6 +29,7 @@ Outcome ReadInPieces(const std::string& body, std::size_t piece) {
     return outcome;
 }
 
+// REF-PROXY-16
 TEST(MultipartReader, GivesBothPartsHoweverTheBytesCome) {
     const std::string body = Body("{\"a\":1}\n", "some content");
     for (std::size_t piece = 1; piece <= body.size(); ++piece) {
@@ -39,6 +40,7 @@ TEST(MultipartReader, GivesBothPartsHoweverTheBytesCome) {
     }
 }
 
+// REF-PROXY-17
 TEST(MultipartReader, LetsTheContentHoldTheMarksThemselves) {
     for (const std::string& content :
          {std::string(), std::string("\0\r\n ", 4), kBreak + "--B--", kBreak + "--B" + kBreak,
@@ -51,6 +53,7 @@ TEST(MultipartReader, LetsTheContentHoldTheMarksThemselves) {
     }
 }
 
+// REF-PROXY-18
 TEST(MultipartReader, RefusesABodyThatBreaksOff) {
     const std::string body = Body("{}\n", "content");
     for (std::size_t length = 0; length < body.size(); ++length) {
@@ -58,22 +61,26 @@ TEST(MultipartReader, RefusesABodyThatBreaksOff) {
     }
 }
 
+// REF-PROXY-18
 TEST(MultipartReader, RefusesPlainLineEnds) {
     std::string body = Body("{}\n", "content");
     for (std::size_t at = 0; (at = body.find(kBreak, at)) != std::string::npos;) body.replace(at, 3, "\r\n");
     EXPECT_FALSE(ReadInPieces(body, 1000).whole);
 }
 
+// REF-PROXY-18
 TEST(MultipartReader, RefusesAnythingBehindTheEnd) {
     EXPECT_FALSE(ReadInPieces(Body("{}\n", "content") + "\r\n", 1000).whole);
 }
 
+// REF-PROXY-18
 TEST(MultipartReader, GivesUpMetadataWithoutAnEnd) {
     MultipartReader reader("B", [](std::string_view) {});
     EXPECT_TRUE(reader.Feed("--B" + kBreak + "Content-Type: application/json" + kBreak));
     EXPECT_FALSE(reader.Feed(std::string(MultipartReader::kMostMetadata + 1, 'x')));
 }
 
+// REF-PROXY-19
 TEST(MultipartReader, FindsTheBoundaryInTheContentType) {
     EXPECT_EQ(BoundaryOf("multipart/related;boundary=abc"), "abc");
     EXPECT_EQ(BoundaryOf("multipart/related; boundary=\"a b\"; x=y"), "a b");

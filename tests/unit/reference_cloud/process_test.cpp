@@ -75,6 +75,7 @@ protected:
     TestClient client_{""};
 };
 
+// REF-PROCESS-01
 TEST_F(ProcessTest, PrintsExactlyOneLineWhenItIsReadyAndEndsOnATerm) {
     AddUser();
     StartServer();
@@ -85,6 +86,7 @@ TEST_F(ProcessTest, PrintsExactlyOneLineWhenItIsReadyAndEndsOnATerm) {
     EXPECT_EQ(Text("err"), "");
 }
 
+// REF-PROCESS-02
 TEST_F(ProcessTest, WhatWasAnsweredSurvivesAKill) {
     AddUser();
     StartServer({"--slice-size", "1024"});
@@ -109,6 +111,7 @@ TEST_F(ProcessTest, WhatWasAnsweredSurvivesAKill) {
     EXPECT_EQ(client_.Get(address.json["url"].asString()).body, StoredBytes(plan["items"][2]));
 }
 
+// REF-PROCESS-02
 TEST_F(ProcessTest, AServerUploadGoesOnAfterAKill) {
     AddUser();
     StartServer({"--upload-type", "server"});
@@ -130,12 +133,14 @@ TEST_F(ProcessTest, AServerUploadGoesOnAfterAKill) {
     EXPECT_EQ(client_.Get("/v1/files/" + done.json["id"].asString() + "/content").body, bytes);
 }
 
+// REF-PROCESS-03
 TEST_F(ProcessTest, ASecondServerOnTheSameFolderIsRefused) {
     StartServer();
     EXPECT_EQ(Run({"--data", data_, "--listen", "127.0.0.1:0"}), 1);
     EXPECT_NE(Text("err").find("another server works on"), std::string::npos);
 }
 
+// REF-PROCESS-04
 TEST_F(ProcessTest, UsersAreAddedChangedAndListed) {
     AddUser();
     EXPECT_EQ(Run({"user", "add", "--data", data_, "anna", "--password-file", folder_.Path() / "password"}), 1);
@@ -159,6 +164,7 @@ TEST_F(ProcessTest, UsersAreAddedChangedAndListed) {
     EXPECT_EQ(Run({"user", "set", "--data", data_, "anna", "--quota", "7"}), 1);
 }
 
+// REF-PROCESS-05
 TEST_F(ProcessTest, ATreeIsImportedWhileTheServerRuns) {
     AddUser();
     const auto source = folder_.Path() / "source";
@@ -176,6 +182,7 @@ TEST_F(ProcessTest, ATreeIsImportedWhileTheServerRuns) {
     EXPECT_EQ(client_.Get("/v1/files/" + items[0]["id"].asString() + "/content").body, "content");
 }
 
+// REF-PROCESS-06
 TEST_F(ProcessTest, SpeaksTlsWithTheGivenCertificate) {
     AddUser();
     const std::string certificate = folder_.Path() / "cert.pem", key = folder_.Path() / "key.pem";
@@ -197,6 +204,7 @@ TEST_F(ProcessTest, SpeaksTlsWithTheGivenCertificate) {
     EXPECT_EQ(client_.Post("/v1/uploads/create-complete", upload.Completion(client_, plan)).status, 200);
 }
 
+// REF-PROCESS-07
 TEST_F(ProcessTest, WrongOptionsAreToldWithoutServing) {
     EXPECT_NE(Run({}), 0);
     EXPECT_NE(Run({"--data", data_}), 0);

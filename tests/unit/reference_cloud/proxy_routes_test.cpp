@@ -45,6 +45,7 @@ protected:
     const std::string bytes_ = RandomText(2500);
 };
 
+// REF-PROXY-01
 TEST_F(ProxyRoutes, ServerPlansHaveNoVersionAndNoResumeAddress) {
     const Json::Value plan = Start(bytes_);
     EXPECT_EQ(plan["uploadType"], "server");
@@ -55,6 +56,7 @@ TEST_F(ProxyRoutes, ServerPlansHaveNoVersionAndNoResumeAddress) {
     EXPECT_FALSE(plan["bucketId"].asString().empty());
 }
 
+// REF-PROXY-02
 TEST_F(ProxyRoutes, AMultipartUploadMakesThePlainFileUnderTheNameOfTheStart) {
     const Answer done = Multipart(Start(bytes_), bytes_);
     ASSERT_EQ(done.status, 200) << done.body;
@@ -64,6 +66,7 @@ TEST_F(ProxyRoutes, AMultipartUploadMakesThePlainFileUnderTheNameOfTheStart) {
     EXPECT_EQ(Content(done.json), bytes_);
 }
 
+// REF-PROXY-03
 TEST_F(ProxyRoutes, ARepeatedMultipartUploadGivesTheSameFile) {
     const Json::Value plan = Start(bytes_);
     const Answer first = Multipart(plan, bytes_), second = Multipart(plan, bytes_);
@@ -71,6 +74,7 @@ TEST_F(ProxyRoutes, ARepeatedMultipartUploadGivesTheSameFile) {
     EXPECT_EQ(Multipart(plan, RandomText(2500)).status, 409);
 }
 
+// REF-PROXY-04
 TEST_F(ProxyRoutes, ANewVersionIsAPatch) {
     const Json::Value first = Multipart(Start(bytes_), bytes_).json;
     const std::string fresh = RandomText(100);
@@ -84,6 +88,7 @@ TEST_F(ProxyRoutes, ANewVersionIsAPatch) {
     EXPECT_EQ(Content(done.json), fresh);
 }
 
+// REF-PROXY-05
 TEST_F(ProxyRoutes, ContentWithAnotherDigestIsAConflict) {
     const Json::Value plan = Start(bytes_);
     std::string changed = bytes_;
@@ -100,12 +105,14 @@ TEST_F(ProxyRoutes, ContentWithAnotherDigestIsAConflict) {
     EXPECT_EQ(Multipart(plan, bytes_).status, 200) << "the session is still good";
 }
 
+// REF-PROXY-06
 TEST_F(ProxyRoutes, AnEmptyDigestCountsAsNotGiven) {
     const Answer done = Multipart(Start(bytes_, "", false), bytes_);
     ASSERT_EQ(done.status, 200) << done.body;
     EXPECT_EQ(done.json["sha256"], Sha256(bytes_));
 }
 
+// REF-PROXY-07
 TEST_F(ProxyRoutes, BodiesInAnotherFormAreRefused) {
     const Json::Value plan = Start(bytes_);
     const std::string url = plan["uploadUrl"].asString() + "?uploadType=multipart";
@@ -119,6 +126,7 @@ TEST_F(ProxyRoutes, BodiesInAnotherFormAreRefused) {
     EXPECT_EQ(client.Send("POST", url, good, type).status, 200);
 }
 
+// REF-PROXY-08
 TEST_F(ProxyRoutes, AResumableUploadGoesSliceBySliceWithTheOddRange) {
     const Json::Value plan = Start(bytes_);
     const Answer opened = Resume(plan, bytes_);
@@ -137,6 +145,7 @@ TEST_F(ProxyRoutes, AResumableUploadGoesSliceBySliceWithTheOddRange) {
     EXPECT_EQ(Slice(url, bytes_, 2000, 500).body, last.body) << "a lost answer can be asked for again";
 }
 
+// REF-PROXY-09
 TEST_F(ProxyRoutes, ARunningSessionIsOfferedByItsPositionOnly) {
     const Json::Value plan = Start(bytes_);
     const std::string url = Resume(plan, bytes_).json["resumeUrl"].asString();
@@ -149,6 +158,7 @@ TEST_F(ProxyRoutes, ARunningSessionIsOfferedByItsPositionOnly) {
     EXPECT_EQ(Resume(again, bytes_).json["resumeUrl"], url);
 }
 
+// REF-PROXY-10
 TEST_F(ProxyRoutes, ASliceMayStartBelowWhatIsHeldButNotAbove) {
     const std::string url = Resume(Start(bytes_), bytes_).json["resumeUrl"].asString();
     Slice(url, bytes_, 0, 1000);
@@ -163,6 +173,7 @@ TEST_F(ProxyRoutes, ASliceMayStartBelowWhatIsHeldButNotAbove) {
     EXPECT_EQ(Content(done.json), bytes_);
 }
 
+// REF-PROXY-11
 TEST_F(ProxyRoutes, WrongBytesInTheEndStartTheSessionAgainFromTheBeginning) {
     const std::string url = Resume(Start(bytes_), bytes_).json["resumeUrl"].asString();
     std::string changed = bytes_;
@@ -175,6 +186,7 @@ TEST_F(ProxyRoutes, WrongBytesInTheEndStartTheSessionAgainFromTheBeginning) {
     EXPECT_EQ(Slice(url, bytes_, 0, 2500).status, 200);
 }
 
+// REF-PROXY-12
 TEST_F(ProxyRoutes, SlicesThatDoNotFitAreRefused) {
     const std::string url = Resume(Start(bytes_), bytes_).json["resumeUrl"].asString();
     EXPECT_EQ(client.Send("PUT", url, "abc", {{"Content-Range", "bytes 0-2/2499"}}).status, 400);
@@ -184,6 +196,7 @@ TEST_F(ProxyRoutes, SlicesThatDoNotFitAreRefused) {
     EXPECT_EQ(Start(bytes_)["position"], 0);
 }
 
+// REF-PROXY-13
 TEST_F(ProxyRoutes, UnknownSessionsAndThoseOfOthersAreNotThere) {
     const Json::Value plan = Start(bytes_);
     EXPECT_EQ(client.Send("PUT", "/proxy/nothing", "x", {{"Content-Range", "bytes 0-0/1"}}).status, 404);
@@ -193,11 +206,13 @@ TEST_F(ProxyRoutes, UnknownSessionsAndThoseOfOthersAreNotThere) {
     EXPECT_EQ(Slice(plan["uploadUrl"].asString(), bytes_, 0, 1000).status, 404);
 }
 
+// REF-PROXY-14
 TEST_F(ProxyRoutes, AServerUploadCannotBeCompletedByTheOtherRoad) {
     const SampleUpload upload(bytes_, "name\xef\x9f\xbf.plain");
     EXPECT_EQ(client.Post("/v1/uploads/create-complete", upload.Completion(client, Start(bytes_))).status, 400);
 }
 
+// REF-PROXY-15
 TEST_F(ProxyRoutes, WhatTheUserHasPlainIsNotSentAgain) {
     Multipart(Start(bytes_), bytes_);
     const SampleUpload copy(bytes_, "copy.bin");

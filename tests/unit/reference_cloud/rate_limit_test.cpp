@@ -9,12 +9,14 @@ namespace {
 using namespace std::chrono_literals;
 const RateLimit::Clock::time_point kStart = RateLimit::Clock::time_point{} + 100h;
 
+// REF-HTTP-02
 TEST(RateLimit, WithoutALimitNothingWaits) {
     RateLimit limit(0);
     EXPECT_EQ(limit.Piece(1000000), 1000000U);
     EXPECT_EQ(limit.Book(1000000, kStart), 0s);
 }
 
+// REF-HTTP-02
 TEST(RateLimit, MakesBytesWaitTheirTimeOneAfterTheOther) {
     RateLimit limit(1000);
     EXPECT_EQ(limit.Book(500, kStart), 500ms);
@@ -22,12 +24,14 @@ TEST(RateLimit, MakesBytesWaitTheirTimeOneAfterTheOther) {
     EXPECT_EQ(limit.Book(500, kStart + 1s), 500ms);
 }
 
+// REF-HTTP-02
 TEST(RateLimit, DoesNotSaveUpWhatWasNotUsed) {
     RateLimit limit(1000);
     limit.Book(500, kStart);
     EXPECT_EQ(limit.Book(500, kStart + 1h), 500ms);
 }
 
+// REF-HTTP-02
 TEST(RateLimit, CutsPiecesSoThatWaitsStayShort) {
     EXPECT_EQ(RateLimit(1000).Piece(1000000), 50U);
     EXPECT_EQ(RateLimit(1).Piece(1000000), 1U);

@@ -25,6 +25,7 @@ protected:
     TemporaryFolder folder_;
 };
 
+// REF-SCENARIO-01
 TEST_F(ScenarioTest, StrikesTheRequestsThatFitAndNoOthers) {
     Scenario scenario(Write(R"({"rules": [{"method": "GET", "path": "/v1/files/*/content", "user": "anna"}]})"));
     EXPECT_TRUE(Strikes(scenario));
@@ -33,6 +34,7 @@ TEST_F(ScenarioTest, StrikesTheRequestsThatFitAndNoOthers) {
     EXPECT_FALSE(Strikes(scenario, "/v1/files/1/content", "GET", "eve"));
 }
 
+// REF-SCENARIO-01
 TEST_F(ScenarioTest, CountsOnlyWhatFits) {
     Scenario scenario(Write(R"({"rules": [{"path": "/a", "nth": 2}]})"));
     EXPECT_FALSE(Strikes(scenario, "/a"));
@@ -41,6 +43,7 @@ TEST_F(ScenarioTest, CountsOnlyWhatFits) {
     EXPECT_FALSE(Strikes(scenario, "/a"));
 }
 
+// REF-SCENARIO-02
 TEST_F(ScenarioTest, StrikesFromTheNthOnEverySoManyAndSoOften) {
     Scenario scenario(Write(R"({"rules": [{"from": 2, "every": 3, "times": 2}]})"));
     std::string pattern;
@@ -48,12 +51,14 @@ TEST_F(ScenarioTest, StrikesFromTheNthOnEverySoManyAndSoOften) {
     EXPECT_EQ(pattern, ".x..x.....");
 }
 
+// REF-SCENARIO-03
 TEST_F(ScenarioTest, TakesTheFirstRuleThatStrikesWhileAllCount) {
     Scenario scenario(Write(R"({"rules": [{"name": "one", "nth": 1}, {"name": "two", "nth": 2}]})"));
     EXPECT_EQ(scenario.Strike("GET", "/", "")->rule, "one");
     EXPECT_EQ(scenario.Strike("GET", "/", "")->rule, "two");
 }
 
+// REF-SCENARIO-04
 TEST_F(ScenarioTest, ReadsWhatARuleDoes) {
     Scenario scenario(Write(R"({"migrating": true, "rules": [{"status": 503, "errorCode": "1", "delay": 0.5,
         "rate": 7, "uploadRate": 8, "cutAfter": 9, "corrupt": 10, "drop": true, "afterWork": true,
@@ -72,7 +77,7 @@ TEST_F(ScenarioTest, ReadsWhatARuleDoes) {
     EXPECT_TRUE(scenario.Migrating());
 }
 
-// CLOUD-SCENARIO-02
+// REF-SCENARIO-05, CLOUD-SCENARIO-02
 TEST_F(ScenarioTest, ReadsQuotaClockAndTheBendingOfAnswers) {
     Scenario scenario(Write(R"({"quota": 5, "clock": -7, "rules": [{"body": "{garbage", "contentLength": 3,
         "remove": ["a"], "set": {"b": null}}]})"));
@@ -90,7 +95,7 @@ TEST_F(ScenarioTest, ReadsQuotaClockAndTheBendingOfAnswers) {
     EXPECT_EQ(scenario.ClockShift(), 0);
 }
 
-// CLOUD-SCENARIO-03
+// REF-SCENARIO-05, CLOUD-SCENARIO-03
 TEST_F(ScenarioTest, BendsTheFieldsThatAreThereAndNoOthers) {
     const std::string text = R"({"a":{"b":[1,{"c":2}]},"d":"x"})";
     Misbehaviour what;
@@ -103,6 +108,7 @@ TEST_F(ScenarioTest, BendsTheFieldsThatAreThereAndNoOthers) {
     EXPECT_EQ(BendFields("no JSON", what), "no JSON");
 }
 
+// REF-SCENARIO-06
 TEST_F(ScenarioTest, StartsAfreshWhenTheFileIsReadAgain) {
     Scenario scenario(Write(R"({"rules": [{"times": 1}]})"));
     EXPECT_TRUE(Strikes(scenario));
@@ -111,6 +117,7 @@ TEST_F(ScenarioTest, StartsAfreshWhenTheFileIsReadAgain) {
     EXPECT_TRUE(Strikes(scenario));
 }
 
+// REF-SCENARIO-07
 TEST_F(ScenarioTest, KeepsEverythingAsItWasWhenTheFileIsNoLongerRight) {
     Scenario scenario(Write(R"({"quota": 5, "clock": 3, "migrating": true, "rules": [{}]})"));
     for (const char* text :
@@ -127,6 +134,7 @@ TEST_F(ScenarioTest, KeepsEverythingAsItWasWhenTheFileIsNoLongerRight) {
     EXPECT_TRUE(Strikes(scenario)) << "also when the file is gone";
 }
 
+// REF-SCENARIO-08
 TEST_F(ScenarioTest, TellsTheLineAndWhatIsWrongThere) {
     const std::pair<const char*, const char*> cases[] = {
         {"", "is no JSON: "},

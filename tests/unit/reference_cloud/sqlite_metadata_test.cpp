@@ -26,6 +26,7 @@ protected:
     std::unique_ptr<MetadataStore> store_ = OpenSqliteMetadata(Path());
 };
 
+// REF-META-01
 TEST_F(SqliteMetadataTest, KeepsRowsAcrossAnotherOpening) {
     store_->Change([](Rows& rows) { rows.PutFile(File("1", "r", "a", 1)); });
     store_ = OpenSqliteMetadata(Path());
@@ -37,6 +38,7 @@ TEST_F(SqliteMetadataTest, KeepsRowsAcrossAnotherOpening) {
     });
 }
 
+// REF-META-02
 TEST_F(SqliteMetadataTest, TakesEverythingBackWhenTheWorkThrows) {
     EXPECT_THROW(store_->Change([](Rows& rows) {
         rows.PutFile(File("1", "r", "a", 1));
@@ -46,6 +48,7 @@ TEST_F(SqliteMetadataTest, TakesEverythingBackWhenTheWorkThrows) {
     store_->Read([](Rows& rows) { EXPECT_FALSE(rows.FileById("1")); });
 }
 
+// REF-META-03
 TEST_F(SqliteMetadataTest, UpdatesByIdAndNeverTakesANameFromAnotherRow) {
     store_->Change([](Rows& rows) {
         rows.PutFile(File("1", "r", "a", 1));
@@ -64,6 +67,7 @@ TEST_F(SqliteMetadataTest, UpdatesByIdAndNeverTakesANameFromAnotherRow) {
     });
 }
 
+// REF-META-04
 TEST_F(SqliteMetadataTest, ListsByDepthInPages) {
     store_->Change([](Rows& rows) {
         rows.PutFile(File("root", "", "u", 0));
@@ -82,6 +86,7 @@ TEST_F(SqliteMetadataTest, ListsByDepthInPages) {
     });
 }
 
+// REF-META-05
 TEST_F(SqliteMetadataTest, GivesChangesInOrderToTheirUserOnly) {
     store_->Change([](Rows& rows) {
         rows.AddChange("u", "one");
@@ -99,6 +104,7 @@ TEST_F(SqliteMetadataTest, GivesChangesInOrderToTheirUserOnly) {
     });
 }
 
+// REF-META-06
 TEST_F(SqliteMetadataTest, FindsAContentOnlyWhileALiveFileHasIt) {
     store_->Change([](Rows& rows) {
         Content content;
@@ -118,6 +124,7 @@ TEST_F(SqliteMetadataTest, FindsAContentOnlyWhileALiveFileHasIt) {
     });
 }
 
+// REF-META-07
 TEST_F(SqliteMetadataTest, ManyChangesAtOnceAreEachWholeOrNotAtAll) {
     std::vector<std::thread> threads;
     std::atomic<int> refused{0};
@@ -143,6 +150,7 @@ TEST_F(SqliteMetadataTest, ManyChangesAtOnceAreEachWholeOrNotAtAll) {
     store_->Read([](Rows& rows) { EXPECT_EQ(rows.LiveChildren("r").size(), 320U); });
 }
 
+// REF-META-08
 TEST_F(SqliteMetadataTest, AReadNeverStaysOnAnOldState) {
     store_->Change([](Rows& rows) { rows.AddChange("u", "one"); });
     const auto last = [&] {
@@ -167,6 +175,7 @@ Upload OpenUploadAt(const std::string& cursor, std::int64_t version) {
     return upload;
 }
 
+// REF-META-09
 TEST_F(SqliteMetadataTest, GivesAllOpenUploadsOfOneFileNewestFirst) {
     store_->Change([](Rows& rows) {
         rows.PutUpload(OpenUploadAt("old", 1));
@@ -184,6 +193,7 @@ TEST_F(SqliteMetadataTest, GivesAllOpenUploadsOfOneFileNewestFirst) {
     });
 }
 
+// REF-META-10
 TEST_F(SqliteMetadataTest, AFileFromBeforeAColumnWasThereGetsItAndKeepsItsRows) {
     store_->Change([](Rows& rows) { rows.PutUpload(OpenUploadAt("old", 1)); });
     store_.reset();
@@ -202,6 +212,7 @@ TEST_F(SqliteMetadataTest, AFileFromBeforeAColumnWasThereGetsItAndKeepsItsRows) 
     }
 }
 
+// REF-META-11
 TEST_F(SqliteMetadataTest, TwoOpeningsOfOneFileSeeEachOther) {
     const auto other = OpenSqliteMetadata(Path());
     other->Change([](Rows& rows) { rows.PutFile(File("1", "r", "a", 1)); });

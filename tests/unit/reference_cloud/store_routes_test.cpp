@@ -36,6 +36,7 @@ protected:
     std::string stored_;
 };
 
+// REF-STORE-09
 TEST_F(StoreRoutes, TakesTheBytesThatWereSigned) {
     const Answer answer = Put(stored_);
     EXPECT_EQ(answer.status, 200) << answer.body;
@@ -44,6 +45,7 @@ TEST_F(StoreRoutes, TakesTheBytesThatWereSigned) {
     EXPECT_EQ(answer.json["length"], 1040);
 }
 
+// REF-STORE-10
 TEST_F(StoreRoutes, LeavesNothingOfBytesThatWereNot) {
     const std::size_t before = FilesInStore();
     std::string damaged = stored_;
@@ -57,6 +59,7 @@ TEST_F(StoreRoutes, LeavesNothingOfBytesThatWereNot) {
     EXPECT_EQ(client.Post("/v1/uploads/object-complete", confirmation).json["errorCode"], "21004932");
 }
 
+// REF-STORE-11
 TEST_F(StoreRoutes, ARepeatedPutIsHarmlessAndLeavesOneObject) {
     const std::size_t before = FilesInStore();
     EXPECT_EQ(Put(stored_).status, 200);
@@ -64,6 +67,7 @@ TEST_F(StoreRoutes, ARepeatedPutIsHarmlessAndLeavesOneObject) {
     EXPECT_EQ(FilesInStore(), before + 1);
 }
 
+// REF-STORE-12
 TEST_F(StoreRoutes, APutAfterTheEndOfTheUploadChangesNothing) {
     SendObjects(client, plan_);
     const Json::Value entry = client.Post("/v1/uploads/create-complete", sample_.Completion(client, plan_)).json;
@@ -78,6 +82,7 @@ TEST_F(StoreRoutes, APutAfterTheEndOfTheUploadChangesNothing) {
     EXPECT_EQ(stranger_.Get(address.json["url"].asString()).body, old);
 }
 
+// REF-STORE-13
 TEST_F(StoreRoutes, WrongSignaturesAndMissingHeadersAreForbidden) {
     std::string url = address_["url"].asString();
     url.back() = url.back() == '0' ? '1' : '0';
@@ -87,6 +92,7 @@ TEST_F(StoreRoutes, WrongSignaturesAndMissingHeadersAreForbidden) {
     EXPECT_EQ(stranger_.Send("PUT", "/store/b/o", stored_, headers_).json["errorCode"], "21004031");
 }
 
+// REF-STORE-14
 TEST_F(StoreRoutes, AddressesExpire) {
     Shared().skipped += 901;
     const Answer answer = Put(stored_);
@@ -98,6 +104,7 @@ TEST_F(StoreRoutes, AddressesExpire) {
     EXPECT_EQ(Put(stored_).status, 200);
 }
 
+// REF-STORE-15
 TEST_F(StoreRoutes, GivesAnObjectWithItsDigestWholeAndInRanges) {
     SendObjects(client, plan_);
     const Json::Value entry = client.Post("/v1/uploads/create-complete", sample_.Completion(client, plan_)).json;
@@ -126,6 +133,7 @@ TEST_F(StoreRoutes, GivesAnObjectWithItsDigestWholeAndInRanges) {
     EXPECT_EQ(client.Post("/v1/downloads/address", request).status, 400);
 }
 
+// REF-STORE-16
 TEST_F(StoreRoutes, AnObjectOfAnOpenUploadCannotBeFetched) {
     Put(stored_);
     Json::Value request(Json::objectValue);

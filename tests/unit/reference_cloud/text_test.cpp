@@ -6,6 +6,7 @@ namespace Drive::ReferenceCloud {
 
 namespace {
 
+// REF-HTTP-19
 TEST(Text, ReadsItsOwnBase64AndHexadecimal) {
     for (const std::string& bytes :
          {std::string(), std::string("a"), std::string("ab"), std::string("abc"), std::string("\0\xff\x10", 3)}) {
@@ -15,6 +16,7 @@ TEST(Text, ReadsItsOwnBase64AndHexadecimal) {
     EXPECT_EQ(FromBase64("YW\nI="), "ab");
 }
 
+// REF-HTTP-19
 TEST(Text, RefusesForeignCharacters) {
     EXPECT_FALSE(FromBase64("YW*="));
     EXPECT_FALSE(FromBase64("YWI"));
@@ -22,6 +24,7 @@ TEST(Text, RefusesForeignCharacters) {
     EXPECT_FALSE(FromHex("0g"));
 }
 
+// REF-HTTP-19
 TEST(Text, KnowsWellFormedUtf8) {
     EXPECT_TRUE(IsUtf8("a\xc3\xa4\xe2\x82\xac\xf0\x9f\x98\x80"));
     for (const char* bad : {"\xff", "\xc3", "\xc0\x80", "\xe0\x80\x80", "\xed\xa0\x80", "\xf4\x90\x80\x80", "\x80"}) {
@@ -29,6 +32,7 @@ TEST(Text, KnowsWellFormedUtf8) {
     }
 }
 
+// REF-HTTP-19
 TEST(Text, ReadsOnlyWholeDecimalNumbers) {
     EXPECT_EQ(ParseNumber("0"), 0);
     EXPECT_EQ(ParseNumber("9223372036854775807"), 9223372036854775807LL);

@@ -12,6 +12,7 @@ std::vector<std::int64_t> Lengths(const std::vector<PlannedObject>& objects) {
     return lengths;
 }
 
+// REF-UPLOAD-24
 TEST(UploadPlan, PadsAlwaysByAtLeastOneByte) {
     EXPECT_EQ(PaddedLength(0), 16);
     EXPECT_EQ(PaddedLength(15), 16);
@@ -21,6 +22,7 @@ TEST(UploadPlan, PadsAlwaysByAtLeastOneByte) {
     EXPECT_EQ(PaddedLength(4194304), 4194320);
 }
 
+// REF-UPLOAD-25
 TEST(UploadPlan, CutsAFileIntoSlicesOfPaddedLength) {
     using List = std::vector<std::int64_t>;
     EXPECT_EQ(Lengths(PlanObjects(0, 1024, {})), List{});
@@ -30,6 +32,7 @@ TEST(UploadPlan, CutsAFileIntoSlicesOfPaddedLength) {
     EXPECT_EQ(Lengths(PlanObjects(3000, 1024, {})), (List{1040, 1040, 960}));
 }
 
+// REF-UPLOAD-26
 TEST(UploadPlan, PutsAllAttachmentsIntoOneLastObject) {
     const auto objects = PlanObjects(1024, 1024, {100, 333});
     ASSERT_EQ(objects.size(), 2U);
@@ -38,6 +41,7 @@ TEST(UploadPlan, PutsAllAttachmentsIntoOneLastObject) {
     EXPECT_EQ(objects[1].length, 112 + 336);
 }
 
+// REF-UPLOAD-27
 TEST(UploadPlan, CountsThePlainBytesBeforeTheFirstMissingObject) {
     EXPECT_EQ(PlainPosition({false, true, true}, 3000, 1024), 0);
     EXPECT_EQ(PlainPosition({true, false, true}, 3000, 1024), 1024);

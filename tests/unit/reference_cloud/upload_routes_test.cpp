@@ -25,6 +25,7 @@ protected:
     SampleUpload sample_{RandomText(3000)};
 };
 
+// REF-UPLOAD-01
 TEST_F(UploadRoutes, TheStartPlansOneObjectASliceAndOneForTheAttachments) {
     sample_.attachments = {100, 333};
     const Answer plan = Start(sample_);
@@ -48,6 +49,7 @@ TEST_F(UploadRoutes, TheStartPlansOneObjectASliceAndOneForTheAttachments) {
     }
 }
 
+// REF-UPLOAD-02
 TEST_F(UploadRoutes, AnOpenUploadIsFoundAgainByItsCursorAndByTheFile) {
     const Answer plan = Start(sample_);
     Json::Value half = plan.json;
@@ -63,6 +65,7 @@ TEST_F(UploadRoutes, AnOpenUploadIsFoundAgainByItsCursorAndByTheFile) {
     }
 }
 
+// REF-UPLOAD-03
 TEST_F(UploadRoutes, AnotherContentIsAnotherPlanAndEndsTheNamedOne) {
     const Answer plan = Start(sample_);
     SampleUpload changed(RandomText(3000));
@@ -75,6 +78,7 @@ TEST_F(UploadRoutes, AnotherContentIsAnotherPlanAndEndsTheNamedOne) {
     ExpectRefusal(Create(sample_.Completion(client, plan.json)), 409, "21004932");
 }
 
+// REF-UPLOAD-04
 TEST_F(UploadRoutes, OtherAttachmentsAreAnotherPlan) {
     sample_.attachments = {10, 20};
     const Answer plan = Start(sample_);
@@ -89,6 +93,7 @@ std::string KeyDigest(const std::string& key = kKeyText) {
     return Sha256("zelkor upload key, form 1:" + key + kVectorText);
 }
 
+// REF-UPLOAD-05
 TEST_F(UploadRoutes, ThePlanOfOneKeyIsNotThatOfAnother) {
     Json::Value start = sample_.Start(client);
     const auto ask = [&](const std::string& digest, const Json::Value& cursor) {
@@ -118,6 +123,7 @@ TEST_F(UploadRoutes, ThePlanOfOneKeyIsNotThatOfAnother) {
     EXPECT_EQ(ask(one, "").json["version"], third.json["version"]);
 }
 
+// REF-UPLOAD-05
 TEST_F(UploadRoutes, AStartThatTellsNoKeyFindsOnlyPlansThatWereToldNone) {
     const Answer silent = Start(sample_);
     EXPECT_EQ(Start(sample_).json["version"], silent.json["version"]);
@@ -129,6 +135,7 @@ TEST_F(UploadRoutes, AStartThatTellsNoKeyFindsOnlyPlansThatWereToldNone) {
     EXPECT_NE(Start(sample_, told.json["recordCursor"].asString()).json["version"], told.json["version"]);
 }
 
+// REF-UPLOAD-05
 TEST_F(UploadRoutes, ASessionOfTheFileProxyDoesNotCareForTheKey) {
     sample_.name = "name.plain";
     const Answer first = Start(sample_);
@@ -138,6 +145,7 @@ TEST_F(UploadRoutes, ASessionOfTheFileProxyDoesNotCareForTheKey) {
     EXPECT_EQ(client.Post("/v1/uploads/start", start).json["uploadUrl"], first.json["uploadUrl"]);
 }
 
+// REF-UPLOAD-05
 TEST_F(UploadRoutes, TheWrappedKeyMustBeTheOneThatTheStartToldOf) {
     const std::string contentKey = RandomText(16);
     const auto wrapped = [&](const std::string& key, const std::string& with) {
@@ -167,6 +175,7 @@ TEST_F(UploadRoutes, TheWrappedKeyMustBeTheOneThatTheStartToldOf) {
     EXPECT_EQ(Create(done).status, 200);
 }
 
+// REF-UPLOAD-05
 TEST_F(UploadRoutes, ContentThatIsThereKeepsTheKeyThatOpensIt) {
     Json::Value first = UploadEncrypted(client, sample_);
     SampleUpload copy(sample_.bytes, "copy");
@@ -184,6 +193,7 @@ TEST_F(UploadRoutes, ContentThatIsThereKeepsTheKeyThatOpensIt) {
     }
 }
 
+// REF-UPLOAD-06
 TEST_F(UploadRoutes, TheStartRefusesWhatCannotEndWell) {
     sample_.parent = "nothing";
     ExpectRefusal(Start(sample_), 404, "21000401");
@@ -201,6 +211,7 @@ TEST_F(UploadRoutes, TheStartRefusesWhatCannotEndWell) {
     ExpectRefusal(small.Post("/v1/uploads/start", SampleUpload(sample_.bytes).Start(small)), 507, "21004913");
 }
 
+// REF-UPLOAD-07
 TEST_F(UploadRoutes, TheStartRefusesBodiesThatAreNotRight) {
     const Json::Value good = sample_.Start(client);
     const auto with = [&](const char* name, const Json::Value& value) {
@@ -226,6 +237,7 @@ TEST_F(UploadRoutes, TheStartRefusesBodiesThatAreNotRight) {
     ExpectRefusal(roomy.Post("/v1/uploads/start", huge), 413, "21004131");
 }
 
+// REF-UPLOAD-08
 TEST_F(UploadRoutes, TheAddressIsGivenForThePlansObjectOnly) {
     const Answer plan = Start(sample_);
     const Json::Value item = plan.json["items"][0];
@@ -250,6 +262,7 @@ TEST_F(UploadRoutes, TheAddressIsGivenForThePlansObjectOnly) {
     ExpectRefusal(Shared().NewUser().Post("/v1/uploads/address", good), 404, "21000400");
 }
 
+// REF-UPLOAD-09
 TEST_F(UploadRoutes, AnObjectThatIsNotStoredCannotBeComplete) {
     const Answer plan = Start(sample_);
     const Json::Value item = plan.json["items"][0];
@@ -258,6 +271,7 @@ TEST_F(UploadRoutes, AnObjectThatIsNotStoredCannotBeComplete) {
     ExpectRefusal(Shared().NewUser().Post("/v1/uploads/object-complete", body), 404, "21000400");
 }
 
+// REF-UPLOAD-10
 TEST_F(UploadRoutes, CreatingMakesTheFileOnce) {
     sample_.attachments = {100, 333};
     const Answer plan = Start(sample_);
@@ -275,6 +289,7 @@ TEST_F(UploadRoutes, CreatingMakesTheFileOnce) {
     EXPECT_EQ(client.Get("/v1/files").json["items"].size(), 1U);
 }
 
+// REF-UPLOAD-11
 TEST_F(UploadRoutes, CompletionChecksEverythingAgainstThePlan) {
     sample_.attachments = {100, 333};
     const Answer plan = Start(sample_);
@@ -313,6 +328,7 @@ TEST_F(UploadRoutes, CompletionChecksEverythingAgainstThePlan) {
     EXPECT_EQ(Create(good).status, 200);
 }
 
+// REF-UPLOAD-12
 TEST_F(UploadRoutes, AResumedUploadMayLeaveTheAttachmentListOut) {
     sample_.attachments = {100, 333};
     const Answer plan = Start(sample_);
@@ -326,6 +342,7 @@ TEST_F(UploadRoutes, AResumedUploadMayLeaveTheAttachmentListOut) {
     EXPECT_EQ(info["objectInfoList"][0]["attributes"][2]["size"], 333);
 }
 
+// REF-UPLOAD-13
 TEST_F(UploadRoutes, AnEmptyFileNeedsNoObjects) {
     const SampleUpload nothing("");
     const Answer plan = Start(nothing);
@@ -335,6 +352,7 @@ TEST_F(UploadRoutes, AnEmptyFileNeedsNoObjects) {
     EXPECT_EQ(Create(body).status, 200);
 }
 
+// REF-UPLOAD-14
 TEST_F(UploadRoutes, AContentThatTheUserHasIsNotSentAgain) {
     const Json::Value first = UploadEncrypted(client, sample_);
     SampleUpload copy(sample_.bytes, "copy.bin");
@@ -354,6 +372,7 @@ TEST_F(UploadRoutes, AContentThatTheUserHasIsNotSentAgain) {
               client.Get("/v1/files/" + first["id"].asString() + "/download").json["objectInfoList"][0]["objectIds"]);
 }
 
+// REF-UPLOAD-15
 TEST_F(UploadRoutes, AContentOfAnotherUserDoesNotExist) {
     UploadEncrypted(client, sample_);
     TestClient other = Shared().NewUser();
@@ -361,6 +380,7 @@ TEST_F(UploadRoutes, AContentOfAnotherUserDoesNotExist) {
     EXPECT_EQ(plan.json["uploadType"], "client");
 }
 
+// REF-UPLOAD-16
 TEST_F(UploadRoutes, TheSameFileOnceMoreIsToldToBeThere) {
     UploadEncrypted(client, sample_);
     const Answer plan = Start(sample_);
@@ -368,6 +388,7 @@ TEST_F(UploadRoutes, TheSameFileOnceMoreIsToldToBeThere) {
     ExpectRefusal(Create(sample_.Completion(client, plan.json)), 409, "21015002");
 }
 
+// REF-UPLOAD-17
 TEST_F(UploadRoutes, ANameTakenMeanwhileByAnotherContentIsAConflict) {
     const Answer plan = Start(sample_);
     SendObjects(client, plan.json);
@@ -375,6 +396,7 @@ TEST_F(UploadRoutes, ANameTakenMeanwhileByAnotherContentIsAConflict) {
     ExpectRefusal(Create(sample_.Completion(client, plan.json)), 409, "21004091");
 }
 
+// REF-UPLOAD-18
 TEST_F(UploadRoutes, SpaceThatRanOutMeanwhileIsTold) {
     TestClient small = Shared().NewUser(5000);
     const Answer plan = small.Post("/v1/uploads/start", sample_.Start(small));
@@ -383,6 +405,7 @@ TEST_F(UploadRoutes, SpaceThatRanOutMeanwhileIsTold) {
     ExpectRefusal(small.Post("/v1/uploads/create-complete", sample_.Completion(small, plan.json)), 507, "21004913");
 }
 
+// REF-UPLOAD-19
 TEST_F(UploadRoutes, AnUpdateMakesANewVersionOfTheSameFile) {
     const Json::Value first = UploadEncrypted(client, sample_);
     SampleUpload changed(RandomText(1500), "name is not read");
@@ -395,6 +418,7 @@ TEST_F(UploadRoutes, AnUpdateMakesANewVersionOfTheSameFile) {
     EXPECT_EQ(client.Get("/v1/account/space").json["used"], 1500);
 }
 
+// REF-UPLOAD-20
 TEST_F(UploadRoutes, AnUpdateOfAnOvertakenVersionIsAConflict) {
     SampleUpload changed(RandomText(1500));
     changed.fileId = UploadEncrypted(client, sample_)["id"].asString();
@@ -407,6 +431,7 @@ TEST_F(UploadRoutes, AnUpdateOfAnOvertakenVersionIsAConflict) {
     EXPECT_EQ(Update(body).status, 200);
 }
 
+// REF-UPLOAD-21
 TEST_F(UploadRoutes, ADeletedFileCannotBeUpdated) {
     SampleUpload changed(RandomText(1500));
     changed.fileId = UploadEncrypted(client, sample_)["id"].asString();
@@ -416,6 +441,7 @@ TEST_F(UploadRoutes, ADeletedFileCannotBeUpdated) {
     ExpectRefusal(Update(changed.Completion(client, plan.json)), 404, "21004041");
 }
 
+// REF-UPLOAD-22
 TEST_F(UploadRoutes, TheServersSettingAndTheUsersDecideTheWay) {
     EXPECT_EQ(Start(SampleUpload(RandomText(10), "a.plain")).json["uploadType"], "server");
     EXPECT_EQ(Start(SampleUpload(RandomText(10), "a.bin")).json["uploadType"], "client");
@@ -427,6 +453,7 @@ TEST_F(UploadRoutes, TheServersSettingAndTheUsersDecideTheWay) {
     EXPECT_EQ(Start(SampleUpload(RandomText(10), "b.bin")).json["uploadType"], "server");
 }
 
+// REF-UPLOAD-23
 TEST_F(UploadRoutes, ACloudThatIsBeingMovedTurnsUploadsAway) {
     ServerSettings settings;
     settings.cloud.migrating = true;
