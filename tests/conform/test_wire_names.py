@@ -108,5 +108,59 @@ class WireNames(unittest.TestCase):
                 self.assertTrue("enum" in node or {"minimum", "maximum"} <= node.keys(), f"no limits: {node}")
 
 
+    # CLOUD-WIRE-04
+    def test_every_field_and_parameter_says_what_it_is(self):
+        silent = [f"{name} of {list(node)}" for node in self.nodes for name, schema in node.get("properties", {}).items()
+                  if isinstance(schema, dict) and not self.is_told(schema)]
+        silent += [node["name"] for node in self.nodes if "in" in node and "name" in node and not self.is_told(node)]
+        self.assertEqual([], silent, "a field or parameter without words")
+
+    # CLOUD-WIRE-04
+    def test_every_number_names_its_unit(self):
+        unit = re.compile(r"\b(bytes?|seconds|number|counts?)\b", re.IGNORECASE)
+        version = self.protocol.document["components"]["schemas"]["UploadPlan"]["properties"]["version"]
+        for node in self.nodes:
+            if node.get("type") == "integer" and "enum" not in node and node is not version:  # which has no unit
+                self.assertRegex(node.get("description", ""), unit)
+
+    def is_told(self, schema):
+        return "description" in schema or "description" in self.protocol.resolve(schema)
+
+
+ENTRY = {"method": "GET", "path": "/v1/account/space", "status": 200, "scenario": "", "query": {}, "request": None,
+         "answer": {"total": 3, "used": 1, "remaining": 2}, "answerHeaders": {"Content-Type": "application/json"}}
+
+
+class Journal(unittest.TestCase):
+    """What the end-to-end tests hold the journal of each cloud against."""
+
+    def problems(self, **changes):
+        return list(Protocol().journal_problems({**ENTRY, **changes}))
+
+    # CLOUD-WIRE-05
+    def test_what_the_document_tells_is_no_problem(self):
+        self.assertEqual([], self.problems())
+        self.assertEqual([], self.problems(method="PUT", status=405), "a wrong method that was refused")
+
+    # CLOUD-WIRE-05
+    def test_a_route_a_status_a_header_or_a_field_that_is_not_documented_is_told(self):
+        self.assertRegex(self.problems(path="/v1/other")[0], "this route is not documented")
+        self.assertRegex(self.problems(path="/v1/other", status=404)[0], "asked for a route that is not documented")
+        self.assertRegex(self.problems(status=418)[0], "status 418 is not documented")
+        self.assertRegex(self.problems(answerHeaders={"X-Other": "1"})[0], "header x-other is not documented")
+        self.assertRegex(self.problems(answer={**ENTRY["answer"], "other": 1})[0], "other is not documented")
+        self.assertRegex(self.problems(answer={"total": 3, "used": 1})[0], 'lacks "remaining"')
+        self.assertRegex(self.problems(answer={**ENTRY["answer"], "used": -1})[0], "beyond 0 to")
+        self.assertRegex(self.problems(answer={**ENTRY["answer"], "used": "1"})[0], "is string, not integer")
+        self.assertRegex(self.problems(answer=None)[0], "the body is no JSON")
+        self.assertRegex(self.problems(query={"other": "1"})[0], "in the request, the query's other is not documented")
+        self.assertRegex(self.problems(method="POST", path="/v1/folders", request={"parentFolder": "p"},
+                                       answer=None)[-1], 'in the request, the body lacks "fileName"')
+
+    # CLOUD-WIRE-05
+    def test_what_a_scenario_made_the_cloud_say_is_not_its_word(self):
+        self.assertEqual([], self.problems(status=418, answer=None, scenario="rule"))
+
+
 if __name__ == "__main__":
     unittest.main(verbosity=2)
