@@ -85,14 +85,24 @@ void BringBackBatch(const std::vector<ParkedTask>& tasks, HostRecords& records) 
     records.Commit();
 }
 
+// Left by a "thumbnails" that was killed. Its pictures belong into another folder than the one that is set now, where
+// they would be taken for those of a file that goes up.
+void DropPictures() {
+    if (!Run({"DELETE FROM T_task WHERE direction = 3"})) {
+        throw std::runtime_error("tasks could not be set aside; see logs/transfer.log in the state folder");
+    }
+}
+
 }  // namespace
 
 void ParkAll(HostRecords& records) {
     ParkDirection(1, records);
     ParkDirection(2, records);
+    DropPictures();
 }
 
 void ShowOnly(int direction, HostRecords& records) {
+    DropPictures();
     ParkDirection(direction == 1 ? 2 : 1, records);
     const std::vector<ParkedTask> parked = records.Parked(direction);
     for (std::size_t begin = 0; begin < parked.size(); begin += kTasksInBatch) {

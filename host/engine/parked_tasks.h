@@ -4,7 +4,7 @@
 
 /// Downloads land in the staging tree and uploads are read from the visible one, but the engine knows a single root.
 /// So a command that moves files one way keeps the tasks of the other way out of the engine's sight, with their
-/// records.
+/// records. Tasks of small pictures are of one run alone and are dropped.
 namespace Drive::Host {
 
 /// Takes the tasks of the other direction away and brings those of `direction` (1 or 2) back. Before the engine

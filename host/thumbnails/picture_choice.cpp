@@ -1,0 +1,53 @@
+#include "host/thumbnails/picture_choice.h"
+
+#include <algorithm>
+#include <exception>
+
+#include "interfaces/platform/native_path.h"
+
+namespace Drive::Host {
+namespace {
+
+bool IsAskedFor(const std::string& path, const std::string& wish) {
+    return path == wish || path.rfind(wish + "/", 0) == 0;
+}
+
+}  // namespace
+
+PictureChoice ChoosePictures(const std::vector<CloudEntry>& entries, const std::vector<std::string>& only) {
+    PictureChoice choice;
+    std::unordered_set<std::string> there;
+    for (const CloudEntry& entry : entries) {
+        const auto wish = [&](const std::string& path) { return IsAskedFor(entry.path, path); };
+        if (!entry.refusal.empty() || (!only.empty() && std::none_of(only.begin(), only.end(), wish))) {
+            continue;
+        }
+        there.insert(entry.path);
+        if (entry.file.isFolder) {
+            continue;
+        }
+        if (!entry.file.thumbnailLink.empty()) {
+            choice.entries.push_back(entry);
+        } else if (std::find(only.begin(), only.end(), entry.path) != only.end()) {
+            choice.withoutPictures.insert(entry.path);
+        }
+    }
+    std::copy_if(only.begin(), only.end(), std::back_inserter(choice.unknown),
+                 [&](const std::string& path) { return there.count(path) == 0; });
+    return choice;
+}
+
+std::string PicturePath(const CloudEntry& entry, const Common::FileItem* row) {
+    if (row == nullptr) {
+        return entry.path + ".jpg";
+    }
+    try {
+        return Platform::NativePath(row->GetLocalParentFolder() + row->GetLocalFileName()) + ".jpg";
+    } catch (const std::exception&) {
+        return "";
+    }
+}
+
+bool LooksLikeJpeg(const std::string& head) { return head.rfind("\xFF\xD8\xFF", 0) == 0; }
+
+}  // namespace Drive::Host
