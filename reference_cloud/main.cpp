@@ -1,3 +1,4 @@
+#include <malloc.h>
 #include <pthread.h>
 #include <signal.h>
 
@@ -15,6 +16,9 @@ namespace Drive::ReferenceCloud {
 namespace {
 
 constexpr int kDrainSeconds = 30;
+/// What is asked for beyond this goes back to the system when it is freed. A password's hash takes 16 MiB for a moment,
+/// on a thread of its own; left to itself the allocator keeps them for each thread.
+constexpr int kLargeAllocation = 1024 * 1024;
 
 struct ServeOptions {
     ServerSettings settings;
@@ -58,6 +62,7 @@ sigset_t BlockSignals() {
 }
 
 void Serve(ServeOptions& options) {
+    mallopt(M_MMAP_THRESHOLD, kLargeAllocation);
     HttpSettings& http = options.settings.http;
     SplitAddress(options.listen, http);
     if (options.certificate.empty() != options.key.empty()) {

@@ -1,7 +1,9 @@
 """The running process: users added beside it, its scenario read again, a clean end, and an end by force at any moment."""
 import http.client
 import os
+import pathlib
 import random
+import re
 import signal
 import threading
 import time
@@ -57,6 +59,19 @@ class Process(CloudCase):
         self.cloud.add_user("late")
         client, login = self.sign_in("late")
         self.assertEqual(200, client.get(f"/v1/files/{login['rootFileId']}").status)
+
+    # CLOUD-PROCESS-04
+    def test_signing_in_again_and_again_leaves_no_memory_behind(self):
+        """A password's hash takes 16 MiB for a moment, on a thread of its own each time."""
+        def held():
+            status = pathlib.Path(f"/proc/{self.cloud.process.pid}/status").read_text()
+            return int(re.search(r"RssAnon:\s+(\d+) kB", status).group(1)) / 1024
+
+        self.sign_in("anna")
+        before = held()
+        for _ in range(12):
+            self.sign_in("anna")
+        self.assertLess(held() - before, 12)
 
     # CLOUD-SCENARIO-01
     def test_the_scenario_is_read_again_while_it_runs(self):
