@@ -11,6 +11,7 @@
 #include <thread>
 
 #include "tests/unit/reference_cloud/cloud_fixture.h"
+#include "tests/unit/reference_cloud/raw_connection.h"
 
 namespace Drive::ReferenceCloud {
 
@@ -202,6 +203,43 @@ TEST_F(ProcessTest, SpeaksTlsWithTheGivenCertificate) {
     const Json::Value plan = client_.Post("/v1/uploads/start", upload.Start(client_)).json;
     SendObjects(client_, plan);
     EXPECT_EQ(client_.Post("/v1/uploads/create-complete", upload.Completion(client_, plan)).status, 200);
+}
+
+/// Memory of a process that is in the machine's, in bytes.
+std::int64_t ResidentBytes(pid_t process) {
+    std::ifstream stream("/proc/" + std::to_string(process) + "/statm");
+    std::int64_t all = 0, resident = 0;
+    stream >> all >> resident;
+    return resident * ::sysconf(_SC_PAGESIZE);
+}
+
+// REF-PROCESS-08
+TEST_F(ProcessTest, ItsMemoryDoesNotGrowWithTheFilesThatSlowClientsRead) {
+    AddUser();
+    const auto source = folder_.Path() / "source";
+    std::filesystem::create_directory(source);
+    const std::int64_t size = 16 << 20;
+    std::ofstream(source / "file") << std::string(static_cast<std::size_t>(size), 'x');
+    ASSERT_EQ(Run({"import", "--data", data_, "--user", "anna", source}), 0) << Text("err");
+    StartServer();
+    client_.Login("anna", "secret");
+    const std::string id = client_.Get("/v1/files").json["items"][0]["id"].asString();
+    const int port = std::stoi(client_.base.substr(client_.base.rfind(':') + 1));
+    const std::string request =
+        "GET /v1/files/" + id + "/content HTTP/1.1\r\nHost: x\r\nAuthorization: Bearer " + client_.token + "\r\n\r\n";
+    const std::int64_t before = ResidentBytes(child_);
+    std::vector<RawConnection> slow;
+    for (int index = 0; index < 100; ++index) {
+        slow.emplace_back(port, 16 * 1024);
+        ASSERT_TRUE(slow.back().Send(request));
+    }
+    for (RawConnection& connection : slow) EXPECT_FALSE(connection.Read(20000).empty());
+    const std::int64_t grown = ResidentBytes(child_) - before;
+#ifndef ZELKOR_SANITIZED  // whose own bookkeeping is most of it
+    EXPECT_LT(grown, 100 * size / 10);
+#endif
+    EXPECT_EQ(client_.Get("/health").status, 200);
+    RecordProperty("grown", std::to_string(grown));
 }
 
 // REF-PROCESS-07

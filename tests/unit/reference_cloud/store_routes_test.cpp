@@ -1,3 +1,5 @@
+#include <utility>
+
 #include "tests/unit/reference_cloud/cloud_fixture.h"
 
 namespace Drive::ReferenceCloud {
@@ -139,6 +141,47 @@ TEST_F(StoreRoutes, AnObjectOfAnOpenUploadCannotBeFetched) {
     Json::Value request(Json::objectValue);
     request["objectId"] = plan_["items"][0]["objectId"];
     EXPECT_EQ(client.Post("/v1/downloads/address", request).status, 404);
+}
+
+/// Rows whose next change is kept and then told to have failed, as when the disk fails while it is being synced.
+class DoubtfulMetadata : public MetadataStore {
+public:
+    explicit DoubtfulMetadata(std::unique_ptr<MetadataStore> real) : real_(std::move(real)) {}
+    void Change(const std::function<void(Rows&)>& work) override {
+        real_->Change(work);
+        if (doubtful.exchange(false)) throw std::runtime_error("the disk failed");
+    }
+    void Read(const std::function<void(Rows&)>& work) override { real_->Read(work); }
+
+    std::atomic<bool> doubtful{false};
+
+private:
+    const std::unique_ptr<MetadataStore> real_;
+};
+
+// REF-STORE-19
+TEST(DoubtfulStore, AnObjectWhoseRowMayStandAllTheSameKeepsItsBytes) {
+    RunningCloud cloud;
+    auto rows = std::make_unique<DoubtfulMetadata>(std::move(cloud.server->GetCloud().metadata));
+    DoubtfulMetadata& metadata = *rows;
+    cloud.server->GetCloud().metadata = std::move(rows);
+    const TestClient client = cloud.NewUser();
+
+    const SampleUpload encrypted(RandomText(100));
+    const Json::Value plan = client.Post("/v1/uploads/start", encrypted.Start(client)).json;
+    const std::string stored = StoredBytes(plan["items"][0]);
+    const Json::Value request = AddressRequest(plan, plan["items"][0], stored);
+    const Json::Value address = client.Post("/v1/uploads/address", request).json;
+    Headers headers;
+    for (const auto& name : address["headers"].getMemberNames()) headers[name] = address["headers"][name].asString();
+    metadata.doubtful = true;
+    EXPECT_EQ(client.Send("PUT", address["url"].asString(), stored, headers).status, 500);
+    EXPECT_EQ(client.Post("/v1/uploads/object-complete", request).status, 200);
+    const Json::Value entry = client.Post("/v1/uploads/create-complete", encrypted.Completion(client, plan)).json;
+    Json::Value download(Json::objectValue);
+    download["objectId"] = plan["items"][0]["objectId"];
+    EXPECT_EQ(client.Get(client.Post("/v1/downloads/address", download).json["url"].asString()).body, stored);
+    EXPECT_FALSE(entry["id"].asString().empty());
 }
 
 }  // namespace
