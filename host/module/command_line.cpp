@@ -21,6 +21,7 @@
 #include "host/module/session.h"
 #include "host/module/stop_signal.h"
 #include "host/put/put_command.h"
+#include "host/thumbnails/thumbnails_command.h"
 
 namespace Drive::Host {
 namespace {
@@ -200,6 +201,32 @@ void AddFetch(CLI::App& app, CommandLine& line) {
     });
 }
 
+void AddThumbnails(CLI::App& app, CommandLine& line) {
+    CLI::App* command = app.add_subcommand(
+        "thumbnails",
+        "bring the small pictures that the cloud offers into the folder 'thumbnails' of the state folder");
+    GetOptions& get = line.get;
+    command->add_option("PATH", get.only, "only these, below the root, with all that is in them");
+    command->add_option("--timeout", get.timeoutSeconds, "give up after so many seconds")->check(CLI::PositiveNumber);
+    AddReport(*command, get.report);
+    command->callback([&line] {
+        line.chosen = [&line] {
+            return WithSession(
+                line, {EngineRoot::Visible, false, line.get.report.json}, [](Settings&) {},
+                [&line](Session& session) {
+                    ThumbnailsOptions options{line.get.timeoutSeconds, line.get.stopSeconds, {}, line.get.report};
+                    for (const std::string& path : line.get.only) {
+                        options.only.push_back(BelowRoot(session.settings.root, path));
+                    }
+                    if (std::find(options.only.begin(), options.only.end(), "") != options.only.end()) {
+                        options.only.clear();  // the root itself: everything
+                    }
+                    return RunThumbnails(session, options);
+                });
+        };
+    });
+}
+
 void AddVerify(CLI::App& app, CommandLine& line) {
     CLI::App* command =
         app.add_subcommand("verify", "read every file here, bring down what the cloud holds, and compare the two");
@@ -329,6 +356,7 @@ int RunCommandLine(int argc, char** argv) {
     AddGet(app, line);
     AddPut(app, line);
     AddFetch(app, line);
+    AddThumbnails(app, line);
     AddVerify(app, line);
     AddCancel(app, line);
     AddSync(app, line);

@@ -55,6 +55,19 @@ protected:
     HostRecords records;
 };
 
+// HOST-PARK-04
+TEST_F(ParkedTasks, OfSmallPicturesAreDroppedByEveryCommand) {
+    for (const int way : {1, 2, 3}) {
+        ASSERT_TRUE(SyncRows::PutFile(File(L"picture")));
+        ASSERT_TRUE(SyncRows::PutThumbnailTask(L"picture"));
+        ASSERT_EQ(InSight().size(), 1u);
+        way == 3 ? ParkAll(records) : ShowOnly(way, records);
+        EXPECT_EQ(InSight(), Tasks()) << way;
+    }
+    ShowOnly(1, records);
+    EXPECT_EQ(InSight(), Tasks()) << "they do not come back either";
+}
+
 // HOST-PARK-01
 TEST_F(ParkedTasks, OfTheOtherWayAreOutOfSightAndComeBackWithPriorityAndRecord) {
     Put(L"goes 'up'", 2, 7, L"{\"name\":\"it's\"}");

@@ -1,0 +1,78 @@
+#include "host/thumbnails/picture_choice.h"
+
+#include <gtest/gtest.h>
+
+namespace Drive::Host {
+namespace {
+
+CloudEntry Entry(const std::string& path, const std::wstring& link, bool isFolder = false) {
+    CloudEntry entry;
+    entry.path = path;
+    entry.file.thumbnailLink = link;
+    entry.file.isFolder = isFolder;
+    return entry;
+}
+
+std::vector<std::string> Paths(const PictureChoice& choice) {
+    std::vector<std::string> paths;
+    for (const CloudEntry& entry : choice.entries) {
+        paths.push_back(entry.path);
+    }
+    return paths;
+}
+
+class ChosenPictures : public testing::Test {
+protected:
+    ChosenPictures() {
+        entries = {Entry("album", L"", true), Entry("album/a.jpg", L"http://a"), Entry("album/notes.txt", L""),
+                   Entry("albums.jpg", L"http://b"), Entry("../refused.jpg", L"http://c")};
+        entries.back().refusal = "its name cannot be a file name here";
+    }
+    std::vector<CloudEntry> entries;
+};
+
+using Names = std::vector<std::string>;
+
+// HOST-PIC-01
+TEST_F(ChosenPictures, AreThoseOfEveryFileOfWhichTheCloudOffersOne) {
+    const PictureChoice choice = ChoosePictures(entries, {});
+    EXPECT_EQ(Paths(choice), (Names{"album/a.jpg", "albums.jpg"}));
+    EXPECT_TRUE(choice.unknown.empty());
+    EXPECT_TRUE(choice.withoutPictures.empty());
+}
+
+// HOST-PIC-02
+TEST_F(ChosenPictures, AreThoseOfWhatIsNamedAndOfAllBelowIt) {
+    EXPECT_EQ(Paths(ChoosePictures(entries, {"album"})), (Names{"album/a.jpg"}));
+    EXPECT_EQ(Paths(ChoosePictures(entries, {"albums.jpg", "album/a.jpg"})), (Names{"album/a.jpg", "albums.jpg"}));
+    EXPECT_EQ(Paths(ChoosePictures(entries, {"alb"})), Names{});
+}
+
+// HOST-PIC-03
+TEST_F(ChosenPictures, DoNotHideWhatIsNotThereOrHasNone) {
+    const PictureChoice choice = ChoosePictures(entries, {"album", "album/notes.txt", "gone.jpg", "../refused.jpg"});
+    EXPECT_EQ(choice.unknown, (Names{"gone.jpg", "../refused.jpg"}));
+    EXPECT_EQ(choice.withoutPictures, (std::unordered_set<std::string>{"album/notes.txt"}));
+}
+
+// HOST-PIC-04
+TEST_F(ChosenPictures, StandWhereTheRowTellsElseWhereTheCloudDoes) {
+    EXPECT_EQ(PicturePath(entries[1], nullptr), "album/a.jpg.jpg");
+    Common::FileItem row;
+    row.SetLocalParentFolder(L"an earlier\\place\\");
+    row.SetLocalFileName(L"a.jpg");
+    EXPECT_EQ(PicturePath(entries[1], &row), "an earlier/place/a.jpg.jpg");
+    row.SetLocalFileName(L"\xD800.jpg");
+    EXPECT_EQ(PicturePath(entries[1], &row), "") << "no path can be made of half a character";
+}
+
+// HOST-PIC-05
+TEST_F(ChosenPictures, AreJpegsByTheirFirstBytes) {
+    EXPECT_TRUE(LooksLikeJpeg("\xFF\xD8\xFF"));
+    for (const char* head : {"", "\xFF\xD8", "<ht", "\x89PN"}) {
+        EXPECT_FALSE(LooksLikeJpeg(head));
+    }
+}
+
+}  // namespace
+}  // namespace Drive::Host
