@@ -18,39 +18,82 @@ SEED = int(os.environ.get("ZELKOR_SEED", "20261121"))
 
 
 class Load(threading.Thread):
-    """Uploads one file after another until the server is gone; remembers what it was told."""
+    """Sends, changes and deletes files by every road until the server is gone; remembers what it was told."""
 
-    def __init__(self, kit):
+    trouble = None
+
+    def __init__(self, kit, seed):
         super().__init__()
         self.kit = kit
-        self.confirmed, self.completed = [], []
-        self.half = []  # names whose completion was never sent
+        self.random = random.Random(seed)
         self.stop = False
+        self.confirmed = []  # start and id of objects
+        self.encrypted = []  # entry and plan
+        self.plain = []      # entry and content
+        self.deleted = []    # ids
+        self.half = []       # names of files whose last request was never sent
+        self.sessions = {}   # name: start, and the position that was answered
+        self.between = []    # id, and the states that a request without an answer may have left
 
     def run(self):
+        roads = [self.encrypted_file] * 3 + [self.plain_file] * 2 + [self.new_version, self.removal]
         try:
             while not self.stop:
-                self.one_file()
+                self.random.choice(roads)()
         except (OSError, http.client.HTTPException):
             pass  # the server is gone
         except Exception as error:  # told by the test, with its text
             self.trouble = error
 
-    trouble = None
+    def answered(self, answer):
+        if answer.status != 200:
+            raise AssertionError(f"a sound request was refused: {answer}")
+        return answer.json
 
-    def one_file(self):
-        body = self.kit.start_body(self.kit.fresh_content(2 * SLICE + 50))
-        plan = self.kit.client.post("/v1/uploads/start", body).json
-        self.half.append(body["fileName"])
+    def send_objects(self, body):
+        plan = self.answered(self.kit.client.post("/v1/uploads/start", body))
         for item in plan["items"]:
             stored = self.kit.stored(item)
-            answer = self.kit.put(self.kit.address(plan, item, stored), stored)
-            if answer.status == 200 and self.kit.confirm(plan, item).status == 200:
-                self.confirmed.append((body, item["objectId"]))
+            self.answered(self.kit.put(self.kit.address(plan, item, stored), stored))
+            self.answered(self.kit.confirm(plan, item))
+            self.confirmed.append((body, item["objectId"]))
+        return plan
+
+    def encrypted_file(self):
+        body = self.kit.start_body(self.kit.fresh_content(2 * SLICE + 50))
+        self.half.append(body["fileName"])
+        plan = self.send_objects(body)
         self.half.remove(body["fileName"])
-        answer = self.kit.complete(self.kit.completion(plan, body))
-        if answer.status == 200:
-            self.completed.append((answer.json, plan))
+        self.encrypted.append((self.answered(self.kit.complete(self.kit.completion(plan, body))), plan))
+
+    def plain_file(self):
+        content = self.kit.fresh_content(3000)
+        start, plan = self.kit.start_server(content)
+        name = start["fileName"]
+        self.half.append(name)
+        for position in (0, 1000):
+            answer = self.answered(self.kit.send_slice(plan["uploadUrl"], content, position, 1000))
+            self.sessions[name] = (start, answer["position"])
+        self.half.remove(name)
+        del self.sessions[name]
+        self.plain.append((self.answered(self.kit.send_slice(plan["uploadUrl"], content, 2000, 1000)), content))
+
+    def new_version(self):
+        if self.encrypted:
+            entry, _ = self.encrypted.pop(0)
+            body = self.kit.start_body(self.kit.fresh_content(SLICE + 9), fileId=entry["id"])
+            self.between.append((entry["id"], {(entry["sha256"], False), (body["sha256"], False)}))
+            plan = self.send_objects(body)
+            self.encrypted.append((self.answered(self.kit.complete(self.kit.completion(plan, body))), plan))
+            self.between.pop()
+
+    def removal(self):
+        if self.plain:
+            entry, _ = self.plain.pop(0)
+            self.between.append((entry["id"], {(entry["sha256"], False), (entry["sha256"], True)}))
+            self.answered(self.kit.client.send("DELETE", f"/v1/files/{entry['id']}"))
+            self.between.pop()
+            self.deleted.append(entry["id"])
 
 
 class Process(CloudCase):
@@ -101,9 +144,9 @@ class Process(CloudCase):
     def test_kills_under_load_lose_nothing_that_was_answered(self):
         print(f"seed {SEED}, {KILLS} kills")
         generator = random.Random(SEED)
-        files = objects = 0
+        counts = dict.fromkeys(("confirmed", "encrypted", "plain", "deleted", "half", "sessions", "between"), 0)
         for _ in range(KILLS):
-            loads = [Load(self.anna) for _ in range(3)]
+            loads = [Load(self.anna, generator.random()) for _ in range(3)]
             for load in loads:
                 load.start()
             time.sleep(generator.uniform(0.2, 1.2))
@@ -117,28 +160,41 @@ class Process(CloudCase):
             self.assert_store_is_named()
             for load in loads:
                 self.assert_kept(load)
-                files += len(load.completed)
-                objects += len(load.confirmed)
-        print(f"{objects} objects confirmed, {files} files completed")
-        self.assertGreater(objects, KILLS)
+                for kind in counts:
+                    counts[kind] += len(getattr(load, kind))
+        print("answered before the kill, or cut off by it:", counts)
+        self.assertGreater(counts["confirmed"], KILLS)
 
     def assert_kept(self, load):
-        for entry, plan in load.completed:
-            self.assertEqual(entry, self.anna.client.get(f"/v1/files/{entry['id']}").json)
+        get = self.anna.client.get
+        for entry, plan in load.encrypted:
+            self.assertEqual(entry, get(f"/v1/files/{entry['id']}").json)
             info = download_info(self.anna, entry)
             for index in (0, len(plan["items"]) - 1):
-                url = fetch_address(self.anna, info, index)["url"]
-                content = self.anna.client.get(url, token="").body
+                content = get(fetch_address(self.anna, info, index)["url"], token="").body
                 self.assertEqual(sha256(self.anna.stored(plan["items"][index])), sha256(content))
-        done = {entry["fileName"] for entry, _ in load.completed}
-        for body, identity in load.confirmed:
-            if body["fileName"] not in done and body["fileName"] in load.half:
-                plan = self.anna.client.post("/v1/uploads/start", body).json
-                status = {item["objectId"]: item["status"] for item in plan["items"]}
-                self.assertTrue(status.get(identity), f"a confirmed object is lost: {identity} of {plan}")
+        for entry, content in load.plain:
+            self.assertEqual(entry, get(f"/v1/files/{entry['id']}").json)
+            self.assertEqual(content, get(f"/v1/files/{entry['id']}/content").body)
+        for identity in load.deleted:
+            self.assertTrue(get(f"/v1/files/{identity}").json["isDeleted"], "a deleted file came back")
+        for identity, states in load.between:
+            entry = get(f"/v1/files/{identity}").json
+            self.assertIn((entry["sha256"], entry["isDeleted"]), states)
+        self.assert_unfinished(load)
+
+    def assert_unfinished(self, load):
         for name in load.half:
             answer = self.anna.client.get(f"/v1/files/find?parentFolder={self.anna.folder}&fileName={name}")
             self.assertEqual(404, answer.status, "a file is visible that nobody completed")
+        for start, position in load.sessions.values():
+            plan = self.anna.client.post("/v1/uploads/start", start).json
+            self.assertGreaterEqual(plan["position"], position, "bytes are lost that the file proxy had taken")
+        for body, identity in load.confirmed:
+            if body["fileName"] in load.half:
+                plan = self.anna.client.post("/v1/uploads/start", body).json
+                status = {item["objectId"]: item["status"] for item in plan["items"]}
+                self.assertTrue(status.get(identity), f"a confirmed object is lost: {identity} of {plan}")
 
     def assert_store_is_named(self):
         """Right after a start, when nobody sends: every file of the store is named by a row, and every row has its file."""
