@@ -5,6 +5,7 @@
 #include "collaborators/cloud/repeats.h"
 #include "collaborators/cloud/text.h"
 #include "interfaces/cloud/file_trans_request.h"
+#include "interfaces/cloud/wire/fields.h"
 
 namespace Drive::Cloud {
 
@@ -21,6 +22,14 @@ HttpAnswer Send(const HttpRequest& request) {
         HttpAnswer answer = Perform(request);
         if (!repeats.Again(answer)) return answer;
     }
+}
+
+/// False when the store tells what it holds now, and that is not what the request said of its body. A store that tells
+/// nothing has checked by itself, or not at all.
+bool IsWhatWasSent(const HttpRequest& request, const HttpAnswer& answer) {
+    const std::string* sent = FindHeader(request.headers, Wire::kObjectDigestHeader);
+    const std::string* held = answer.Header(Wire::kObjectDigestHeader);
+    return sent == nullptr || held == nullptr || EqualsIgnoringCase(*sent, *held);
 }
 
 bool Upload(const std::wstring& url, const WMap& headers, const std::wstring& verb,
@@ -41,12 +50,17 @@ bool Upload(const std::wstring& url, const WMap& headers, const std::wstring& ve
     HttpAnswer answer = Send(request);
     responseHeaders = WideHeaders(answer.headers);
     responseText = std::move(answer.body);
-    const bool stored = answer.failure == HttpFailure::None && answer.status >= 200 && answer.status <= 299;
-    if (!stored) {
+    const bool taken = answer.failure == HttpFailure::None && answer.status >= 200 && answer.status <= 299;
+    if (taken && !IsWhatWasSent(request, answer)) {
+        Log(request.method + " " + AddressForLog(request.url) +
+            ": the digest that the store tells is not the one of the object; it is damaged there, or on its way");
+        return false;
+    }
+    if (!taken) {
         Log(request.method + " " + AddressForLog(request.url) + ": status " + std::to_string(answer.status) +
             (answer.message.empty() ? "" : ", " + answer.message));
     }
-    return stored;
+    return taken;
 }
 
 }  // namespace

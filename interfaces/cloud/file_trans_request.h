@@ -29,7 +29,8 @@ public:
     void receiveDownloadFileCallBackFun(Receiver receiver);
 
     /// One request with exactly this URL, verb, header set and body. `responseHeaders` and `responseText` take the
-    /// store's answer. True: the store accepted the object.
+    /// store's answer. True: the store accepted the object, and where both sides tell a digest (X-Object-Sha256) it is
+    /// the same.
     static bool UploadRequest(const std::wstring& url, WMap headers, const std::wstring& verb,
                               const std::vector<unsigned char>& body, WMap& responseHeaders, std::string& responseText);
 

@@ -1,4 +1,6 @@
 // What is sent again, when, and what is not. The clock is stepped by the pauses.
+#include <ctime>
+
 #include "interfaces/cloud/cloud_drive_interface.h"
 #include "interfaces/cloud/file_trans_request.h"
 #include "tests/contract/cloud/cloud_test.h"
@@ -108,6 +110,30 @@ TEST_F(Repeating, NeverEarlierThanTheServerAsked) {
     EXPECT_TRUE(GetEntry());
     EXPECT_GE(PausedMilliseconds(), 7000);
     EXPECT_LE(PausedMilliseconds(), 7200);
+}
+
+TEST_F(Repeating, AMomentThatTheServerNamesIsWaitedFor) {
+    const auto moment = [](std::time_t ahead) {
+        const std::time_t at = std::time(nullptr) + ahead;
+        std::tm parts{};
+        gmtime_r(&at, &parts);
+        char text[64];
+        std::strftime(text, sizeof text, "%a, %d %b %Y %H:%M:%S GMT", &parts);
+        return std::string(text);
+    };
+    server.AnswerInTurn({Status(503, moment(13)), Entry()});
+    EXPECT_TRUE(GetEntry());
+    EXPECT_GE(PausedMilliseconds(), 1000);  // the time until the answer is read counts too
+    EXPECT_LE(PausedMilliseconds(), 13'200);
+    ForgetPauses();
+    server.AnswerInTurn({Status(503, moment(-3600)), Entry()});
+    EXPECT_TRUE(GetEntry());
+    EXPECT_LE(PausedMilliseconds(), 200) << "a moment that is over";
+    ForgetPauses();
+    server.Forget();
+    server.AnswerAll(Status(503, moment(3600)));
+    EXPECT_FALSE(GetEntry());
+    EXPECT_EQ(1u, server.Requests().size()) << "a moment that is far away";
 }
 
 TEST_F(Repeating, AServerThatAsksForMuchPatienceIsLeftAlone) {

@@ -99,6 +99,23 @@ TEST_F(StoreUpload, GivesTheStoresAnswerBack) {
     EXPECT_EQ(0u, responseHeaders.count(L"old"));
 }
 
+TEST_F(StoreUpload, AnObjectThatTheStoreHoldsWithAnotherDigestIsNotAccepted) {
+    const std::string digest = Sha256("abc");
+    const WMap headers{{L"x-object-sha256", {digest.begin(), digest.end()}}};
+    const auto send = [&](const std::string& held) {
+        Reply reply;
+        if (!held.empty()) reply.headers = {{"X-Object-Sha256", held}};
+        server.AnswerAll(reply);
+        return Send(L"PUT", "abc", headers);
+    };
+    EXPECT_TRUE(send(digest));
+    EXPECT_TRUE(send("BA7816BF8F01CFEA414140DE5DAE2223B00361A396177A9CB410FF61F20015AD"));
+    EXPECT_TRUE(send("")) << "a store that tells nothing has the word of its status";
+    EXPECT_EQ(0u, LogLines());
+    EXPECT_FALSE(send(Sha256("abd")));
+    EXPECT_TRUE(LogHolds("the digest that the store tells is not the one of the object"));
+}
+
 class StoreStatus : public StoreUpload, public testing::WithParamInterface<std::pair<int, bool>> {};
 
 TEST_P(StoreStatus, OnlySuccessMeansAccepted) {
