@@ -1,32 +1,19 @@
 #include "host/commands/mount_command.h"
 
-#include <cstdio>
-
-#include "host/engine/engine_run.h"
-#include "host/module/exit_codes.h"
-#include "host/mount/file_system.h"
-#include "host/mount/mounted_tree.h"
+#include <limits.h>
+#include <stdlib.h>
 
 namespace Drive::Host {
 
-int RunMount(Session& session, const GetOptions& options, const std::string& mountPoint) {
-    MountedTree tree(EngineRun::Wake);
-    FileSystem files(tree, session.visible);
-    GetCommand command(session, options);
-    const int code = command.Serve(
-        tree,
-        [&](std::string& error) {
-            const bool mounted = files.Start(mountPoint, error);
-            if (mounted) {
-                std::printf("mounted on %s\n", Printable(mountPoint).c_str());
-                std::fflush(stdout);
-            }
-            return mounted;
-        },
-        [&files] { return files.Ended(); });
-    tree.End();
-    files.Stop();
-    return code;
+int RunMount(Session& session, const MountOptions& options) {
+    MountOptions full = options;
+    // A full path, as the system's list of mounts has it. One that is cut off cannot be asked, and stays as it was
+    // typed.
+    char place[PATH_MAX];
+    if (realpath(options.mountPoint.c_str(), place) != nullptr) {
+        full.mountPoint = place;
+    }
+    return MountRun(session, full).Run();
 }
 
 }  // namespace Drive::Host

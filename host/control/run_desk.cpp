@@ -18,6 +18,7 @@ namespace Drive::Host {
 namespace {
 
 constexpr auto kPatience = std::chrono::seconds(5);
+constexpr auto kPatienceForReading = std::chrono::minutes(10);  // a large file is read before it is let go
 
 std::string Line(const Json::Value& value) {
     Json::StreamWriterBuilder builder;
@@ -40,13 +41,16 @@ struct RunDesk::Body {
     ProgressFigures figures;
     std::vector<std::string> notes;
     std::optional<std::string> wish;
+    bool wishesEviction = false;
     std::optional<std::string> answer;
 
-    std::string Cancel(const std::string& path) {
+    std::string Ask(const std::string& path, bool evict) {
         std::unique_lock lock(mutex);
         wish = path;
+        wishesEviction = evict;
         answer.reset();
-        changed.wait_for(lock, kPatience, [this] { return answer.has_value(); });
+        changed.wait_for(lock, evict ? std::chrono::seconds(kPatienceForReading) : kPatience,
+                         [this] { return answer.has_value(); });
         wish.reset();
         Json::Value value;
         value["answer"] = answer.value_or("the running command is busy; try again");
@@ -84,7 +88,10 @@ std::string RunDesk::Answer(const std::string& request) {
     if (!reader->parse(request.data(), request.data() + request.size(), &value, nullptr) || !value.isObject()) {
         return "{\"answer\":\"not understood\"}";
     }
-    return value.isMember("cancel") ? body->Cancel(PathOf(value["cancel"])) : body->Progress();
+    if (value.isMember("evict")) {
+        return body->Ask(PathOf(value["evict"]), true);
+    }
+    return value.isMember("cancel") ? body->Ask(PathOf(value["cancel"]), false) : body->Progress();
 }
 
 void RunDesk::Tell(const std::string& command, const ProgressFigures& figures) {
@@ -102,14 +109,15 @@ bool RunDesk::Note(const std::string& text) {
     return fresh;
 }
 
-void RunDesk::Serve(const std::function<std::string(const std::string&)>& decide) {
+void RunDesk::Serve(const Decision& cancel, const Decision& evict) {
     std::unique_lock lock(body->mutex);
     if (!body->wish) {
         return;
     }
     const std::string path = *std::exchange(body->wish, std::nullopt);
+    const Decision& decide = body->wishesEviction ? evict : cancel;
     lock.unlock();
-    std::string answer = decide(path);
+    std::string answer = decide ? decide(path) : "the running command cannot do that; stop it first";
     lock.lock();
     body->answer = std::move(answer);
     body->changed.notify_all();
@@ -118,6 +126,12 @@ void RunDesk::Serve(const std::function<std::string(const std::string&)>& decide
 std::string CancelRequest(const std::string& path) {
     Json::Value value;
     value["cancel"] = JsonPath(path);
+    return Line(value);
+}
+
+std::string EvictRequest(const std::string& path) {
+    Json::Value value;
+    value["evict"] = JsonPath(path);
     return Line(value);
 }
 

@@ -24,8 +24,12 @@ public:
     /// False when it was told already.
     bool Note(const std::string& text);
 
-    /// For the command: takes the pending wish to cancel a path, if any, and answers it with what `decide` says.
-    void Serve(const std::function<std::string(const std::string& path)>& decide);
+    /// What a command says to a wish about a path.
+    using Decision = std::function<std::string(const std::string& path)>;
+
+    /// For the command: takes the pending wish, if any, and answers it with what the decision on its kind says. A
+    /// command that has none for it is told so.
+    void Serve(const Decision& cancel, const Decision& evict = {});
 
 private:
     RunDesk();
@@ -38,6 +42,7 @@ inline constexpr const char* kCancelled = "cancelled";
 
 /// The request lines.
 std::string CancelRequest(const std::string& path);
+std::string EvictRequest(const std::string& path);
 std::string ProgressRequest();
 
 }  // namespace Drive::Host

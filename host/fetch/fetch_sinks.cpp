@@ -6,17 +6,20 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <utility>
 
 namespace Drive::Host {
 namespace {
 
 struct Sink {
-    explicit Sink(int descriptor) : descriptor(descriptor) {}
+    Sink(int descriptor, std::shared_ptr<FetchObserver> observer)
+        : descriptor(descriptor), observer(std::move(observer)) {}
     ~Sink() { close(descriptor); }
     Sink(const Sink&) = delete;
     Sink& operator=(const Sink&) = delete;
 
     const int descriptor;
+    const std::shared_ptr<FetchObserver> observer;
     std::mutex mutex;
     std::int64_t next = -1;  // guarded by mutex
 };
@@ -55,10 +58,10 @@ bool WriteAll(int descriptor, const unsigned char* data, std::int64_t length, st
 
 }  // namespace
 
-void FetchSinks::Open(const std::wstring& path, int descriptor) {
+void FetchSinks::Open(const std::wstring& path, int descriptor, std::shared_ptr<FetchObserver> observer) {
     Table& table = TheTable();
     const std::lock_guard lock(table.mutex);
-    table.sinks[path] = std::make_shared<Sink>(descriptor);
+    table.sinks[path] = std::make_shared<Sink>(descriptor, std::move(observer));
 }
 
 bool FetchSinks::Begin(const std::wstring& path) noexcept {
@@ -70,6 +73,9 @@ bool FetchSinks::Begin(const std::wstring& path) noexcept {
         const std::lock_guard lock(sink->mutex);
         const bool empty = ftruncate(sink->descriptor, 0) == 0;
         sink->next = empty ? 0 : -1;
+        if (empty && sink->observer) {
+            sink->observer->Began();
+        }
         return empty;
     } catch (...) {
         return false;
@@ -88,6 +94,9 @@ bool FetchSinks::Take(const std::wstring& path, std::int64_t offset, const unsig
             return false;
         }
         sink->next += length;
+        if (sink->observer) {
+            sink->observer->Took(offset, data, length);
+        }
         return true;
     } catch (...) {
         return false;

@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <list>
 #include <utility>
 
@@ -37,21 +38,25 @@ constexpr std::int64_t kNoQuestions = 60 * 1000;  // to a cloud that did not ans
 
 }  // namespace
 
-DownloadRun::DownloadRun(Session& session, Placement& placement, const DownloadLimits& limits, Listener settled)
+DownloadRun::DownloadRun(Session& session, Placer& placement, const DownloadLimits& limits, Listener settled)
     : session(session), placement(placement), limits(limits), settled(std::move(settled)) {}
 
 void DownloadRun::Add(const CloudEntry& entry, bool fresh, const std::optional<ProvedFile>& replaces) {
-    jobs.push_back({entry, replaces, fresh});
-    Job& job = jobs.back();
+    Job& job = jobs.emplace_back();
+    job.entry = entry;
+    job.replaces = replaces;
+    job.fresh = fresh;
     byPath[FullPath(job)] = &job;
     byFileId[entry.file.id] = &job;
     bytesAll += entry.file.size;
     ++open;
 }
 
-void DownloadRun::AddOnDemand(const CloudEntry& entry, const std::optional<ProvedFile>& replaces) {
+void DownloadRun::AddOnDemand(const CloudEntry& entry, const std::optional<ProvedFile>& replaces, Watcher watcher) {
     Add(entry, true, replaces);
     jobs.back().onDemand = true;
+    jobs.back().again = limits.alwaysOnDemand;
+    jobs.back().watcher = std::move(watcher);
     asking.push_back(&jobs.back());
     if (running) {
         AskForFetches();
@@ -179,6 +184,14 @@ void DownloadRun::Delay(Job& job) {
 bool DownloadRun::QueueAgain(Job& job) {
     std::string error;
     job.nextTry = 0;
+    if (job.again) {
+        job.onDemand = true;
+        job.asked = 0;
+        asking.push_back(&job);
+        DropDownload(job.entry.file.id);
+        AskForFetches();
+        return true;
+    }
     return session.staging.RemoveFile(job.entry.path, error) && DropDownload(job.entry.file.id) &&
            SQLiteDB::SyncRows::PutFileWithTask(RowOf(job.entry, 21, L""), 1, kTaskPriority);
 }
@@ -271,14 +284,18 @@ bool DownloadRun::AskFor(Job& job) {
         return false;
     }
     Common::MarkPlaceholder(path);  // a file system without such marks does without: nobody sees the staging tree
-    FetchSinks::Open(path, descriptor);
+    if (job.watcher.opened) {
+        job.watcher.opened(session.staging.OpenForReading(job.entry.path));
+    }
+    FetchSinks::Open(path, descriptor, job.watcher.observer);
     FetchQueue::Ask(row);
     return true;
 }
 
 void DownloadRun::AskForFetches() {
-    for (Job* job : asking) {
-        if (job->asked != 0) {
+    const std::vector<Job*> all = asking;
+    for (Job* job : all) {
+        if (job->settled || !job->onDemand || job->asked != 0) {
             continue;
         }
         job->asked = Platform::MonotonicMilliseconds();
@@ -291,7 +308,7 @@ void DownloadRun::AskForFetches() {
 // The engine passes over a fetch in silence when it does not like it.
 void DownloadRun::DropSilentFetches(std::int64_t now) {
     for (Job* job : std::exchange(asking, {})) {
-        if (!job->onDemand || job->settled || FetchSinks::Arrived(FullPath(*job)) >= 0) {
+        if (!job->onDemand || job->settled || job->nextTry != 0 || FetchSinks::Arrived(FullPath(*job)) >= 0) {
             continue;
         }
         if (now - job->asked < kFetchBegins) {
@@ -303,10 +320,13 @@ void DownloadRun::DropSilentFetches(std::int64_t now) {
     }
 }
 
-void DownloadRun::Turn() {
-    for (const EngineEvent& event : EngineRun::Wait(kTickMilliseconds)) {
+void DownloadRun::Take(const std::vector<EngineEvent>& events) {
+    for (const EngineEvent& event : events) {
         Handle(event);
     }
+}
+
+void DownloadRun::Look() {
     const std::int64_t now = Platform::MonotonicMilliseconds();
     const bool idle = EngineRun::RunningDownloads() == 0;
     waitingMilliseconds += idle && open > 0 ? now - lastTick : 0;
@@ -321,6 +341,30 @@ void DownloadRun::Turn() {
     }
     FreeStuck(now);
     DropSilentFetches(now);
+    if (limits.alwaysOnDemand) {
+        ForgetSettled();
+    }
+}
+
+// A run without end must not grow with everything that it ever brought.
+void DownloadRun::ForgetSettled() {
+    for (auto job = jobs.begin(); job != jobs.end();) {
+        const auto mine = [&job](const Job* other) { return other == &*job; };
+        if (!job->settled || std::any_of(asking.begin(), asking.end(), mine) ||
+            std::any_of(delayed.begin(), delayed.end(), mine)) {
+            ++job;
+            continue;
+        }
+        if (const auto known = byPath.find(FullPath(*job)); known != byPath.end() && mine(known->second)) {
+            byPath.erase(known);
+        }
+        if (const auto known = byFileId.find(job->entry.file.id); known != byFileId.end() && mine(known->second)) {
+            byFileId.erase(known);
+        }
+        bytesAll -= job->entry.file.size;
+        bytesDone -= job->entry.file.size;
+        job = jobs.erase(job);
+    }
 }
 
 RunEnd DownloadRun::Run(const std::function<bool()>& tick) {
@@ -329,7 +373,8 @@ RunEnd DownloadRun::Run(const std::function<bool()>& tick) {
     ReadRecords(lastTick, L"21,22,23");
     AskForFetches();
     while (open > 0) {
-        Turn();
+        Take(EngineRun::Wait(kTickMilliseconds));
+        Look();
         if (!tick()) {
             return RunEnd::NoKeys;
         }
@@ -343,13 +388,9 @@ RunEnd DownloadRun::Run(const std::function<bool()>& tick) {
     return RunEnd::AllSettled;
 }
 
-void DownloadRun::Serve(const std::function<void()>& tick, const std::function<bool()>& ended) {
+void DownloadRun::Begin() {
     lastTick = lastSweep = Platform::MonotonicMilliseconds();
     running = true;
-    while (!StopRequested() && !ended()) {
-        Turn();
-        tick();
-    }
 }
 
 // A running download learns of it at its next block; one that waits is dropped at once.

@@ -1,14 +1,16 @@
 #pragma once
 
 #include <cstdint>
-#include <deque>
 #include <functional>
+#include <list>
+#include <memory>
 #include <optional>
 #include <string>
 #include <unordered_map>
 #include <vector>
 
 #include "host/engine/engine_run.h"
+#include "host/fetch/fetch_sinks.h"
 #include "host/get/cloud_tree.h"
 #include "host/get/outcome.h"
 #include "host/get/placement.h"
@@ -19,8 +21,9 @@
 namespace Drive::Host {
 
 struct DownloadLimits {
-    int attempts = 6;           ///< tries of one file in this run
-    std::int64_t deadline = 0;  ///< of the monotonic clock, milliseconds; 0 for none
+    int attempts = 6;             ///< tries of one file in this run
+    bool alwaysOnDemand = false;  ///< a fetch on demand that failed is tried again as one
+    std::int64_t deadline = 0;    ///< of the monotonic clock, milliseconds; 0 for none
 };
 
 /// Why the run ended.
@@ -37,21 +40,32 @@ public:
     /// Hears of each file once, when it is settled.
     using Listener = std::function<void(const CloudEntry&, const Outcome&)>;
 
-    DownloadRun(Session& session, Placement& placement, const DownloadLimits& limits, Listener settled);
+    DownloadRun(Session& session, Placer& placement, const DownloadLimits& limits, Listener settled);
 
     /// Adds a file. `fresh` queues it from the beginning; otherwise its task stands already, with its record.
     void Add(const CloudEntry& entry, bool fresh, const std::optional<ProvedFile>& replaces);
 
-    /// Adds a file that is fetched ahead of everything else. What goes wrong with that is tried again the ordinary way.
-    void AddOnDemand(const CloudEntry& entry, const std::optional<ProvedFile>& replaces);
+    /// Who watches one file being fetched on demand. `opened` gets the staged file, to be read from, at each try; it
+    /// takes the descriptor over.
+    struct Watcher {
+        std::shared_ptr<FetchObserver> observer;
+        std::function<void(int descriptor)> opened;
+    };
+
+    /// Adds a file that is fetched ahead of everything else. What goes wrong with that is tried again the ordinary way,
+    /// unless the limits say otherwise.
+    void AddOnDemand(const CloudEntry& entry, const std::optional<ProvedFile>& replaces, Watcher watcher = {});
 
     bool Empty() const { return jobs.empty(); }
 
     /// Writes the rows of all fresh files. Before the engine starts. False with `error` set.
     bool QueueAll(std::string& error);
 
-    /// Runs until `ended` says so or a signal comes; files may be added by `tick`, on demand.
-    void Serve(const std::function<void()>& tick, const std::function<bool()>& ended);
+    // For who brings files on demand for as long as it pleases: Begin once, then Take what EngineRun::Wait gave, and
+    // Look several times a second. Jobs that are settled are forgotten.
+    void Begin();
+    void Take(const std::vector<EngineEvent>& events);
+    void Look();
 
     /// Runs until every file is settled, the deadline passes, a signal comes, or `tick`, which is called several times
     /// a second, answers false: no keys.
@@ -81,12 +95,13 @@ private:
         int failures = 0;
         std::int64_t nextTry = 0;  ///< of the monotonic clock; 0 while the engine has it
         bool onDemand = false;
+        bool again = false;  ///< to be fetched on demand when it is tried again
+        Watcher watcher;
         bool cancelled = false;
         std::int64_t asked = 0;     ///< when the fetch was asked for; 0 before
         std::int64_t recorded = 0;  ///< bytes that its record promised at the last look
     };
 
-    void Turn();
     void Handle(const EngineEvent& event);
     void Arrived(Job& job);
     void Failed(Job& job, const std::string& why);
@@ -100,15 +115,16 @@ private:
     void AskForFetches();
     bool AskFor(Job& job);
     void DropSilentFetches(std::int64_t now);
+    void ForgetSettled();
     std::wstring FullPath(const Job& job) const;
     void Settle(Job& job, Result result, const std::string& message);
 
     Session& session;
-    Placement& placement;
+    Placer& placement;
     const DownloadLimits limits;
     const Listener settled;
 
-    std::deque<Job> jobs;                           // addresses stay good
+    std::list<Job> jobs;                            // addresses stay good
     std::unordered_map<std::wstring, Job*> byPath;  // full path as the engine writes it
     std::unordered_map<std::wstring, Job*> byFileId;
     std::vector<Job*> delayed;  // those with nextTry set

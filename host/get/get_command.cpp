@@ -179,14 +179,6 @@ void GetCommand::Tell(const CloudEntry& entry, Result result, const std::string&
     } else if (troubles.count(fileId) != 0 && result != Result::Pending) {
         session.records.ForgetTrouble(fileId);
     }
-    if (source != nullptr) {
-        underWay.erase(entry.path);
-        const bool here = !IsTrouble(result) && result != Result::Pending && result != Result::Cancelled;
-        source->Settled(entry.path, here, message);
-        if (here && WasThere(result)) {
-            return;  // each opening of a file that is here already would fill the report
-        }
-    }
     tally.Add(outcome);
     reporter.Entry(outcome);
 }

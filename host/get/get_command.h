@@ -1,6 +1,5 @@
 #pragma once
 
-#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -16,7 +15,6 @@
 #include "host/get/outcome.h"
 #include "host/get/placement.h"
 #include "host/module/session.h"
-#include "host/mount/entry_source.h"
 #include "host/report/progress_meter.h"
 #include "host/report/reporter.h"
 
@@ -48,16 +46,8 @@ public:
     /// that can ask, no more.
     std::optional<int> RunIfNothingNew();
 
-    /// Lists the cloud, calls `begin`, and then brings what `wishes` wants until `ended` says so or a signal comes. An
-    /// exit code.
-    int Serve(EntrySource& wishes, const std::function<bool(std::string&)>& begin, const std::function<bool()>& ended);
-
 private:
     bool NothingNew();
-    void Refresh(const CloudEntry& entry);
-    bool ListFor(EntrySource& wishes);
-    void FollowChanges(EntrySource& wishes);
-    void ServeWishes(EntrySource& wishes);
     int List(std::vector<CloudEntry>& entries);
     void PrepareRows();
     bool Choose(std::vector<CloudEntry>& entries);
@@ -98,11 +88,7 @@ private:
     ProgressMeter meter;
     KeyPatience keys;
     Tally tally;
-    EntrySource* source = nullptr;                       // who is told of settled entries; only while serving
-    std::unordered_map<std::string, CloudEntry> served;  // by path; only while serving
-    std::unordered_set<std::string> underWay;            // paths; only while serving
-    std::int64_t lastAsked = 0;                          // when the cloud was asked for changes
-    std::string cursor;                                  // of the changes after this run's list
+    std::string cursor;  // of the changes after this run's list
 };
 
 }  // namespace Drive::Host

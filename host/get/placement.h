@@ -16,7 +16,17 @@ enum class Shown {
     Failed
 };
 
-class Placement {
+/// Who brings a staged file that proved to its place.
+class Placer {
+public:
+    virtual ~Placer() = default;
+
+    /// `sha256` is what the content was found to be. `message` tells people what there is to tell.
+    virtual Shown Show(const CloudEntry& entry, const std::string& sha256, const std::optional<ProvedFile>& replaces,
+                       std::string& message) = 0;
+};
+
+class Placement : public Placer {
 public:
     Placement(Tree& staging, Tree& visible, HostRecords& records)
         : staging(staging), visible(visible), records(records) {}
@@ -25,7 +35,7 @@ public:
     /// is the proved content that gives way; when it was changed in the meantime it is kept beside, and `message` tells
     /// under which name. Throws std::runtime_error when the record cannot be written.
     Shown Show(const CloudEntry& entry, const std::string& sha256, const std::optional<ProvedFile>& replaces,
-               std::string& message);
+               std::string& message) override;
 
     /// Renames a visible file aside, under a name that tells when. False with `message` set.
     bool MoveAside(const std::string& path, std::string& message);

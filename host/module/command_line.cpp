@@ -9,6 +9,7 @@
 
 #include "host/commands/cancel_command.h"
 #include "host/commands/doctor_command.h"
+#include "host/commands/evict_command.h"
 #include "host/commands/init_command.h"
 #include "host/commands/mount_command.h"
 #include "host/commands/status_command.h"
@@ -37,7 +38,8 @@ struct CommandLine {
     GetOptions get;
     PutOptions put;
     std::string cancelPath;
-    std::string mountPoint;
+    std::vector<std::string> evictPaths;
+    MountOptions mount;
     bool quickVerify = false;
     WatchOptions watch;
     int statusFiles = 20;
@@ -253,18 +255,33 @@ void AddCancel(CLI::App& app, CommandLine& line) {
 }
 
 void AddMount(CLI::App& app, CommandLine& line) {
-    CLI::App* command =
-        app.add_subcommand("mount", "show the cloud as a read-only file system; content comes on opening");
-    command->add_option("DIR", line.mountPoint, "an empty folder")->required();
+    CLI::App* command = app.add_subcommand(
+        "mount", "show the cloud as a file system: content comes when it is read, and what is changed there goes up");
+    MountOptions& mount = line.mount;
+    command->add_option("DIR", mount.mountPoint, "an empty folder")->required();
+    command->add_option("--every", mount.everySeconds, "seconds between two questions to the cloud")
+        ->check(CLI::Range(1, 86400));
+    command->add_option("--attempts", mount.attempts, "tries of one file before its readers get an error")
+        ->check(CLI::Range(1, 1000));
     command->add_option("--downloads", line.counted, "downloads at once")->check(CLI::Range(1, 64));
-    AddReport(*command, line.get.report);
+    command->add_option("--uploads", line.counted, "uploads at once")->check(CLI::Range(1, 64));
+    AddReport(*command, mount.report);
     command->callback([&line] {
         line.chosen = [&line] {
-            line.get.onDemand = true;
             return WithSession(
-                line, {EngineRoot::Staging, false, line.get.report.json}, [](Settings&) {},
-                [&line](Session& session) { return RunMount(session, line.get, line.mountPoint); });
+                line, {EngineRoot::Staging, false, line.mount.report.json}, [](Settings&) {},
+                [&line](Session& session) { return RunMount(session, line.mount); });
         };
+    });
+}
+
+void AddEvict(CLI::App& app, CommandLine& line) {
+    CLI::App* command = app.add_subcommand(
+        "evict", "make placeholders again: the content leaves the root when the cloud has exactly it");
+    command->add_option("PATH", line.evictPaths, "path below the root; a folder with all that is in it")->required();
+    command->add_flag("--json", line.get.report.json, "tell it as a JSON object");
+    command->callback([&line] {
+        line.chosen = [&line] { return RunEvict(line.stateFolder, line.evictPaths, line.get.report.json); };
     });
 }
 
@@ -362,6 +379,7 @@ int RunCommandLine(int argc, char** argv) {
     AddSync(app, line);
     AddWatch(app, line);
     AddMount(app, line);
+    AddEvict(app, line);
     AddDoctor(app, line);
     AddStatus(app, line);
     try {

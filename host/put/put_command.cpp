@@ -35,14 +35,16 @@ PutCommand::PutCommand(Session& session, const PutOptions& options)
       options(options),
       reporter(options.report),
       placement(session.staging, session.visible, session.records),
-      uploads(session, LimitsOf(options, Platform::MonotonicMilliseconds()),
+      uploads(session, session.visible, LimitsOf(options, Platform::MonotonicMilliseconds()),
               {[this](const UploadRun::Job& job, Result result, const std::string& message) {
                    if (result == Result::Uploaded) {
                        ForgetPictures(job.entry);
                    }
                    Tell(job.entry, result, message);
                },
-               [this](const UploadRun::Job& job) { Emptied(job); }, [this](EngineEvent::Kind kind) { Notice(kind); }}),
+               [this](const UploadRun::Job& job) { Emptied(job); },
+               [this](EngineEvent::Kind kind) { Notice(kind); },
+               {}}),
       started(Platform::MonotonicMilliseconds()),
       limits(LimitsOf(options, started)) {}
 

@@ -1,5 +1,6 @@
 #include "host/put/upload_run.h"
 
+#include <algorithm>
 #include <list>
 #include <utility>
 
@@ -62,8 +63,8 @@ bool ForgetTries(const std::wstring& fileId) {
 
 }  // namespace
 
-UploadRun::UploadRun(Session& session, const DownloadLimits& limits, Listener listener)
-    : session(session), limits(limits), listener(std::move(listener)) {}
+UploadRun::UploadRun(Session& session, const Tree& source, const DownloadLimits& limits, Listener listener)
+    : session(session), source(source), limits(limits), listener(std::move(listener)) {}
 
 void UploadRun::Add(const LocalEntry& entry, const Common::FileItem& row, bool fresh) {
     Job job;
@@ -118,7 +119,7 @@ UploadRun::Job* UploadRun::JobAt(const Common::FileItem& row) {
 
 // A file that was written anew with the content that went up is the same file.
 bool UploadRun::StillTheSame(Job& job) {
-    const FileFacts now = session.visible.Look(job.entry.path);
+    const FileFacts now = source.Look(job.entry.path);
     const auto differs = [](const FileFacts& one, const FileFacts& other) {
         return one.kind != other.kind || one.size != other.size || one.changed != other.changed;
     };
@@ -128,8 +129,8 @@ bool UploadRun::StillTheSame(Job& job) {
     if (!touched || now.kind != FileKind::File) {
         return !touched;
     }
-    const std::wstring content = ReadDigest(session.settings.root, job.entry.path, StopRequested);
-    return content == job.row.GetHash() && !differs(session.visible.Look(job.entry.path), now);
+    const std::wstring content = ReadDigest(source.Root(), job.entry.path, StopRequested);
+    return content == job.row.GetHash() && !differs(source.Look(job.entry.path), now);
 }
 
 // The engine has finished. Whether the cloud now shows what is here is asked once, at the end, for all files. Until
@@ -152,17 +153,21 @@ void UploadRun::Uploaded(Job& job) {
     job.sha256 = row.GetHash();
     job.sent = true;
     Close(job);
+    if (listener.sent) {
+        listener.sent(job);
+        job.settled = true;
+    }
 }
 
 std::string UploadRun::Reason(const Job& job, const std::string& otherwise) const {
-    if (const std::string problem = session.visible.ReadProblem(job.entry.path); !problem.empty()) {
+    if (const std::string problem = source.ReadProblem(job.entry.path); !problem.empty()) {
         return problem;
     }
     return spaceFull ? "the space in the cloud is full or too small for it; free some there" : otherwise;
 }
 
 void UploadRun::Failed(Job& job, const std::string& why) {
-    if (session.visible.Look(job.entry.path).kind == FileKind::Absent) {
+    if (source.Look(job.entry.path).kind == FileKind::Absent) {
         return Settle(job, Result::Failed, kVanished);
     }
     if (++job.failures >= limits.attempts) {
@@ -176,7 +181,7 @@ void UploadRun::Failed(Job& job, const std::string& why) {
 
 bool UploadRun::QueueAgain(Job& job) {
     job.nextTry = 0;
-    const FileFacts now = session.visible.Look(job.entry.path);
+    const FileFacts now = source.Look(job.entry.path);
     if (now.kind != FileKind::File) {
         Settle(job, Result::Failed, kVanished);
         return true;
@@ -318,6 +323,51 @@ bool UploadRun::QueueAnew() {
         good = good && (batch.size() < kRowsInBatch || PutBatch(batch));
     }
     return good && PutBatch(batch);
+}
+
+void UploadRun::AddNow(const LocalEntry& entry, const Common::FileItem& row) {
+    Add(entry, row, true);
+    session.records.PutSending(entry.path, {entry.facts.size, entry.facts.changed});
+    if (!SyncRows::PutFileWithTask(row, 2, kTaskPriority)) {
+        Failed(jobs.back(), "it could not be queued");
+    }
+}
+
+void UploadRun::Take(const std::vector<EngineEvent>& events) {
+    for (const EngineEvent& event : events) {
+        Handle(event);
+    }
+}
+
+void UploadRun::Look() {
+    const std::int64_t now = Platform::MonotonicMilliseconds();
+    waitingMilliseconds += open == 0 || AnyRunning() ? 0 : now - lastTick;
+    lastTick = now;
+    FollowMigration(now);
+    if (!migrating) {
+        RetryDue(now);
+    }
+    if (!migrating && open > 0 && now - lastLook >= kLookEvery) {
+        LookAtRows(now);
+    }
+    ForgetSettled();
+}
+
+// A run without end must not grow with everything that it ever sent.
+void UploadRun::ForgetSettled() {
+    for (auto job = jobs.begin(); job != jobs.end();) {
+        if (!job->settled || std::find(delayed.begin(), delayed.end(), &*job) != delayed.end()) {
+            ++job;
+            continue;
+        }
+        const auto known = byPath.find(session.EnginePath(job->entry.parentFolder + job->entry.name));
+        if (known != byPath.end() && known->second == &*job) {
+            byPath.erase(known);
+        }
+        bytesAll -= job->entry.facts.size;
+        bytesDone -= job->entry.facts.size;
+        job = jobs.erase(job);
+    }
 }
 
 RunEnd UploadRun::HowLong(std::int64_t now) const {

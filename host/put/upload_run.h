@@ -1,8 +1,8 @@
 #pragma once
 
 #include <cstdint>
-#include <deque>
 #include <functional>
+#include <list>
 #include <optional>
 #include <string>
 #include <unordered_map>
@@ -42,15 +42,26 @@ public:
         std::function<void(const Job&)> emptied;
         /// Space in the cloud, full or low; or a migration. Called for each message.
         std::function<void(EngineEvent::Kind)> notice;
+        /// May be empty. The engine has sent the file; who hears it asks the cloud, and the job is settled with that.
+        std::function<void(const Job&)> sent;
     };
 
-    UploadRun(Session& session, const DownloadLimits& limits, Listener listener);
+    /// `source` is the tree that the entries stand in.
+    UploadRun(Session& session, const Tree& source, const DownloadLimits& limits, Listener listener);
 
     void Add(const LocalEntry& entry, const Common::FileItem& row, bool fresh);
     bool Empty() const { return jobs.empty(); }
 
     /// Writes the rows and tasks of all fresh files. Before the engine starts. False with `error` set.
     bool QueueAll(std::string& error);
+
+    // For who sends files for as long as it pleases: AddNow while the engine runs, Take what EngineRun::Wait gave, and
+    // Look several times a second. Jobs that are settled are forgotten.
+
+    /// Adds a file and queues it. What cannot be written is tried again as a failed try is.
+    void AddNow(const LocalEntry& entry, const Common::FileItem& row);
+    void Take(const std::vector<EngineEvent>& events);
+    void Look();
 
     /// Runs until every file is settled, the deadline passes, a signal comes, the cloud is still being moved at the
     /// last try, or `tick`, which is called several times a second, answers false: no keys.
@@ -89,10 +100,13 @@ private:
     bool QueueAnew();
     Job* JobAt(const Common::FileItem& row);
 
+    void ForgetSettled();
+
     Session& session;
+    const Tree& source;
     const DownloadLimits limits;
     const Listener listener;
-    std::deque<Job> jobs;                           // addresses stay good
+    std::list<Job> jobs;                            // addresses stay good
     std::unordered_map<std::wstring, Job*> byPath;  // full path as the engine writes it
     std::vector<Job*> delayed;                      // those with nextTry set
     std::int64_t bytesAll = 0;

@@ -59,6 +59,7 @@ std::vector<Field> Fields(Settings& s) {
             NumberField<std::int64_t>("space", "low_bytes", s.spaceLowBytes, 0),
             NumberField<std::int64_t>("space", "check_seconds", s.spaceCheckSeconds, 0),
             NumberField("space", "messages", s.spaceMessages, 0),
+            TextField("mount", "nohydrate", s.noHydrate),
             TextField("log", "level", s.logLevel)};
 }
 

@@ -32,6 +32,9 @@ struct Settings {
     std::int64_t spaceCheckSeconds = 3600;
     int spaceMessages = 3;
 
+    /// Programs that may not bring content by reading a mount, beside the indexers and thumbnailers that are known.
+    std::string noHydrate;
+
     std::string logLevel = "trace";  ///< trace, debug, error or off
 };
 
