@@ -84,6 +84,21 @@ class Recover(Case):
         for path in extracted:
             self.assertEqual(b"\xff\xd8\xff", path.read_bytes()[:3], f"{path.name} is a JPEG picture")
 
+    def runs_in_the_store(self, root):
+        """Names of the files of which sixteen bytes in a row stand somewhere in the cloud's folder."""
+        names = {}
+        for path in root.rglob("*"):
+            content = path.read_bytes() if path.is_file() else b""
+            names.update({content[at:at + 16]: path.name for at in range(len(content) - 15)})
+        kept = [path.read_bytes() for path in self.cloud.folder.rglob("*") if path.is_file()]
+        return {names[found] for text in kept for at in range(len(text) - 15) if (found := text[at:at + 16]) in names}
+
+    def test_no_sixteen_bytes_in_a_row_of_what_was_sent_stand_in_the_store(self):
+        root = self.upload()
+        self.assertEqual(set(), self.runs_in_the_store(root))
+        self.recover()
+        self.assert_same_tree(root, self.work / "out")
+
     def test_plain_files_come_back_too_and_each_user_gets_their_own(self):
         self.cloud.add_user("bob")
         source = self.work / "source"
@@ -91,6 +106,7 @@ class Recover(Case):
         self.cloud.import_tree(source, user="bob")
         self.recover(user="bob")
         self.assert_same_tree(source, self.work / "out")
+        self.assertIn("17.bin", self.runs_in_the_store(source), "what is held plain is found by such a search")
         self.recover(user="anna", out="other")
         self.assertEqual({}, tree(self.work / "other"))
         nobody = self.recover(user="eve", out="third", expect=1)

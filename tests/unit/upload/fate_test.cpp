@@ -4,6 +4,7 @@
 #include <functional>
 #include <string>
 
+#include "interfaces/common/drive_functions.h"
 #include "interfaces/common/encrypt_helper.h"
 #include "interfaces/common/globals.h"
 #include "interfaces/platform/file_calls.h"
@@ -335,6 +336,44 @@ TEST_F(UploadFate, OfAFileThatBecomesUnreadableAtEachMoment) {
         Expect(BecomesUnreadable, static_cast<Moment>(moment), endings[moment]);
     }
     EXPECT_EQ(completed, Moments);
+}
+
+// UP-FATE-10
+TEST_F(UploadFate, OfAFileWhoseKeyIsAnotherWhenTheUploadGoesOn) {
+    Prepare();
+    WatchMoments(BehindTheGate, [this] { Meet(Changes); });
+    // The key follows from the content, and the cloud makes a plan for one key, as the item tells it.
+    common.getFileHmac.Always([this](const std::wstring&) { return Sha256(world.ReadFile(L"a.bin")); });
+    std::vector<std::string> keys;
+    cloud.objectsUploadStart.Before([&](Common::FileItem& item, auto&&...) {
+        if (keys.empty() || keys.back() != item.GetFileHMAC()) ++cloud.planVersion;
+        keys.push_back(item.GetFileHMAC());
+    });
+    std::string content;
+    cloud.filesCreateComplete.Before([&](const Common::FileItem& file, const std::wstring&,
+                                         Common::CreateUpdateRequestModel& model, WMap&) {
+        const auto half = [&](std::size_t at) {
+            Bytes bytes(16);
+            HexstrToByte(file.GetFileHMAC().substr(at, 32), bytes.data(), 32);
+            return bytes;
+        };
+        for (const std::wstring& id : model.GetObjectInfoList().front().objectIds) {
+            Bytes plain;
+            EXPECT_TRUE(EncryptHelper::AES_128_CBC_Decrypt(half(0), half(32), cloud.objects[id], plain)) << Narrow(id);
+            content.append(plain.begin(), plain.end());
+        }
+    });
+    cloud.uploadRequest.NextDefault();
+    cloud.uploadRequest.Next([](auto&&...) { return false; });
+    Run(L"Local-1");
+    EXPECT_EQ(Marks(), "100") << "one object has gone up under the key of the old content";
+    Run(L"Local-1");
+    ASSERT_EQ(keys.size(), 2u);
+    EXPECT_EQ(keys[0], Sha256(original)) << "formed before the edit";
+    EXPECT_EQ(keys[1], Sha256(world.ReadFile(L"a.bin")));
+    EXPECT_EQ(cloud.uploadRequest.Calls(), 2 + 3) << "the new plan is taken whole: all objects go up again";
+    EXPECT_EQ(content, world.ReadFile(L"a.bin"));
+    EXPECT_EQ(world.Row(L"cloud-1").GetFileStatus(), 1);
 }
 
 // UP-FATE-07, UP-FATE-05, UP-FATE-06
