@@ -56,6 +56,22 @@ TEST_F(ServerRoads, AnEmptyUploadUrlIsHandedOnAndTheAttemptFails) {
     EXPECT_EQ(cloud.fileproxyUpload.Calls(), 2);
 }
 
+// SUP-DISP-09
+TEST_F(ServerRoads, TheSchemeOfTheUploadUrlIsNotLookedAt) {
+    for (const std::size_t size : {std::size_t{7}, kLarge}) {
+        GiveFile(size);
+        cloud.objectsUploadStart.AlwaysReturns(std::string(R"({"uploadType":"server","uploadUrl":"odd+scheme:x y"})"));
+        const int before = cloud.fileproxyUpload.Calls();
+        cloud.fileproxyUpload.Next([](const std::wstring& url, const std::wstring&, Proxied, const std::string&,
+                                      const std::string&, WMap, WMap&) {
+            EXPECT_EQ(url, L"odd+scheme:x y");
+            return false;
+        });
+        Run(L"Local-1");
+        EXPECT_EQ(cloud.fileproxyUpload.Calls(), before + 1);
+    }
+}
+
 // SUP-DISP-08
 TEST_F(ServerRoads, ASmallFileGoesWholeAlsoWhenTheCloudNamesAResumeUrl) {
     GiveFile(7);

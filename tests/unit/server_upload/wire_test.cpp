@@ -62,6 +62,8 @@ TEST_F(OnTheWire, AMultipartUploadArrivesByteForByteInTheRequiredForm) {
         const std::string bytes = std::string("\0\r\n--x\xff", 7) + Content(5000);
         EXPECT_TRUE(Send(id, bytes));
         const SeenRequest seen = server.Last();
+        EXPECT_EQ(seen.method, id == std::wstring(L"Local-1") ? "POST" : "PATCH") << "a new file, or a new version";
+        EXPECT_EQ(seen.target, "/proxy/s1?uploadType=multipart");
         const std::string type = seen.Header("Content-Type");
         const std::string head = "multipart/related;boundary=";
         ASSERT_EQ(type.substr(0, head.size()), head);
@@ -76,7 +78,6 @@ TEST_F(OnTheWire, AMultipartUploadArrivesByteForByteInTheRequiredForm) {
         EXPECT_EQ(seen.Header("Cache-Control"), "no-cache");
         EXPECT_EQ(seen.Header("Content-Length"), std::to_string(seen.body.size()));
         EXPECT_EQ(seen.CountHeader("Content-Type"), 1);
-        EXPECT_EQ(seen.target.rfind("/proxy/s1", 0), 0u);
     }
 }
 
@@ -93,6 +94,8 @@ TEST_F(OnTheWire, AResumableUploadArrivesByteForByteInTheRequiredForm) {
     EXPECT_TRUE(Send(L"Local-1", bytes));
     const std::vector<SeenRequest> seen = server.Requests();
     ASSERT_EQ(seen.size(), 4u);
+    EXPECT_EQ(seen[0].method, "POST");
+    EXPECT_EQ(seen[0].target, "/proxy/s1?uploadType=resume");
     EXPECT_EQ(seen[0].body, kMetadata);
     EXPECT_NE(seen[0].head.find("\r\nX-Upload-Content-Typ: text/plain\r\n"), std::string::npos) << seen[0].head;
     EXPECT_EQ(seen[0].CountHeader("X-Upload-Content-Type"), 0);
@@ -104,6 +107,7 @@ TEST_F(OnTheWire, AResumableUploadArrivesByteForByteInTheRequiredForm) {
                                   "bytes 10485760-2/10485763"};
     std::string sent;
     for (std::size_t i = 1; i < seen.size(); ++i) {
+        EXPECT_EQ(seen[i].method, "PUT");
         EXPECT_EQ(seen[i].target, "/proxy/r1");
         EXPECT_EQ(seen[i].Header("Content-Range"), ranges[i - 1]);
         EXPECT_EQ(seen[i].Header("Content-Length"), std::to_string(seen[i].body.size()));
@@ -113,6 +117,12 @@ TEST_F(OnTheWire, AResumableUploadArrivesByteForByteInTheRequiredForm) {
     }
     EXPECT_EQ(sent == bytes, true);
     EXPECT_EQ(result[L"id"], L"cloud-1");
+
+    EXPECT_TRUE(Send(L"file-1", bytes));
+    const SeenRequest opening = server.Requests().at(4);
+    EXPECT_EQ(opening.method, "PATCH") << "a new version";
+    EXPECT_EQ(opening.target, "/proxy/s1?uploadType=resume");
+    EXPECT_EQ(opening.body, kMetadata);
 }
 
 }  // namespace

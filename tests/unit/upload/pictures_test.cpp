@@ -9,6 +9,7 @@
 #include "interfaces/common/globals.h"
 #include "interfaces/platform/native_path.h"
 #include "tests/unit/upload/upload_bench.h"
+#include "upload/picture_paths.h"
 #include "upload/upload_task_manager.h"
 
 namespace Drive::Testing {
@@ -79,6 +80,25 @@ TEST_F(UploadPictures, AreMadeInOrderBeforeTheStart) {
                  "cloud ObjectsUploadStart(Local-1, " + Sha256(Content(100)) + ", )"}))
         << Tidy(Journal::Dump());
     EXPECT_EQ(world.Row(L"cloud-1").GetAttachmentSize(), (std::vector<int>{20, 40}));
+}
+
+// UP-PIC-30
+TEST(PicturePaths, HaveTheSeparatorsThatTheFoldersLack) {
+    Common::FileItem file;
+    file.SetLocalFileName(L"a.png");
+    for (const wchar_t* parent : {L"b\\c", L"b\\c\\"}) {
+        file.SetLocalParentFolder(parent);
+        for (const wchar_t* end : {L"", L"\\"}) {
+            const auto paths =
+                TransferService::PicturePathsOf(file, std::wstring(L"small") + end, std::wstring(L"large") + end);
+            EXPECT_EQ(paths.smallFolder, L"small\\b\\c\\");
+            EXPECT_EQ(paths.largeFolder, L"large\\b\\c\\");
+            EXPECT_EQ(paths.small, L"small\\b\\c\\a.png.jpg");
+            EXPECT_EQ(paths.large, L"large\\b\\c\\a.png.jpg");
+        }
+    }
+    file.SetLocalParentFolder(L"");
+    EXPECT_EQ(TransferService::PicturePathsOf(file, L"small", L"large").small, L"small\\a.png.jpg");
 }
 
 // UP-PIC-12, UP-PIC-13
