@@ -42,6 +42,7 @@ bool Fails(Script& script, std::size_t& length) {
 
 extern "C" {
 
+ssize_t __real_read(int file, void* data, std::size_t length);
 ssize_t __real_pread(int file, void* data, std::size_t length, off_t offset);
 ssize_t __real_pwrite(int file, const void* data, std::size_t length, off_t offset);
 int __real_fdatasync(int file);
@@ -54,6 +55,13 @@ long __real_syscall(long number, ...);
 
 ssize_t __wrap_getrandom(void* buffer, std::size_t length, unsigned flags) {
     return Fails(CurrentFaults().getrandom, length) ? -1 : __real_getrandom(buffer, length, flags);
+}
+
+ssize_t __wrap_read(int file, void* data, std::size_t length) {
+    if (CurrentFaults().beforeRead) {
+        CurrentFaults().beforeRead();
+    }
+    return Fails(CurrentFaults().read, length) ? -1 : __real_read(file, data, length);
 }
 
 ssize_t __wrap_pread(int file, void* data, std::size_t length, off_t offset) {

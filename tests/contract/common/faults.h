@@ -14,6 +14,7 @@ namespace Drive::Common::Trial {
 using Script = std::deque<int>;
 
 struct Faults {
+    Script read;
     Script pread;
     Script pwrite;
     Script fdatasync;
@@ -23,7 +24,7 @@ struct Faults {
     int openat2Error = 0;
     std::int64_t wallClockAhead = 0;   ///< seconds
     long fileSystem = 0;               ///< told instead of the real one
-    std::function<void()> beforeRead;  ///< called before each pread
+    std::function<void()> beforeRead;  ///< called before each read and pread
     std::vector<std::string> journal;  ///< the calls that were made, by name
 
     std::size_t Count(const std::string& call) const;

@@ -1,4 +1,5 @@
 #include "interfaces/common/file_helper.h"
+#include "interfaces/logging/log_settings.h"
 #include "tests/contract/common/test_folders.h"
 
 namespace Drive::Common {
@@ -97,6 +98,19 @@ TEST_P(Removal, OfALinkLeavesItsTarget) {
     GetParam()(InRoot(L"link"));
     EXPECT_FALSE(fs::is_symlink(base / "root/link"));
     EXPECT_TRUE(fs::exists(base / "outside/f"));
+}
+
+// COM-FOLDER-11
+TEST_P(Removal, ThatFailsIsLoggedWithTheName) {
+    std::vector<std::string> errors;
+    Logging::SetTextSink([&errors](const Logging::TextRecord& record) { errors.push_back(record.text); });
+    fs::create_directory(base / "root/folder");
+    GetParam()(InRoot(L"folder"));
+    GetParam()(InRoot(L"absent"));
+    Logging::SetTextSink({});
+    ASSERT_EQ(errors.size(), 1u);
+    EXPECT_NE(errors[0].find("could not remove"), std::string::npos) << errors[0];
+    EXPECT_NE(errors[0].find("folder"), std::string::npos) << errors[0];
 }
 
 }  // namespace

@@ -139,6 +139,12 @@ TEST_F(Presence, AbsentFileIsNoPlaceholderAndCannotBecomeOne) {
     EXPECT_FALSE(ClearPlaceholder(InRoot(L"absent")));
 }
 
+// COM-PRESENCE-14
+TEST_F(Presence, NoPlaceholderCanBeMadeWhereFilesKeepNoMarks) {
+    EXPECT_FALSE(MarkPlaceholder(L"\\proc\\self\\status"));
+    EXPECT_FALSE(FileHepler::IsPlaceholder(L"\\proc\\self\\status"));
+}
+
 }  // namespace
 
 }  // namespace Drive::Common
