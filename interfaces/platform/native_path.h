@@ -6,8 +6,8 @@
 
 /// The one place where a path of the engine becomes a path of the operating system. Any thread, no state.
 ///
-/// The engine, the database and the cloud use backslash as separator. A name of this system may itself hold a
-/// backslash: inside the engine that character is U+F05C. A name that really holds U+F05C is carried as its three
+/// The engine, the database and the cloud use backslash as separator. Where a name of the system may itself hold a
+/// backslash, that character is U+F05C in the engine. A name that really holds U+F05C is carried as its three
 /// undecodable bytes (U+DCEF U+DC81 U+DC9C), so that both round-trip.
 namespace Drive::Platform {
 
@@ -22,14 +22,16 @@ ZELKOR_API std::wstring EngineName(const std::string& nativeName);
 /// and a trailing one are kept.
 ZELKOR_API std::wstring EnginePath(const std::string& nativePath);
 
-/// True when `name` may stand as one component: not empty, not "." or "..", without separator and NUL.
+/// True when `name` may stand as one component: not empty, not "." or "..", without separator and NUL. On the home
+/// platform also without what that system takes for something else: streams, patterns, devices, a point or blank at the
+/// end.
 ZELKOR_API bool IsSafeName(const std::wstring& name);
 
 /// True when `relativePath` consists of safe names only (one trailing separator is allowed).
 ZELKOR_API bool IsSafeRelativePath(const std::wstring& relativePath);
 
-/// The user's local application data folder, following the XDG rules, without a closing separator; empty when
-/// neither XDG_DATA_HOME nor a home folder is known.
+/// The user's local application data folder, without a closing separator; empty when none is known. It follows the XDG
+/// rules (XDG_DATA_HOME, else below the home folder); on the home platform it is the system's known folder.
 ZELKOR_API std::wstring LocalAppDataFolder();
 
 }  // namespace Drive::Platform

@@ -38,6 +38,11 @@ bool IsSameFile(const BY_HANDLE_FILE_INFORMATION& one, const BY_HANDLE_FILE_INFO
            one.nFileIndexLow == other.nFileIndexLow;
 }
 
+/// A folder, or a file that its owner protects: the calls that replace do not all refuse these.
+bool MustStay(const BY_HANDLE_FILE_INFORMATION& target) {
+    return (target.dwFileAttributes & (FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_READONLY)) != 0;
+}
+
 /// A copy of the source beside the target; removed again unless it became the target.
 class Neighbour {
 public:
@@ -45,8 +50,10 @@ public:
         for (int attempt = 0; attempt < kNameAttempts && !made; ++attempt) {
             path = NameBeside(target, L".zelkor-copy-");
             made = ::CopyFileW(from.c_str(), path.c_str(), TRUE) != 0;
-            // Left over from a process that had this number before.
-            if (!made && ::GetLastError() != ERROR_FILE_EXISTS) break;
+            // A name that is taken was left over by a process that had this number before.
+            if (made || ::GetLastError() == ERROR_FILE_EXISTS) continue;
+            ::DeleteFileW(path.c_str());
+            break;
         }
         if (made) attributes = ::GetFileAttributesW(path.c_str());
         // A copy that is read-only like its source could be neither flushed nor removed.
@@ -99,7 +106,7 @@ bool Copy(const std::wstring& from, const std::wstring& to, bool failIfExists) {
     if (from.empty() || to.empty()) return false;
     BY_HANDLE_FILE_INFORMATION source{}, target{};
     if (!Describe(from, source) || (source.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0) return false;
-    if (Describe(to, target) && IsSameFile(source, target)) return false;
+    if (Describe(to, target) && (IsSameFile(source, target) || MustStay(target))) return false;
     if (failIfExists && IsThere(to)) return false;
 
     Neighbour copy(from, to);

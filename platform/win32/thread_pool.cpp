@@ -53,9 +53,8 @@ bool Launched(Routine routine, void* argument, Launch launch) {
 }  // namespace
 
 BOOL QueueUserWorkItem(WorkItem routine, void* argument, ULONG flags) {
-    // A worker may block for hours. The system's pool then takes a new thread at once instead of waiting for one that
-    // becomes idle, and its own bound of 500 threads is raised to the highest that it takes.
-    ULONG wanted = flags | WT_EXECUTELONGFUNCTION;
+    // The system's pool stops at 500 threads unless it is told otherwise.
+    ULONG wanted = flags;
     WT_SET_MAX_THREADPOOL_THREADS(wanted, kMostThreads);
     return Launched(routine, argument, [wanted](LPTHREAD_START_ROUTINE body, void* start) {
         return ::QueueUserWorkItem(body, start, wanted) != 0;

@@ -1,28 +1,13 @@
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 
 #include <atomic>
 #include <filesystem>
 #include <thread>
 
 #include "interfaces/platform/file_calls.h"
-#include "tests/contract/platform/file_limits.h"
-#include "tests/contract/platform/temporary_folder.h"
+#include "tests/contract/platform/copy_files.h"
 
 namespace Drive::Platform {
-
-namespace {
-
-class CopyFiles : public ::testing::Test {
-protected:
-    bool Copy(const std::string& from, const std::string& to, bool failIfExists = false) {
-        return CopyFileW(folder.Engine(from).c_str(), folder.Engine(to).c_str(), failIfExists ? 1 : 0) != 0;
-    }
-
-    Testing::TemporaryFolder folder;
-};
-
-}  // namespace
 
 // PLAT-COPY-01
 TEST_F(CopyFiles, CopyTheContentToANewName) {
@@ -79,12 +64,6 @@ TEST_F(CopyFiles, AFolderIsNoSource) {
     EXPECT_EQ(folder.CountEntries(), 1u);
 }
 
-// PLAT-COPY-07
-TEST_F(CopyFiles, ADeviceIsNoSource) {
-    EXPECT_FALSE(CopyFileW(L"\\dev\\null", folder.Engine("to").c_str(), 0));
-    EXPECT_EQ(folder.CountEntries(), 0u);
-}
-
 // PLAT-COPY-08
 TEST_F(CopyFiles, OfManyWhoRefuseAnExistingTargetExactlyOneGetsTheName) {
     folder.Put("from", std::string(200'000, 'n'));
@@ -115,19 +94,6 @@ TEST_F(CopyFiles, AMissingTargetFolderIsAFailure) {
     folder.Put("from", "content");
     EXPECT_FALSE(Copy("from", "absent/to"));
     EXPECT_EQ(folder.CountEntries(), 1u);
-}
-
-// PLAT-COPY-11
-TEST_F(CopyFiles, WithoutRoomTheTargetIsAsItWas) {
-    folder.Put("from", std::string(3u << 20, 'n'));
-    folder.Put("to", "old");
-    {
-        const Testing::FileSizeLimit limit(1u << 20);
-        EXPECT_FALSE(Copy("from", "to"));
-        EXPECT_FALSE(Copy("from", "new"));
-    }
-    EXPECT_EQ(folder.Get("to"), "old");
-    EXPECT_EQ(folder.CountEntries(), 2u);
 }
 
 // PLAT-COPY-12
@@ -173,7 +139,13 @@ TEST_F(CopyFiles, ANameOfTheLongestLengthIsNoObstacle) {
     folder.Put("from", "content");
     const std::string longest(255, 'n');
     EXPECT_TRUE(Copy("from", longest));
-    EXPECT_EQ(folder.Get(longest), "content");
+    // Read through the contract: elsewhere the path may be too long for others.
+    const HANDLE copy =
+        CreateFileW(folder.Engine(longest).c_str(), kGenericRead, 7, nullptr, kOpenExisting, 0, nullptr);
+    char content[8] = {};
+    EXPECT_EQ(ReadAt(copy, 0, content, 8), 7);
+    EXPECT_STREQ(content, "content");
+    EXPECT_TRUE(CloseHandle(copy));
 }
 
 }  // namespace Drive::Platform

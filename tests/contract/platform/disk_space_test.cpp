@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
-#include <sys/statvfs.h>
+
+#include <filesystem>
 
 #include "interfaces/platform/file_calls.h"
 #include "tests/contract/platform/temporary_folder.h"
@@ -9,16 +10,14 @@ namespace Drive::Platform {
 // PLAT-SPACE-01
 TEST(DiskSpace, TellsTheThreeCountsOfTheVolume) {
     const Testing::TemporaryFolder folder;
-    struct statvfs volume {};
-    ASSERT_EQ(::statvfs(folder.Native(".").c_str(), &volume), 0);
+    const std::filesystem::space_info volume = std::filesystem::space(folder.Native("."));
     DiskBytes forCaller = 0, total = 0, free = 0;
     ASSERT_TRUE(GetDiskFreeSpaceExW(folder.Engine(".").c_str(), &forCaller, &total, &free));
-    EXPECT_EQ(total, static_cast<DiskBytes>(volume.f_blocks) * volume.f_frsize);
+    EXPECT_EQ(total, volume.capacity);
     EXPECT_LE(forCaller, free);
     EXPECT_LE(free, total);
     // Others write to the volume meanwhile.
-    const auto told = static_cast<double>(static_cast<DiskBytes>(volume.f_bfree) * volume.f_frsize);
-    EXPECT_NEAR(static_cast<double>(free), told, 1e9);
+    EXPECT_NEAR(static_cast<double>(free), static_cast<double>(volume.free), 1e9);
 }
 
 // PLAT-SPACE-02

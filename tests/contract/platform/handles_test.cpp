@@ -1,37 +1,14 @@
-#include <fcntl.h>
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <cstdint>
-#include <filesystem>
-#include <set>
 #include <thread>
 #include <vector>
 
 #include "interfaces/platform/file_calls.h"
-#include "tests/contract/platform/temporary_folder.h"
+#include "tests/contract/platform/handles.h"
 
 namespace Drive::Platform {
-
-namespace {
-
-class Handles : public ::testing::Test {
-protected:
-    Handles() { folder.Put("file", "content"); }
-
-    HANDLE Open() {
-        return CreateFileW(folder.Engine("file").c_str(), kGenericRead, 1, nullptr, kOpenExisting, 0, nullptr);
-    }
-
-    Testing::TemporaryFolder folder;
-};
-
-std::size_t CountDescriptors() {
-    return static_cast<std::size_t>(
-        std::distance(std::filesystem::directory_iterator("/proc/self/fd"), std::filesystem::directory_iterator()));
-}
-
-}  // namespace
 
 // PLAT-HANDLE-01
 TEST_F(Handles, NoneAndTheInvalidValueCannotBeClosed) {
@@ -90,25 +67,6 @@ TEST_F(Handles, AreCountedWhileOpen) {
     EXPECT_EQ(OpenHandleCount(), before);
 }
 
-// PLAT-HANDLE-07
-TEST_F(Handles, ClosingGivesTheDescriptorBack) {
-    const std::size_t before = CountDescriptors();
-    for (int count = 0; count < 50; ++count) CloseHandle(Open());
-    EXPECT_EQ(CountDescriptors(), before);
-}
-
-// PLAT-HANDLE-08
-TEST_F(Handles, DoNotReachAChildProcess) {
-    const HANDLE handle = Open();
-    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
-        std::error_code gone;
-        if (std::filesystem::read_symlink(entry.path(), gone) != folder.Native("file")) continue;
-        const int flags = ::fcntl(std::stoi(entry.path().filename().string()), F_GETFD);
-        EXPECT_NE(flags & FD_CLOEXEC, 0);
-    }
-    CloseHandle(handle);
-}
-
 // PLAT-HANDLE-09
 TEST_F(Handles, AHandleClosedUnderAReaderNeverReadsAnotherFile) {
     folder.Put("other", "OTHER!!");
@@ -123,7 +81,7 @@ TEST_F(Handles, AHandleClosedUnderAReaderNeverReadsAnotherFile) {
             }
         }
     });
-    for (int round = 0; round < 2000; ++round) {
+    for (int round = 0; round < 500; ++round) {
         CloseHandle(shared);
         // Takes the descriptor that has just become free.
         const HANDLE other =

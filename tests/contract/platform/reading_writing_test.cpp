@@ -1,33 +1,12 @@
 #include <gtest/gtest.h>
 
-#include <filesystem>
 #include <limits>
 #include <string>
 
 #include "interfaces/platform/file_calls.h"
-#include "tests/contract/platform/file_limits.h"
-#include "tests/contract/platform/temporary_folder.h"
+#include "tests/contract/platform/reading_writing.h"
 
 namespace Drive::Platform {
-
-namespace {
-
-class ReadingWriting : public ::testing::Test {
-protected:
-    ~ReadingWriting() override { CloseHandle(handle); }
-
-    HANDLE OpenWith(const std::string& content) {
-        folder.Put("file", content);
-        handle = CreateFileW(folder.Engine("file").c_str(), kGenericRead | kGenericWrite, 7, nullptr, kOpenExisting,
-                             kFileFlagOverlapped, nullptr);
-        return handle;
-    }
-
-    Testing::TemporaryFolder folder;
-    HANDLE handle = nullptr;
-};
-
-}  // namespace
 
 // PLAT-IO-01
 TEST_F(ReadingWriting, ReadsTheBytesAtTheOffset) {
@@ -127,21 +106,6 @@ TEST_F(ReadingWriting, FailsWithoutAHandle) {
     }
 }
 
-// PLAT-IO-11
-TEST_F(ReadingWriting, ABlockThatFitsOnlyPartlyIsAFailure) {
-    OpenWith("");
-    const std::string block(6000, 'x');
-    const Testing::FileSizeLimit limit(4096);
-    EXPECT_FALSE(WriteAt(handle, 0, block.data(), block.size()));
-}
-
-// PLAT-IO-12
-TEST_F(ReadingWriting, AFullDiskIsAFailure) {
-    handle = CreateFileW(L"\\dev\\full", kGenericWrite, 7, nullptr, kOpenExisting, 0, nullptr);
-    ASSERT_TRUE(IsOpenHandle(handle));
-    EXPECT_FALSE(WriteAt(handle, 0, "x", 1));
-}
-
 // PLAT-IO-13
 TEST_F(ReadingWriting, WhatWasWrittenCanBeSynced) {
     OpenWith("");
@@ -149,22 +113,6 @@ TEST_F(ReadingWriting, WhatWasWrittenCanBeSynced) {
     EXPECT_TRUE(SyncToDisk(handle));
     EXPECT_TRUE(WriteAt(handle, 1, "y", 1));
     EXPECT_TRUE(SyncToDisk(handle));
-}
-
-// PLAT-IO-14
-TEST_F(ReadingWriting, WhatWasWrittenCanBeSyncedAlthoughItsFolderMoved) {
-    std::filesystem::create_directory(folder.Native("before"));
-    handle =
-        CreateFileW((folder.Engine("before") + L"\\file").c_str(), kGenericWrite, 7, nullptr, kOpenAlways, 0, nullptr);
-    std::filesystem::rename(folder.Native("before"), folder.Native("after"));
-    EXPECT_TRUE(WriteAt(handle, 0, "x", 1));
-    EXPECT_TRUE(SyncToDisk(handle));
-}
-
-// PLAT-IO-15
-TEST_F(ReadingWriting, SyncIsFalseWhereNothingCanBeSworn) {
-    handle = CreateFileW(L"\\dev\\full", kGenericWrite, 7, nullptr, kOpenExisting, 0, nullptr);
-    EXPECT_FALSE(SyncToDisk(handle));
 }
 
 }  // namespace Drive::Platform

@@ -1,11 +1,9 @@
 #pragma once
 
-#include <stdlib.h>
-
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <stdexcept>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -17,9 +15,10 @@ namespace Drive::Testing {
 class TemporaryFolder {
 public:
     TemporaryFolder() {
-        std::string pattern = (std::filesystem::temp_directory_path() / "zelkor-contract-XXXXXX").string();
-        if (::mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("cannot make " + pattern);
-        path = pattern;
+        std::random_device dice;
+        do {
+            path = std::filesystem::temp_directory_path() / ("zelkor-contract-" + std::to_string(dice()));
+        } while (!std::filesystem::create_directory(path));
         std::filesystem::permissions(path, std::filesystem::perms(0755));
     }
     ~TemporaryFolder() {
@@ -29,11 +28,15 @@ public:
     TemporaryFolder(const TemporaryFolder&) = delete;
     TemporaryFolder& operator=(const TemporaryFolder&) = delete;
 
-    std::filesystem::path Native(const std::string& name) const { return path / name; }
+    std::filesystem::path Native(const std::string& name) const {
+        // UTF-8 whatever the system takes narrow names for.
+        return path / std::u8string(name.begin(), name.end());
+    }
 
     /// The path as the engine writes it.
     std::wstring Engine(const std::string& name) const {
-        return Platform::EnginePath(path.string()) + L'\\' + Platform::EngineName(name);
+        const std::u8string native = path.u8string();
+        return Platform::EnginePath(std::string(native.begin(), native.end())) + L'\\' + Platform::EngineName(name);
     }
 
     void Put(const std::string& name, const std::string& content) const {

@@ -1,0 +1,28 @@
+#include <gtest/gtest.h>
+
+#include "interfaces/platform/file_calls.h"
+#include "tests/contract/platform/copy_files.h"
+#include "tests/contract/platform/file_limits.h"
+
+namespace Drive::Platform {
+
+// PLAT-COPY-07
+TEST_F(CopyFiles, ADeviceIsNoSource) {
+    EXPECT_FALSE(CopyFileW(L"\\dev\\null", folder.Engine("to").c_str(), 0));
+    EXPECT_EQ(folder.CountEntries(), 0u);
+}
+
+// PLAT-COPY-11
+TEST_F(CopyFiles, WithoutRoomTheTargetIsAsItWas) {
+    folder.Put("from", std::string(3u << 20, 'n'));
+    folder.Put("to", "old");
+    {
+        const Testing::FileSizeLimit limit(1u << 20);
+        EXPECT_FALSE(Copy("from", "to"));
+        EXPECT_FALSE(Copy("from", "new"));
+    }
+    EXPECT_EQ(folder.Get("to"), "old");
+    EXPECT_EQ(folder.CountEntries(), 2u);
+}
+
+}  // namespace Drive::Platform
