@@ -318,7 +318,7 @@ class HostUploads(HostCase):
         self.run_host(up, "put")
         self.put_and_get_back()
 
-    # HOST-CHANGE-05
+    # HOST-CHANGE-05, HOST-CHANGE-07
     def test_files_that_change_between_their_check_and_the_answer_of_the_cloud(self):
         up = self.begin()
         for name in ("edited", "touched"):
@@ -332,6 +332,9 @@ class HostUploads(HostCase):
         completions = [entry["path"].split("/")[-1] for entry in self.cloud.requests() if "-complete" in entry["path"]
                        and "object" not in entry["path"]]
         self.assertEqual(["create-complete", "create-complete", "update-complete"], completions)
+        # The stored digest was blanked with the change: no start goes out under the old one.
+        self.assertEqual(3, len(self.starts()), "one attempt for each content")
+        self.assertEqual(sha256(up.root / "edited"), self.starts()[-1]["request"]["sha256"])
         self.put_and_get_back()
 
     def begun(self, host):
