@@ -45,6 +45,10 @@ Common::FileItem RowAt(const LocalEntry& entry) {
     return Database().GetDriveDataItem({{L"localFileName", entry.name}, {L"localParentFolder", entry.parentFolder}});
 }
 
+bool LooksOther(const FileFacts& one, const FileFacts& other) {
+    return one.kind != other.kind || one.size != other.size || one.changed != other.changed;
+}
+
 bool IsLocalId(const std::wstring& fileId) { return fileId.rfind(L"Local", 0) == 0; }
 
 bool PutBatch(std::vector<Common::FileItem>& batch) {
@@ -120,17 +124,14 @@ UploadRun::Job* UploadRun::JobAt(const Common::FileItem& row) {
 // A file that was written anew with the content that went up is the same file.
 bool UploadRun::StillTheSame(Job& job) {
     const FileFacts now = source.Look(job.entry.path);
-    const auto differs = [](const FileFacts& one, const FileFacts& other) {
-        return one.kind != other.kind || one.size != other.size || one.changed != other.changed;
-    };
-    const bool touched = differs(now, job.entry.facts);
+    const bool touched = LooksOther(now, job.entry.facts);
     bytesAll += now.size - job.entry.facts.size;
     job.entry.facts = now;
     if (!touched || now.kind != FileKind::File) {
         return !touched;
     }
     const std::wstring content = ReadDigest(source.Root(), job.entry.path, StopRequested);
-    return content == job.row.GetHash() && !differs(source.Look(job.entry.path), now);
+    return content == job.row.GetHash() && !LooksOther(source.Look(job.entry.path), now);
 }
 
 // The engine has finished. Whether the cloud now shows what is here is asked once, at the end, for all files. Until
@@ -170,7 +171,7 @@ void UploadRun::Failed(Job& job, const std::string& why) {
     if (source.Look(job.entry.path).kind == FileKind::Absent) {
         return Settle(job, Result::Failed, kVanished);
     }
-    if (++job.failures >= limits.attempts) {
+    if (++job.failures >= limits.attempts || limits.givesBack) {
         return Settle(job, Result::Failed,
                       Reason(job, why) + "; tried " + std::to_string(job.failures) +
                           " times, see logs/transfer.log in the state folder; the next 'put' tries again");
@@ -250,6 +251,7 @@ void UploadRun::GiveUpTheTired() {
 void UploadRun::LookAtRows(std::int64_t now) {
     lastLook = now;
     ReadRecords(L"12");
+    FollowChanges();
     for (const Common::FileItem& row : SyncRows::FilesWithoutTask({11, 13}, 2, kRowsInLook)) {
         if (Job* job = JobAt(row); job != nullptr && job->nextTry == 0) {
             job->row = row;
@@ -261,6 +263,29 @@ void UploadRun::LookAtRows(std::int64_t now) {
     withoutTasksSince = tasks ? 0 : withoutTasksSince == 0 ? now : withoutTasksSince;
     if (withoutTasksSince != 0 && now - withoutTasksSince >= kLostAfter) {
         FindLost();
+    }
+}
+
+// A try that broke off because the file was changed under it would be repeated with the hash that the file had. Only
+// the hash is taken away: the task stays the engine's, which may have begun with it again.
+void UploadRun::FollowChanges() {
+    for (WMap& row : Rows(L"SELECT c.fileId, c.localFileName AS name, c.localParentFolder AS folder FROM "
+                          L"T_cloudDriveData c JOIN T_task t ON t.fileId = c.fileId AND t.direction = 2 WHERE "
+                          L"c.isFolder = 0 AND c.fileStatus = 13")) {
+        const auto found = byPath.find(session.EnginePath(row[L"folder"] + row[L"name"]));
+        if (found == byPath.end() || !Waits(*found->second)) {
+            continue;
+        }
+        Job& job = *found->second;
+        const FileFacts now = source.Look(job.entry.path);
+        SQLiteDB::UpdateDBInfo hash;
+        hash.key = row[L"fileId"];
+        hash.columns.insert(MakePair(L"localFileSha256", std::wstring()));
+        if (now.kind == FileKind::File && LooksOther(now, job.entry.facts) && Database().UpdateDriveData(hash)) {
+            bytesAll += now.size - job.entry.facts.size;
+            job.entry.facts = now;
+            session.records.PutSending(job.entry.path, {now.size, now.changed});
+        }
     }
 }
 

@@ -89,6 +89,7 @@ private:
     bool QueueAgain(Job& job);
     void RetryDue(std::int64_t now);
     void LookAtRows(std::int64_t now);
+    void FollowChanges();
     void GiveUpTheTired();
     void FindLost();
     void ReadRecords(const wchar_t* fileStatus);

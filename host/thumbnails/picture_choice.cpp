@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <exception>
+#include <iterator>
+#include <string_view>
 
 #include "interfaces/platform/native_path.h"
 
@@ -48,6 +50,13 @@ std::string PicturePath(const CloudEntry& entry, const Common::FileItem* row) {
     }
 }
 
-bool LooksLikeJpeg(const std::string& head) { return head.rfind("\xFF\xD8\xFF", 0) == 0; }
+bool LooksLikePicture(const std::string& head) {
+    static constexpr std::string_view kBeginnings[] = {"\xFF\xD8\xFF", "\x89PNG\r\n", "GIF8", "BM", "II*", "MM"};
+    const std::string_view bytes(head);
+    const auto begins = [bytes](std::string_view beginning) { return bytes.substr(0, beginning.size()) == beginning; };
+    return std::any_of(std::begin(kBeginnings), std::end(kBeginnings), begins) ||
+           (begins("RIFF") && bytes.size() >= kPictureHead && bytes.substr(8, 4) == "WEBP") ||
+           (bytes.size() >= kPictureHead && bytes.substr(4, 4) == "ftyp");
+}
 
 }  // namespace Drive::Host

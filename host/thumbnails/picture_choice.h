@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <unordered_set>
 #include <vector>
@@ -23,7 +24,11 @@ PictureChoice ChoosePictures(const std::vector<CloudEntry>& entries, const std::
 /// there is one, which may still tell an earlier place. Empty when no path can be made of it.
 std::string PicturePath(const CloudEntry& entry, const Common::FileItem* row);
 
-/// Whether the bytes are those of a JPEG. What arrived otherwise is no picture that could be shown.
-bool LooksLikeJpeg(const std::string& head);
+/// How many bytes of a file LooksLikePicture wants to see.
+inline constexpr std::size_t kPictureHead = 12;
+
+/// Whether the first bytes are those of a JPEG or, since a file may be smaller than any picture of it and then stands
+/// for it, of another of the usual formats. An error page under a good status is none.
+bool LooksLikePicture(const std::string& head);
 
 }  // namespace Drive::Host

@@ -72,7 +72,7 @@ void PictureRun::Forget(const Job& job) {
 }
 
 std::string PictureRun::Head(const std::string& path) const {
-    char bytes[3] = {};
+    char bytes[kPictureHead] = {};
     const int file = pictures.OpenForReading(path);
     const ssize_t count = file < 0 ? 0 : read(file, bytes, sizeof bytes);
     if (file >= 0) {
@@ -84,7 +84,7 @@ std::string PictureRun::Head(const std::string& path) const {
 void PictureRun::Settle(const Job& job) {
     ++done;
     Forget(job);
-    if (LooksLikeJpeg(Head(job.path))) {
+    if (LooksLikePicture(Head(job.path))) {
         session.records.SetValue(PictureRecord(job.entry.file.id), PictureState(job.entry, job.path));
         return settled(job.entry, Result::Downloaded, pictures.Look(job.path).size, "");
     }

@@ -185,12 +185,12 @@ class Media(HostCase):
     # HOST-PIC-06, HOST-PIC-07, HOST-PIC-08, HOST-PIC-09, HOST-PIC-10
     def test_the_small_pictures_of_the_cloud_come_down_without_the_files(self):
         self.begin()
-        album = self.sample("photo.jpg", "photo.webp", "clip.mp4", "noise.jpg")
+        album = self.sample("photo.jpg", "photo.webp", "clip.mp4", "noise.jpg", "smaller than its thumbnail.png")
         (album / "notes.txt").write_text("no picture")
         self.run_host(self.up, "put")
         down = self.second()
         events = self.events(down, "thumbnails")
-        names = ("photo.jpg", "photo.webp", "clip.mp4", "noise.jpg")
+        names = ("photo.jpg", "photo.webp", "clip.mp4", "noise.jpg", "smaller than its thumbnail.png")
         for name in names:
             self.assertEqual("downloaded", self.entry(events, f"albums/it's 2024/{name}")["result"])
         folder = down.state / "thumbnails" / "albums" / "it's 2024"
@@ -200,8 +200,8 @@ class Media(HostCase):
         brought = {name: sha256(folder / f"{name}.jpg") for name in names}
 
         events = self.events(down, "thumbnails")
-        self.assertEqual(4, events[-1]["results"]["unchanged"])
-        self.assertEqual(4, len(self.asked_pictures()), "each was asked for once")
+        self.assertEqual(5, events[-1]["results"]["unchanged"])
+        self.assertEqual(5, len(self.asked_pictures()), "each was asked for once")
 
         # A new content, one of which the cloud has no picture, and one that is nowhere.
         shutil.copy(album / "photo.webp", album / "photo.jpg")
@@ -209,7 +209,7 @@ class Media(HostCase):
         self.run_host(down, "get")
         events = self.events(down, "thumbnails", "albums")
         self.assertEqual("downloaded", self.entry(events, "albums/it's 2024/photo.jpg")["result"])
-        self.assertEqual(3, events[-1]["results"]["unchanged"])
+        self.assertEqual(4, events[-1]["results"]["unchanged"])
         self.assertNotEqual(brought["photo.jpg"], sha256(folder / "photo.jpg.jpg"))
         events = self.events(down, "thumbnails", "albums/it's 2024/notes.txt", "nowhere", expect=1)
         self.assertEqual("failed", self.entry(events, "albums/it's 2024/notes.txt")["result"])

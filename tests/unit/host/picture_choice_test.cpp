@@ -67,10 +67,18 @@ TEST_F(ChosenPictures, StandWhereTheRowTellsElseWhereTheCloudDoes) {
 }
 
 // HOST-PIC-05
-TEST_F(ChosenPictures, AreJpegsByTheirFirstBytes) {
-    EXPECT_TRUE(LooksLikeJpeg("\xFF\xD8\xFF"));
-    for (const char* head : {"", "\xFF\xD8", "<ht", "\x89PN"}) {
-        EXPECT_FALSE(LooksLikeJpeg(head));
+TEST_F(ChosenPictures, AreToldFromErrorPagesByTheirFirstBytes) {
+    for (const std::string& head : {std::string("\xFF\xD8\xFF\xE0"), std::string("\x89PNG\r\n\x1A\n"),
+                                    std::string("GIF89a"), std::string("RIFF\0\0\0\0WEBPVP8 ", 16),
+                                    std::string("\0\0\0\x18"
+                                                "ftypheic",
+                                                12)}) {
+        EXPECT_TRUE(LooksLikePicture(head)) << head;
+    }
+    for (const std::string& head :
+         {std::string(), std::string("\xFF\xD8"), std::string("<html><body>"), std::string("{\"errorCode\":"),
+          std::string("RIFF\0\0\0\0WAVE", 12), std::string("    ftyp")}) {
+        EXPECT_FALSE(LooksLikePicture(head)) << head;
     }
 }
 
