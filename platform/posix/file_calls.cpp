@@ -55,29 +55,41 @@ std::optional<int> DispositionFlags(DWORD disposition) {
     }
 }
 
-int OpenDescriptor(const std::string& path, int accessFlags, int dispositionFlags) {
-    // Nothing here may wait for the other end of a pipe, become the terminal of the process or reach a child.
-    const int common = O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
-    if (accessFlags == O_PATH && dispositionFlags != 0) {
-        // An attribute handle makes nothing by itself here: make the file first, then take hold of it. A file that is
-        // there already but not readable is no obstacle, unless it was to be new or emptied.
-        const int made =
-            RepeatInterrupted([&] { return ::open(path.c_str(), O_WRONLY | dispositionFlags | common, 0666); });
-        if (made >= 0) {
-            ::close(made);
-        } else if (dispositionFlags != O_CREAT) {
-            return -1;
-        }
-        dispositionFlags = 0;
-    }
-    return RepeatInterrupted([&] { return ::open(path.c_str(), accessFlags | dispositionFlags | common, 0666); });
+/// Nothing here may wait for the other end of a pipe, become the terminal of the process or reach a child.
+int OpenOnce(const std::string& path, int flags) {
+    constexpr int kAlways = O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
+    return RepeatInterrupted([&] { return ::open(path.c_str(), flags | kAlways, 0666); });
 }
 
-/// A folder opens only when the flags say so, as at home.
-bool IsUnwantedFolder(int descriptor, DWORD flags) {
+/// An attribute handle makes and empties nothing by itself here: another descriptor does that. What is there already
+/// and not writable is no obstacle, unless it was to be new or emptied.
+int OpenAttributes(const std::string& path, int dispositionFlags) {
+    const int there = OpenOnce(path, O_PATH);
+    if (dispositionFlags == 0 || (there >= 0 && dispositionFlags == O_CREAT)) return there;
+    // Absent: nobody else may make it meanwhile, so that a failure can take it back.
+    const bool makes = there < 0 && (dispositionFlags & O_CREAT) != 0;
+    const int other = OpenOnce(path, O_WRONLY | dispositionFlags | (makes ? O_EXCL : 0));
+    if (other < 0) {
+        if (there >= 0) ::close(there);
+        return errno == EEXIST && dispositionFlags == O_CREAT ? OpenOnce(path, O_PATH) : -1;
+    }
+    ::close(other);
+    if (there >= 0) return there;
+    const int made = OpenOnce(path, O_PATH);
+    if (made < 0) ::unlink(path.c_str());
+    return made;
+}
+
+int OpenDescriptor(const std::string& path, int accessFlags, int dispositionFlags) {
+    if (accessFlags == O_PATH) return OpenAttributes(path, dispositionFlags);
+    return OpenOnce(path, accessFlags | dispositionFlags);
+}
+
+/// A folder opens only when the flags say so, as at home. What may be made is never one: the system refuses that.
+bool IsUnwantedFolder(int descriptor, int dispositionFlags, DWORD flags) {
+    if ((flags & kFolderFlag) != 0 || (dispositionFlags & O_CREAT) != 0) return false;
     struct stat status {};
-    if (::fstat(descriptor, &status) != 0) return true;
-    return S_ISDIR(status.st_mode) && (flags & kFolderFlag) == 0;
+    return ::fstat(descriptor, &status) != 0 || S_ISDIR(status.st_mode);
 }
 
 HANDLE Open(const wchar_t* path, DWORD access, DWORD disposition, DWORD flags) {
@@ -90,7 +102,7 @@ HANDLE Open(const wchar_t* path, DWORD access, DWORD disposition, DWORD flags) {
     const HANDLE handle = InsertOpenFile(reserved);
     const int descriptor = OpenDescriptor(nativePath, AccessFlags(access), *dispositionFlags);
     reserved->descriptor = descriptor;
-    if (descriptor < 0 || IsUnwantedFolder(descriptor, flags)) {
+    if (descriptor < 0 || IsUnwantedFolder(descriptor, *dispositionFlags, flags)) {
         RemoveOpenFile(handle);
         return kInvalidHandle;
     }
@@ -154,7 +166,10 @@ bool SyncToDisk(HANDLE handle) {
     if (!file || RepeatInterrupted([&] { return ::fsync(file->descriptor); }) != 0) return false;
     // Content without a name would be lost as well. A folder that was moved meanwhile, or that may not be opened,
     // leaves the slow road: the whole file system.
-    if (!file->entryOnDisk) file->entryOnDisk = SyncFolder(file->parentFolder) || ::syncfs(file->descriptor) == 0;
+    if (!file->entryOnDisk) {
+        file->entryOnDisk =
+            SyncFolder(file->parentFolder) || RepeatInterrupted([&] { return ::syncfs(file->descriptor); }) == 0;
+    }
     return file->entryOnDisk;
 }
 

@@ -34,8 +34,7 @@ public:
 /// A file beside the target, under a name of its own; removed again unless it became the target.
 class TemporaryNeighbour {
 public:
-    explicit TemporaryNeighbour(const std::string& target)
-        : path(FolderOf(target) + "/.zelkor-copy-XXXXXX"), file(::mkostemp(path.data(), O_CLOEXEC)) {}
+    explicit TemporaryNeighbour(const std::string& target) : file(Make(target)) {}
     ~TemporaryNeighbour() {
         if (file.number >= 0 && !renamed) ::unlink(path.c_str());
     }
@@ -50,6 +49,14 @@ public:
     Descriptor file;
 
 private:
+    int Make(const std::string& target) {
+        return RepeatInterrupted([&] {
+            // Anew each time: an attempt that failed may have left anything in it.
+            path = FolderOf(target) + "/.zelkor-copy-XXXXXX";
+            return ::mkostemp(path.data(), O_CLOEXEC);
+        });
+    }
+
     bool TakeFreeName(const std::string& target) {
         if (::renameat2(AT_FDCWD, path.c_str(), AT_FDCWD, target.c_str(), RENAME_NOREPLACE) == 0) return true;
         if (errno != EINVAL && errno != ENOSYS) return false;

@@ -1,0 +1,73 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cerrno>
+
+#include "interfaces/platform/file_calls.h"
+#include "tests/contract/platform/copy_files.h"
+#include "tests/contract/platform/reading_writing.h"
+#include "tests/fault/platform/call_faults.h"
+
+namespace Drive::Platform {
+
+// PLAT-FAULT-04
+TEST_F(ReadingWriting, ASyncIsFalseWhenTheContentCannotBeBroughtToTheDisk) {
+    OpenWith("content");
+    Trial::FailEvery("fsync", EIO);
+    EXPECT_FALSE(SyncToDisk(handle));
+    Trial::EndFaults();
+}
+
+// PLAT-FAULT-05
+TEST_F(ReadingWriting, ASyncTakesTheWholeFileSystemWhereTheFolderCannotBeOpened) {
+    OpenWith("content");
+    Trial::FailEvery("open", EACCES);
+    EXPECT_TRUE(SyncToDisk(handle));
+    const std::vector<std::string> made = Trial::EndFaults();
+    EXPECT_EQ(std::count(made.begin(), made.end(), "syncfs"), 1);
+    Trial::FailEvery("fsync", EIO);
+    EXPECT_FALSE(SyncToDisk(handle));
+    Trial::EndFaults();
+}
+
+// PLAT-FAULT-06
+TEST_F(ReadingWriting, ASyncTriesTheFolderAgainUntilItsEntryIsOnTheDisk) {
+    OpenWith("content");
+    Trial::FailCall(2, EMFILE);
+    EXPECT_TRUE(SyncToDisk(handle));
+    Trial::EndFaults();
+    Trial::FailCall(0, 0);
+    EXPECT_TRUE(SyncToDisk(handle));
+    // The entry is on the disk by then: only the content goes again.
+    EXPECT_EQ(Trial::EndFaults(), std::vector<std::string>{"fsync"});
+}
+
+// PLAT-FAULT-07
+TEST_F(CopyFiles, AFileSystemThatCannotRefuseATakenNameGetsASecondNameInstead) {
+    folder.Put("from", "new");
+    folder.Put("taken", "old");
+    for (const int error : {EINVAL, ENOSYS}) {
+        const std::string free = "free" + std::to_string(error);
+        Trial::FailEvery("renameat2", error);
+        EXPECT_TRUE(Copy("from", free, true));
+        EXPECT_FALSE(Copy("from", "taken", true));
+        Trial::EndFaults();
+        EXPECT_EQ(folder.Get(free), "new");
+    }
+    EXPECT_EQ(folder.Get("taken"), "old");
+    EXPECT_EQ(folder.CountEntries(), 4u);
+}
+
+// PLAT-FAULT-08
+TEST_F(CopyFiles, ATargetThatAppearsDuringTheCopyIsNotReplacedWhenThatIsRefused) {
+    folder.Put("from", "new");
+    folder.Put("taken", "old");
+    // The early look at the target misses it.
+    Trial::FailEvery("lstat", ENOENT);
+    EXPECT_FALSE(Copy("from", "taken", true));
+    Trial::EndFaults();
+    EXPECT_EQ(folder.Get("taken"), "old");
+    EXPECT_EQ(folder.CountEntries(), 2u);
+}
+
+}  // namespace Drive::Platform
