@@ -1,4 +1,5 @@
 #include "collaborators/cloud/control_call.h"
+#include "collaborators/cloud/file_counters.h"
 #include "collaborators/cloud/guarded.h"
 #include "collaborators/cloud/process_state.h"
 #include "collaborators/cloud/session.h"
@@ -83,6 +84,10 @@ CallOutcome DriveAccount::SignOut() {
 }
 
 TransferCounters DriveAccount::Counters() { return CountersNow(); }
+
+TransferCounters DriveAccount::Counters(const std::wstring& fileId) {
+    return Guarded("Counters", TransferCounters(), [&] { return CountersOfFile(fileId); });
+}
 
 void DriveAccount::Abort() { SetAborted(true); }
 

@@ -3,6 +3,7 @@
 #include <charconv>
 #include <exception>
 
+#include "collaborators/cloud/file_counters.h"
 #include "collaborators/cloud/header_list.h"
 #include "collaborators/cloud/process_state.h"
 #include "collaborators/cloud/rate_limit.h"
@@ -38,7 +39,7 @@ bool ParseLength(const std::string& text, std::int64_t& length) {
 }  // namespace
 
 AnswerReader::AnswerReader(const HttpRequest& request, BodySink* sink, std::int64_t bytesPerSecond)
-    : answerLimit(request.answerLimit), sink(sink), bytesPerSecond(bytesPerSecond) {}
+    : answerLimit(request.answerLimit), sink(sink), file(request.file), bytesPerSecond(bytesPerSecond) {}
 
 void AnswerReader::Fail(HttpFailure failure, const std::string& message) {
     if (answer.failure != HttpFailure::None) return;
@@ -105,6 +106,7 @@ bool AnswerReader::Keep(const unsigned char* data, std::size_t size) {
 
 bool AnswerReader::TakeBody(const unsigned char* data, std::size_t size) {
     CountReceived(size);
+    if (file) file->received.fetch_add(size, std::memory_order_relaxed);
     if (!BeginBody()) return false;
     arrived += static_cast<std::int64_t>(size);
     if (!DownloadRate().Take(static_cast<std::int64_t>(size), bytesPerSecond)) {

@@ -37,6 +37,7 @@ private:
 
     const std::size_t answerLimit;
     BodySink* const sink;
+    const std::shared_ptr<FileCount> file;
     const std::int64_t bytesPerSecond;
     HttpAnswer answer;
     std::size_t headBytes = 0;

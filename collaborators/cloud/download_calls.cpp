@@ -3,6 +3,7 @@
 #include "collaborators/cloud/address.h"
 #include "collaborators/cloud/address_request.h"
 #include "collaborators/cloud/control_call.h"
+#include "collaborators/cloud/file_counters.h"
 #include "collaborators/cloud/guarded.h"
 #include "collaborators/cloud/json_fields.h"
 #include "collaborators/cloud/process_state.h"
@@ -102,6 +103,7 @@ bool AskForContent(const std::wstring& fileId, Common::DownLoadAddressInfoModel&
         return false;
     }
     model = std::move(read);
+    NoteDownload(fileId, model.GetRecordCursor(), model.GetDownloadURL());
     return true;
 }
 
@@ -114,6 +116,7 @@ bool AskForAddress(const Common::KelpAddressRequestModel& model, Common::Downloa
     const ControlAnswer answer = CallCloud(request);
     ObjectAddress address;
     if (!answer.ok || !ReadObjectAddress(answer.body, kAddressCall, address)) return false;
+    NoteObjectAddress(model.recordCursor, address.url);
     info.SetUrl(address.url);
     info.SetHeaders(address.headers);
     return true;

@@ -3,6 +3,7 @@
 
 #include "collaborators/cloud/address.h"
 #include "collaborators/cloud/control_call.h"
+#include "collaborators/cloud/file_counters.h"
 #include "collaborators/cloud/guarded.h"
 #include "collaborators/cloud/header_list.h"
 #include "collaborators/cloud/json_fields.h"
@@ -114,6 +115,7 @@ bool Upload(const std::wstring& url, const std::wstring& fileId, InterfaceName o
     http.bodySize = body.size();
     http.mayGoTwice = kind->idempotent;
     http.answerLimit = kMostAnswerBytes;
+    if (!fileId.empty()) http.file = CountOfFile(fileId);
     const bool last = IsLastSlice(http.headers, body.size());
     const ControlAnswer answer = Send(http, kind->idempotent);
     FillResult(answer, result);

@@ -10,6 +10,7 @@
 #include "collaborators/cloud/answer_reader.h"
 #include "collaborators/cloud/curl_options.h"
 #include "collaborators/cloud/curl_pool.h"
+#include "collaborators/cloud/file_counters.h"
 #include "collaborators/cloud/header_list.h"
 #include "collaborators/cloud/process_state.h"
 #include "collaborators/cloud/progress_watch.h"
@@ -140,6 +141,7 @@ void Exchange::Observe(CURL* easy) {
     if (sent > countedSent) {
         const auto more = static_cast<std::uint64_t>(sent - countedSent);
         CountSent(more);
+        if (request.file) request.file->sent.fetch_add(more, std::memory_order_relaxed);
         watch.Moved(more);
         countedSent = sent;
     }

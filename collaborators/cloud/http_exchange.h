@@ -2,12 +2,15 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
 
 /// One HTTP request and its answer, without repeats and without login: the only place that speaks with libcurl.
 namespace Drive::Cloud {
+
+struct FileCount;
 
 using HeaderList = std::vector<std::pair<std::string, std::string>>;
 
@@ -21,6 +24,7 @@ struct HttpRequest {
     bool mayGoTwice = true;  ///< false: not even a kept connection that turns out dead makes libcurl send it again
     std::int64_t totalMilliseconds = 0;  ///< 0: no total limit
     std::size_t answerLimit = 0;         ///< most bytes of an answer that is kept as text
+    std::shared_ptr<FileCount> file;     ///< whose bytes these are; null: nobody's
     bool download = false;  ///< content: worth large buffers; ends soon when downloads stop and nothing comes
 };
 

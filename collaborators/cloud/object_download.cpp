@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "collaborators/cloud/address.h"
+#include "collaborators/cloud/file_counters.h"
 #include "collaborators/cloud/guarded.h"
 #include "collaborators/cloud/header_list.h"
 #include "collaborators/cloud/object_cipher.h"
@@ -26,9 +27,23 @@ void Log(const std::string& text) { SyncPanelLog::WriteErrorLog("CloudClient", k
 /// One stored object on its way into plain bytes. They leave this class only when everything about it was right.
 class ObjectSink : public BodySink {
 public:
-    ObjectSink(ObjectCipher& cipher, std::int64_t bound) : cipher(cipher), bound(bound) {}
+    /// Works in the memory of `received`, which is empty meanwhile: a caller that fetches object after object hands
+    /// over the same buffer each time, and its pages need not be asked of the system again.
+    ObjectSink(ObjectCipher& cipher, std::int64_t bound, std::vector<unsigned char>& received)
+        : cipher(cipher), bound(bound), received(received) {
+        plain.swap(received);
+        plain.clear();
+    }
 
-    ~ObjectSink() override { OPENSSL_cleanse(plain.data(), plain.size()); }
+    /// Gives the memory back, without what may be in it.
+    ~ObjectSink() override {
+        if (concluded) return;
+        OPENSSL_cleanse(plain.data(), plain.size());
+        plain.clear();
+        received.swap(plain);
+    }
+    ObjectSink(const ObjectSink&) = delete;
+    ObjectSink& operator=(const ObjectSink&) = delete;
 
     bool Begin(const HttpAnswer& head) override {
         if (head.status != 200) return false;
@@ -56,7 +71,7 @@ public:
     }
 
     /// True: `received` has the plain bytes. Otherwise Why() tells the reason.
-    bool Conclude(const HttpAnswer& answer, std::vector<unsigned char>& received);
+    bool Conclude(const HttpAnswer& answer);
 
     const std::string& Why() const { return why; }
 
@@ -65,10 +80,12 @@ private:
 
     ObjectCipher& cipher;
     const std::int64_t bound;
+    std::vector<unsigned char>& received;
     std::vector<unsigned char> plain;
     std::vector<std::string> toldDigests;
     std::int64_t stored = 0;
     bool begun = false;
+    bool concluded = false;
     std::string why;
 };
 
@@ -78,7 +95,7 @@ bool ObjectSink::DigestIsRight() {
                                           [&](const std::string& told) { return LowerCase(told) == digest; });
 }
 
-bool ObjectSink::Conclude(const HttpAnswer& answer, std::vector<unsigned char>& received) {
+bool ObjectSink::Conclude(const HttpAnswer& answer) {
     if (!why.empty()) return false;
     if (answer.failure != HttpFailure::None) {
         why = answer.message;
@@ -90,9 +107,9 @@ bool ObjectSink::Conclude(const HttpAnswer& answer, std::vector<unsigned char>& 
         why = "the padding of the decrypted object is wrong; key and object do not belong together";
     } else {
         received.swap(plain);
-        return true;
+        concluded = true;
     }
-    return false;
+    return concluded;
 }
 
 struct ObjectRequest {
@@ -110,10 +127,10 @@ bool Fetch(const ObjectRequest& request, const std::wstring& algorithm, const st
             Log(why + "; nothing was fetched");
             return false;
         }
-        ObjectSink sink(cipher, request.bound);
+        ObjectSink sink(cipher, request.bound, received);
         const HttpAnswer answer = Perform(request.http, &sink);
         if (repeats.Again(answer)) continue;
-        if (sink.Conclude(answer, received)) return true;
+        if (sink.Conclude(answer)) return true;
         Log("GET " + AddressForLog(request.http.url) + ": " + sink.Why());
         return false;
     }
@@ -131,6 +148,7 @@ bool FileTransRequest::DownloadDriveFileRequest(const std::wstring& url, WMap he
         request.http.url = ResolveAddress(Narrow(url), CurrentLimits()->baseUrl);
         request.http.headers = NarrowHeaders(headers);
         request.http.download = true;
+        request.http.file = CountAtAddress(url);
         request.bound = length > 0 ? length : kMostStoredBytes;
         if (!request.http.url.empty()) return Fetch(request, algorithm, fek, iv, received);
         Log("the address of the object is no http or https address");

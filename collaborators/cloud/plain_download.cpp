@@ -3,6 +3,7 @@
 
 #include "collaborators/cloud/address.h"
 #include "collaborators/cloud/byte_range.h"
+#include "collaborators/cloud/file_counters.h"
 #include "collaborators/cloud/guarded.h"
 #include "collaborators/cloud/header_list.h"
 #include "collaborators/cloud/piece_cutter.h"
@@ -127,6 +128,7 @@ bool Prepare(const std::wstring& url, const WMap& headers, Download& download) {
     }
     download.http.headers = NarrowHeaders(headers);
     download.http.download = true;
+    download.http.file = CountAtAddress(url);
     if (const std::string* range = FindHeader(download.http.headers, "Range")) {
         const std::optional<std::int64_t> start = OpenRangeStart(*range);
         if (!start) {

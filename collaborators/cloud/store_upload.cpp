@@ -1,4 +1,5 @@
 #include "collaborators/cloud/address.h"
+#include "collaborators/cloud/file_counters.h"
 #include "collaborators/cloud/guarded.h"
 #include "collaborators/cloud/header_list.h"
 #include "collaborators/cloud/process_state.h"
@@ -43,6 +44,7 @@ bool Upload(const std::wstring& url, const WMap& headers, const std::wstring& ve
     request.bodySize = body.size();
     request.mayGoTwice = request.method == "PUT";
     request.answerLimit = kMostAnswerBytes;
+    request.file = CountAtAddress(url);
     if (request.url.empty()) {
         Log("the address of the object is no http or https address");
         return false;

@@ -1,5 +1,6 @@
 #include "collaborators/cloud/address_request.h"
 #include "collaborators/cloud/control_call.h"
+#include "collaborators/cloud/file_counters.h"
 #include "collaborators/cloud/guarded.h"
 #include "collaborators/cloud/json_fields.h"
 #include "collaborators/cloud/key_digest.h"
@@ -81,6 +82,7 @@ bool AskForAddress(const Common::FileItem& file, const Common::KelpAddressReques
         result[L"description"] = L"the cloud's answer holds no address that can be used";
         return false;
     }
+    NoteAddress(file.GetFileId(), address.url);
     out.SetUrl(address.url);
     out.SetMethod(address.method);
     out.SetKelpAddressHeaders(address.headers);

@@ -104,6 +104,11 @@ public:
 
     static TransferCounters Counters();
 
+    /// The same for one file, by the id that its transfers were opened with: what went over the wire for its content,
+    /// and once more what was sent again. Control calls and thumbnails are nobody's. The thousand files that moved last
+    /// are remembered; zero for any other.
+    static TransferCounters Counters(const std::wstring& fileId);
+
     /// Ends every call in progress within a second and refuses new ones, for a host that stops.
     static void Abort();
 };

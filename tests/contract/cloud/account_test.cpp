@@ -24,6 +24,7 @@ std::string Page(const std::string& items, const std::string& next, const std::s
 
 class Account : public CloudTest {};
 
+// CLOUD-LOGIN-01
 TEST_F(Account, SigningInKeepsTheTokenForEveryLaterCall) {
     server.AnswerAll(Reply::Json(kLogin));
     Cloud::Login login;
@@ -45,6 +46,7 @@ TEST_F(Account, SigningInKeepsTheTokenForEveryLaterCall) {
     EXPECT_EQ("9", server.Last().Header("version"));
 }
 
+// CLOUD-LOGIN-02
 TEST_F(Account, AWrongPasswordIsToldToThePersonAndKeepsTheOldLogin) {
     server.AnswerAll(Reply::Json(R"({"errorCode":"21004011","description":"no"})", 401));
     Cloud::Login login;
@@ -60,6 +62,7 @@ TEST_F(Account, AWrongPasswordIsToldToThePersonAndKeepsTheOldLogin) {
 
 class BadLogin : public Account, public testing::WithParamInterface<const char*> {};
 
+// CLOUD-LOGIN-02
 TEST_P(BadLogin, IsNotTakenForOne) {
     server.AnswerAll(Reply::Json(GetParam()));
     Cloud::Login login;
@@ -76,6 +79,7 @@ INSTANTIATE_TEST_SUITE_P(Answers, BadLogin,
                                          R"({"accessToken":{}})", R"({"accessToken":"a\r\nX: y"})",
                                          R"({"accessToken":"a","errorCode":"21004011"})"));
 
+// CLOUD-LOGIN-02
 TEST_F(Account, DamagedExtrasOfALoginCostThemselvesOnly) {
     server.AnswerAll(
         Reply::Json(R"({"accessToken":"t","refreshToken":[],"expiresIn":"soon","userId":{},"rootFileId":"x'y"})"));
@@ -86,6 +90,7 @@ TEST_F(Account, DamagedExtrasOfALoginCostThemselvesOnly) {
     EXPECT_EQ(L"", login.rootFileId);
 }
 
+// CLOUD-LOGIN-01
 TEST_F(Account, AfterSigningOutNoTokenIsSent) {
     server.AnswerAll(Reply::Json("{}"));
     EXPECT_TRUE(DriveAccount::SignOut().ok);
@@ -96,6 +101,7 @@ TEST_F(Account, AfterSigningOutNoTokenIsSent) {
     EXPECT_EQ(0, server.Last().CountHeader("Authorization"));
 }
 
+// CLOUD-LIST-01
 TEST_F(Account, ListGathersAllPagesInOrderAndTheCursorOfTheFirst) {
     server.AnswerInTurn({Reply::Json(Page(Entry("f1") + "," + Entry("f2"), "next & more", "c1")),
                          Reply::Json(Page(Entry("f3"), "", "c2"))});
@@ -112,6 +118,7 @@ TEST_F(Account, ListGathersAllPagesInOrderAndTheCursorOfTheFirst) {
     EXPECT_EQ("/v1/files?cursor=next%20%26%20more&limit=1000", requests[1].target);
 }
 
+// CLOUD-LIST-02
 TEST_F(Account, AnEntryIsReadWhole) {
     server.AnswerAll(Reply::Json(Entry("f1")));
     CloudFile file;
@@ -131,6 +138,7 @@ TEST_F(Account, AnEntryIsReadWhole) {
     EXPECT_EQ(1'700'000'000, file.editedTime);
 }
 
+// CLOUD-LIST-01
 TEST_F(Account, ChangesMoveTheCursorOnOverAllPages) {
     server.AnswerInTurn({Reply::Json(Page(Entry("f1"), "c1", "c1")), Reply::Json(Page(Entry("f2"), "", "c2"))});
     std::vector<CloudFile> files;
@@ -142,6 +150,7 @@ TEST_F(Account, ChangesMoveTheCursorOnOverAllPages) {
     EXPECT_EQ("/v1/changes?cursor=c1&limit=1000", server.Requests()[1].target);
 }
 
+// CLOUD-LIST-03
 TEST_F(Account, AListThatBreaksOffGivesNothingAndKeepsTheCursor) {
     server.AnswerInTurn({Reply::Json(Page(Entry("f1"), "c1", "c1")), Reply::Json("", 500)});
     std::vector<CloudFile> files(1);
@@ -153,6 +162,7 @@ TEST_F(Account, AListThatBreaksOffGivesNothingAndKeepsTheCursor) {
     EXPECT_EQ(L"c0", cursor);
 }
 
+// CLOUD-LIST-03
 TEST_F(Account, AListThatGoesRoundInCirclesIsGivenUp) {
     server.AnswerAll(Reply::Json(Page(Entry("f1"), "again", "c1")));
     std::vector<CloudFile> files;
@@ -170,6 +180,7 @@ struct Field {
 
 class DamagedEntry : public Account, public testing::WithParamInterface<Field> {};
 
+// CLOUD-LIST-02
 TEST_P(DamagedEntry, MakesTheListAFailureSoThatNoFileSeemsDeleted) {
     auto entry = ParseJson(Entry("f1"));
     entry[GetParam().key] = ParseJson(std::string(R"({"v":)") + GetParam().value + "}")["v"];
@@ -199,6 +210,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 class DamagedExtra : public Account, public testing::WithParamInterface<Field> {};
 
+// CLOUD-LIST-02
 TEST_P(DamagedExtra, CostsItselfOnly) {
     auto entry = ParseJson(Entry("f1"));
     entry[GetParam().key] = ParseJson(std::string(R"({"v":)") + GetParam().value + "}")["v"];
@@ -220,6 +232,7 @@ INSTANTIATE_TEST_SUITE_P(Fields, DamagedExtra,
                                          Field{"contentVersion", "2"}, Field{"parentFolder", "[\"p\"]"},
                                          Field{"parentFolder", "null"}));
 
+// CLOUD-LIST-04
 TEST_F(Account, APageWithoutItemsIsNoEmptyAccount) {
     for (const char* body :
          {"", "{}", R"({"items":null})", R"({"items":{}})", R"({"items":[],"nextCursor":[]})", "[]"}) {
@@ -230,6 +243,7 @@ TEST_F(Account, APageWithoutItemsIsNoEmptyAccount) {
     }
 }
 
+// CLOUD-LIST-04
 TEST_F(Account, AnEmptyAccountIsASuccess) {
     server.AnswerAll(Reply::Json(Page("", "", "c")));
     std::vector<CloudFile> files(3);
@@ -247,6 +261,7 @@ struct FileCall {
 
 class FileCalls : public Account, public testing::WithParamInterface<FileCall> {};
 
+// CLOUD-LIST-05
 TEST_P(FileCalls, GoToTheirRouteAndBringTheEntryBack) {
     server.AnswerAll(Reply::Json(Entry("f9")));
     CloudFile file;
@@ -286,6 +301,7 @@ INSTANTIATE_TEST_SUITE_P(
         FileCall{"POST /v1/files/f/restore", "{}", [](CloudFile& file) { return DriveAccount::Restore(L"f", file); }},
         FileCall{"DELETE /v1/files/f", "", [](CloudFile&) { return DriveAccount::Delete(L"f"); }}));
 
+// CLOUD-LIST-05
 TEST_F(Account, AnEmptyIdNeverBecomesAnotherRoute) {
     CloudFile file;
     EXPECT_FALSE(DriveAccount::Get(L"", file).ok);
@@ -296,6 +312,7 @@ TEST_F(Account, AnEmptyIdNeverBecomesAnotherRoute) {
     EXPECT_TRUE(server.Requests().empty());
 }
 
+// CLOUD-CALL-02
 TEST_F(Account, ANameThatCannotBeToldIsAFailureWithAMessage) {
     CloudFile file;
     const auto outcome = DriveAccount::CreateFolder(L"p", std::wstring(1, wchar_t(0xD800)), file);
@@ -305,6 +322,7 @@ TEST_F(Account, ANameThatCannotBeToldIsAFailureWithAMessage) {
     EXPECT_TRUE(server.Requests().empty());
 }
 
+// CLOUD-LIST-06
 TEST_F(Account, ATransportFailureSaysWhereAndHowToGoOn) {
     Reply reply;
     reply.silent = true;
@@ -317,25 +335,13 @@ TEST_F(Account, ATransportFailureSaysWhereAndHowToGoOn) {
     EXPECT_NE(std::string::npos, outcome.message.find("try again"));
 }
 
+// CLOUD-LIST-06
 TEST_F(Account, WithoutACloudEveryCallFailsAtOnce) {
     Configure({});
     CloudFile file;
     const auto outcome = DriveAccount::Get(L"f", file);
     EXPECT_FALSE(outcome.ok);
     EXPECT_NE("", outcome.message);
-}
-
-TEST_F(Account, CountersGrowByWhatIsMoved) {
-    Reply reply;
-    reply.body = Reply::Json(R"({"id":"f1"})").body + std::string(100'000, ' ');
-    server.AnswerAll(reply);
-    const auto before = DriveAccount::Counters();
-    WMap result;
-    Cloud::CloudDriveInterface::FileproxyUpload(server.WideUrl("/p"), L"f1", HttpInterface::InterfaceName::ResumeSlice,
-                                                Content(300'000), "", {}, result);
-    const auto after = DriveAccount::Counters();
-    EXPECT_EQ(300'000u, after.sent - before.sent);
-    EXPECT_EQ(reply.body.size(), after.received - before.received);
 }
 
 }  // namespace

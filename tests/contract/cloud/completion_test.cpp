@@ -46,6 +46,7 @@ protected:
     WMap result{{L"old", L"old"}};
 };
 
+// CLOUD-CALL-09
 TEST_F(Completion, TheBodyTellsFileObjectsAndKeys) {
     server.AnswerAll(Reply::Json(kEntry));
     EXPECT_TRUE(Create(L"Local1"));
@@ -61,6 +62,7 @@ TEST_F(Completion, TheBodyTellsFileObjectsAndKeys) {
               ToJson(ParseJson(server.Last().body)));
 }
 
+// CLOUD-CALL-10
 TEST_F(Completion, TheResultHasTheFileAsTheCloudHoldsIt) {
     server.AnswerAll(Reply::Json(kEntry));
     for (const bool done : {Create(L"Local1"), Update(L"cloud1"), Inquire(L"cloud1")}) {
@@ -78,6 +80,7 @@ TEST_F(Completion, TheResultHasTheFileAsTheCloudHoldsIt) {
     }
 }
 
+// CLOUD-CALL-09
 TEST_F(Completion, AnUpdateAndAnInquiryGoToTheirOwnPlaces) {
     Update(L"cloud1");
     EXPECT_EQ("/v1/uploads/update-complete", server.Last().target);
@@ -87,6 +90,7 @@ TEST_F(Completion, AnUpdateAndAnInquiryGoToTheirOwnPlaces) {
     EXPECT_EQ("GET /v1/files/find?parentFolder=p1&fileName=name", server.Last().method + " " + server.Last().target);
 }
 
+// CLOUD-CALL-11
 TEST_F(Completion, TheGivenIdStandsInForAnAnswerWithoutOne) {
     for (const char* body : {"", "{}", R"({"id":null})", R"({"id":[]})", R"({"id":"x' OR '1'='1"})"}) {
         server.AnswerAll(Reply::Json(body));
@@ -97,6 +101,7 @@ TEST_F(Completion, TheGivenIdStandsInForAnAnswerWithoutOne) {
     }
 }
 
+// CLOUD-CALL-11
 TEST_F(Completion, ALocalIdWithoutAnAnswerIdIsAFailure) {
     server.AnswerAll(Reply::Json("{}"));
     for (const bool done : {Create(L"Local9"), Inquire(L"Local9"), Create(L"")}) {
@@ -109,6 +114,7 @@ TEST_F(Completion, ALocalIdWithoutAnAnswerIdIsAFailure) {
 
 class Refusals : public Completion, public testing::WithParamInterface<std::pair<int, const char*>> {};
 
+// CLOUD-CALL-03
 TEST_P(Refusals, AreToldWithTheCloudsCode) {
     const auto& [status, code] = GetParam();
     server.AnswerAll(Reply::Json(std::string(R"({"errorCode":")") + code + R"(","description":"why"})", status));
@@ -126,6 +132,7 @@ INSTANTIATE_TEST_SUITE_P(Codes, Refusals,
                                          std::pair{409, "21015002"}, std::pair{507, "21004913"},
                                          std::pair{409, "21004091"}, std::pair{500, "21005001"}, std::pair{400, ""}));
 
+// CLOUD-CALL-03
 TEST_F(Completion, AFailureWithoutACodeHasAnEmptyOne) {
     std::vector<Reply> replies{Reply::Json("", 500), Reply::Json("<html>", 404), Reply::Json("no json"), {}};
     replies.back().silent = true;
@@ -140,12 +147,14 @@ TEST_F(Completion, AFailureWithoutACodeHasAnEmptyOne) {
     }
 }
 
+// CLOUD-CALL-10
 TEST_F(Completion, KeysOfTheAnswerCannotPassForOurOwn) {
     server.AnswerAll(Reply::Json(R"({"id":"cloud1","statuscode":"200000","errorCode":"","description":"fine"})", 201));
     EXPECT_TRUE(Create(L"Local1"));
     EXPECT_EQ(L"201", Get(result, L"statuscode"));
 }
 
+// CLOUD-REPEAT-05
 TEST_F(Completion, IsNotRepeatedBecauseItMayHaveGoneThrough) {
     ConfigureRepeats(3);
     Reply reply = Reply::Json("", 503);

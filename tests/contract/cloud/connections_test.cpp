@@ -26,6 +26,7 @@ protected:
     }
 };
 
+// CLOUD-NET-03
 TEST_F(Connections, HostsThatTakeTurnsKeepTheirConnections) {
     HttpServer store;
     for (int turn = 0; turn < 10; ++turn) {
@@ -36,6 +37,7 @@ TEST_F(Connections, HostsThatTakeTurnsKeepTheirConnections) {
     EXPECT_EQ(1, store.Connections());
 }
 
+// CLOUD-NET-04
 TEST_F(Connections, AConnectionThatTheServerHasClosedIsReplacedInSilence) {
     Reply last;
     last.closeAfter = true;
@@ -46,6 +48,7 @@ TEST_F(Connections, AConnectionThatTheServerHasClosedIsReplacedInSilence) {
     EXPECT_EQ(0u, LogLines());
 }
 
+// CLOUD-NET-05
 TEST_F(Connections, ACloudIsReachedByItsNewerAddress) {
     std::unique_ptr<HttpServer> newer;
     try {
@@ -72,6 +75,7 @@ TEST_F(Connections, ACloudIsReachedByItsNewerAddress) {
     EXPECT_EQ(1, newer->Connections());
 }
 
+// CLOUD-NET-06
 TEST_F(Connections, AProxyOfTheEnvironmentIsAskedForStrangers) {
     HttpServer proxy;
     setenv("http_proxy", proxy.Url().c_str(), 1);
@@ -80,6 +84,7 @@ TEST_F(Connections, AProxyOfTheEnvironmentIsAskedForStrangers) {
     EXPECT_TRUE(server.Requests().empty());
 }
 
+// CLOUD-NET-06
 TEST_F(Connections, AHostThatTheEnvironmentTakesOutIsNotAskedThroughTheProxy) {
     HttpServer proxy;
     setenv("http_proxy", proxy.Url().c_str(), 1);
@@ -92,6 +97,7 @@ TEST_F(Connections, AHostThatTheEnvironmentTakesOutIsNotAskedThroughTheProxy) {
     EXPECT_EQ(1u, server.Requests().size());
 }
 
+// CLOUD-NET-06
 TEST_F(Connections, OverTlsTheProxyIsAskedForATunnelAndSeesNoLogin) {
     HttpServer proxy;
     Reply refusal;

@@ -26,6 +26,7 @@ protected:
     Common::DownLoadAddressInfoModel model;
 };
 
+// CLOUD-CALL-12
 TEST_F(DownloadCalls, AnEncryptedFileComesWithKeysAndObjectsAndTypeOneFirst) {
     EXPECT_TRUE(Ask(EncryptedAnswer()));
     EXPECT_EQ("GET /v1/files/f1/download", server.Last().method + " " + server.Last().target);
@@ -54,6 +55,7 @@ TEST_F(DownloadCalls, AnEncryptedFileComesWithKeysAndObjectsAndTypeOneFirst) {
     EXPECT_EQ(7, objects.attributes[1].size);
 }
 
+// CLOUD-CALL-12
 TEST_F(DownloadCalls, APlainFileComesWithItsAddress) {
     auto answer = EncryptedAnswer();
     answer["encFekList"] = Json::Value(Json::arrayValue);
@@ -64,6 +66,7 @@ TEST_F(DownloadCalls, APlainFileComesWithItsAddress) {
     EXPECT_EQ(L"http://127.0.0.1/v1/files/f1/content", model.GetDownloadURL());
 }
 
+// CLOUD-CALL-12
 TEST_F(DownloadCalls, AKeyTypeThatIsANumberCountsAsItsText) {
     auto answer = EncryptedAnswer();
     answer["encFekList"][1]["keyType"] = 1;
@@ -78,6 +81,7 @@ struct Bend {
 
 class BadDownloadAnswer : public DownloadCalls, public testing::WithParamInterface<Bend> {};
 
+// CLOUD-CALL-13
 TEST_P(BadDownloadAnswer, IsRefusedBecauseTheEngineWouldWalkIt) {
     auto answer = EncryptedAnswer();
     GetParam().make(answer);
@@ -127,11 +131,13 @@ INSTANTIATE_TEST_SUITE_P(
         Bend{"code_in_a_success", [](Json::Value& answer) { answer["errorCode"] = "21004041"; }}),
     [](const auto& info) { return info.param.name; });
 
+// CLOUD-CALL-13
 TEST_F(DownloadCalls, AnEmptyIdIsNotAskedFor) {
     EXPECT_FALSE(CloudDriveInterface::GetDownloadAddressInfo(L"", model));
     EXPECT_TRUE(server.Requests().empty());
 }
 
+// CLOUD-CALL-13
 TEST_F(DownloadCalls, RefusalAndSilenceAreFailures) {
     Reply silent;
     silent.silent = true;
@@ -144,6 +150,7 @@ TEST_F(DownloadCalls, RefusalAndSilenceAreFailures) {
     }
 }
 
+// CLOUD-CALL-14
 TEST_F(DownloadCalls, TheAddressOfAnObjectIsAskedWithoutDigests) {
     server.AnswerAll(Reply::Json(R"({"url":"http://127.0.0.1/store/b/o1","headers":{"A":"b"}})"));
     Common::DownloadKelpAddressInfo info;
@@ -157,6 +164,7 @@ TEST_F(DownloadCalls, TheAddressOfAnObjectIsAskedWithoutDigests) {
 
 class BadObjectAddress : public DownloadCalls, public testing::WithParamInterface<const char*> {};
 
+// CLOUD-CALL-13
 TEST_P(BadObjectAddress, IsAFailure) {
     server.AnswerAll(Reply::Json(GetParam()));
     Common::DownloadKelpAddressInfo info;

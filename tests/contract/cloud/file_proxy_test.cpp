@@ -28,6 +28,7 @@ protected:
     WMap result;
 };
 
+// CLOUD-PROXY-01
 TEST_F(FileProxy, AMultipartUploadGoesByteForByte) {
     const std::string body = "--B\r\n Content-Type: x" + Content(100);
     EXPECT_TRUE(Upload(InterfaceName::MultipartCreate, "", body,
@@ -43,6 +44,7 @@ TEST_F(FileProxy, AMultipartUploadGoesByteForByte) {
     EXPECT_EQ(body, server.Last().body);
 }
 
+// CLOUD-PROXY-01
 TEST_F(FileProxy, TheOddHeadersOfTheEngineGoUnchanged) {
     Upload(InterfaceName::ResumeCreate, "", "{}\n",
            {{L"X-Upload-Content-Typ", L"video/mp4"},
@@ -61,6 +63,7 @@ TEST_F(FileProxy, TheOddHeadersOfTheEngineGoUnchanged) {
     EXPECT_EQ("{}\n", server.Last().body);
 }
 
+// CLOUD-PROXY-01
 TEST_F(FileProxy, ASliceIsPutAsRawBytesWithOneContentLength) {
     const std::string bytes = std::string("\0\1\2", 3) + Content(5);
     EXPECT_TRUE(Slice(L"bytes 100-7/1000", bytes));
@@ -81,6 +84,7 @@ struct Verb {
 
 class ProxyVerbs : public FileProxy, public testing::WithParamInterface<Verb> {};
 
+// CLOUD-PROXY-02
 TEST_P(ProxyVerbs, FollowTheOperation) {
     Upload(GetParam().operation, "x", "");
     EXPECT_EQ(GetParam().line, server.Last().method + " " + server.Last().target);
@@ -93,6 +97,7 @@ INSTANTIATE_TEST_SUITE_P(Operations, ProxyVerbs,
                                          Verb{InterfaceName::ResumeUpdate, "PATCH /proxy/s1?uploadType=resume"},
                                          Verb{InterfaceName::ResumeSlice, "PUT /proxy/s1"}));
 
+// CLOUD-PROXY-02
 TEST_F(FileProxy, TheUploadTypeJoinsAQueryThatIsThere) {
     CloudDriveInterface::FileproxyUpload(server.WideUrl("/proxy/s1?a=b"), L"f", InterfaceName::MultipartCreate, "", "x",
                                          {}, result);
@@ -102,6 +107,7 @@ TEST_F(FileProxy, TheUploadTypeJoinsAQueryThatIsThere) {
     EXPECT_EQ("/proxy/s1?uploadType=multipart", server.Last().target);
 }
 
+// CLOUD-PROXY-03
 TEST_F(FileProxy, AnEmptySliceIsNotSentAndAnswers404) {
     EXPECT_FALSE(Upload(InterfaceName::ResumeSlice, "", ""));
     EXPECT_FALSE(Upload(InterfaceName::ResumeSlice, "", "text that is no slice"));
@@ -110,6 +116,7 @@ TEST_F(FileProxy, AnEmptySliceIsNotSentAndAnswers404) {
     EXPECT_TRUE(server.Requests().empty());
 }
 
+// CLOUD-CALL-11
 TEST_F(FileProxy, ACompletedFileTellsItsId) {
     server.AnswerAll(Reply::Json(R"({"id":"cloud1","fileName":"a","contentVersion":"3","size":12,"isFolder":false})"));
     for (const auto operation : {InterfaceName::MultipartCreate, InterfaceName::MultipartUpdate}) {
@@ -125,6 +132,7 @@ TEST_F(FileProxy, ACompletedFileTellsItsId) {
     }
 }
 
+// CLOUD-CALL-11
 TEST_F(FileProxy, TheGivenIdStandsInForAnAnswerWithoutOne) {
     for (const char* body :
          {"", "{}", R"({"id":""})", R"({"id":null})", R"({"id":{}})", R"({"id":"Local5"})", "no json"}) {
@@ -138,6 +146,7 @@ TEST_F(FileProxy, TheGivenIdStandsInForAnAnswerWithoutOne) {
     }
 }
 
+// CLOUD-CALL-11
 TEST_F(FileProxy, ALocalIdWithoutAnAnswerIdIsAFailure) {
     server.AnswerAll(Reply::Json("{}"));
     EXPECT_FALSE(Upload(InterfaceName::MultipartCreate, "", "x", {}, L"Local1"));
@@ -147,6 +156,7 @@ TEST_F(FileProxy, ALocalIdWithoutAnAnswerIdIsAFailure) {
     EXPECT_NE(L"200", Get(result, L"statuscode"));
 }
 
+// CLOUD-PROXY-04
 TEST_F(FileProxy, AMiddleSliceCarriesNoIdAndDoesNotLookLikeTheEnd) {
     for (const char* body : {R"({"position":4})", "", R"({"id":"","position":4})"}) {
         server.AnswerAll(Reply::Json(body));
@@ -156,6 +166,7 @@ TEST_F(FileProxy, AMiddleSliceCarriesNoIdAndDoesNotLookLikeTheEnd) {
     }
 }
 
+// CLOUD-PROXY-04
 TEST_F(FileProxy, TheSliceThatReachesTheEndIsKnownByPositionAndTotal) {
     server.AnswerAll(Reply::Json(R"({"id":"cloud1"})"));
     EXPECT_TRUE(Slice(L"bytes 8-3/12", "1234", L"Local1"));
@@ -163,6 +174,7 @@ TEST_F(FileProxy, TheSliceThatReachesTheEndIsKnownByPositionAndTotal) {
     EXPECT_EQ(L"200", Get(result, L"statuscode"));
 }
 
+// CLOUD-PROXY-05
 TEST_F(FileProxy, AResumeAddressComesWithItsSliceSize) {
     server.AnswerAll(Reply::Json(R"({"resumeUrl":"http://127.0.0.1/proxy/s1","sliceSize":5242880,"position":0})"));
     EXPECT_TRUE(Upload(InterfaceName::ResumeCreate, "", "{}", {}, L"Local1"));
@@ -174,6 +186,7 @@ TEST_F(FileProxy, AResumeAddressComesWithItsSliceSize) {
 
 class BadOpening : public FileProxy, public testing::WithParamInterface<const char*> {};
 
+// CLOUD-PROXY-05
 TEST_P(BadOpening, GivesNeitherAddressNorSliceSize) {
     server.AnswerAll(Reply::Json(GetParam()));
     EXPECT_FALSE(Upload(InterfaceName::ResumeUpdate, "", "{}"));
@@ -192,6 +205,7 @@ INSTANTIATE_TEST_SUITE_P(Answers, BadOpening,
                                          R"({"resumeUrl":"file:///etc/passwd","sliceSize":5})",
                                          R"({"resumeUrl":7,"sliceSize":5})", R"({"resumeUrl":["a"],"sliceSize":5})"));
 
+// CLOUD-PROXY-06
 TEST_F(FileProxy, RefusalsCarryTheCloudsCodeAndStatus) {
     server.AnswerAll(Reply::Json(R"({"errorCode":"21004091","description":"digest differs"})", 409));
     for (const auto operation :
@@ -204,6 +218,7 @@ TEST_F(FileProxy, RefusalsCarryTheCloudsCodeAndStatus) {
     }
 }
 
+// CLOUD-PROXY-06
 TEST_F(FileProxy, ALostSessionIs404) {
     server.AnswerAll(Reply::Json("", 404));
     EXPECT_FALSE(Slice(L"bytes 0-3/12", "1234"));
@@ -211,12 +226,14 @@ TEST_F(FileProxy, ALostSessionIs404) {
     EXPECT_EQ(L"", Get(result, L"errorCode"));
 }
 
+// CLOUD-PROXY-06
 TEST_F(FileProxy, ACodeInASuccessIsAFailure) {
     server.AnswerAll(Reply::Json(R"({"id":"cloud1","errorCode":"21004913"})"));
     EXPECT_FALSE(Upload(InterfaceName::MultipartCreate, "", "x"));
     EXPECT_EQ(L"21004913", Get(result, L"errorCode"));
 }
 
+// CLOUD-PROXY-07
 TEST_F(FileProxy, ATransportFailureIsStatusZero) {
     Reply reply;
     reply.silent = true;
@@ -230,6 +247,7 @@ TEST_F(FileProxy, ATransportFailureIsStatusZero) {
     }
 }
 
+// CLOUD-PROXY-07
 TEST_F(FileProxy, WhatCannotBeSentIsStatusZero) {
     for (const wchar_t* url : {L"", L"nothing", L"ftp://127.0.0.1/x"}) {
         EXPECT_FALSE(
@@ -241,6 +259,7 @@ TEST_F(FileProxy, WhatCannotBeSentIsStatusZero) {
     EXPECT_TRUE(server.Requests().empty());
 }
 
+// CLOUD-PROXY-08
 TEST_F(FileProxy, ALargeSliceHasNoTotalLimit) {
     // Longer on its way than the total limit of a control call, never silent for as long as the idle limit.
     Reply reply = Reply::Json(R"({"id":"cloud1"})");

@@ -25,6 +25,7 @@ protected:
     }
 };
 
+// CLOUD-CALL-15
 TEST_F(KeyCalls, APublicKeyOf91BytesIsHandedOn) {
     server.AnswerAll(Reply::Json(R"({"publicKey":")" + Base64(91) + R"(","version":"7","more":1})"));
     EXPECT_EQ(R"({"publicKey":")" + Base64(91) + R"(","version":"7"})",
@@ -32,6 +33,7 @@ TEST_F(KeyCalls, APublicKeyOf91BytesIsHandedOn) {
     EXPECT_EQ("GET /v1/keys/public", server.Last().method + " " + server.Last().target);
 }
 
+// CLOUD-CALL-15
 TEST_F(KeyCalls, AnyOtherPublicKeyIsNone) {
     for (const std::size_t bytes : {0, 1, 65, 90, 92, 1000}) {
         server.AnswerAll(Reply::Json(R"({"publicKey":")" + Base64(bytes) + R"(","version":"7"})"));
@@ -46,12 +48,14 @@ TEST_F(KeyCalls, AnyOtherPublicKeyIsNone) {
     EXPECT_EQ("", CloudDriveInterface::PublickKey());
 }
 
+// CLOUD-CALL-16
 TEST_F(KeyCalls, TheKeyListIsAskedWithTheTemporaryKey) {
     Keys("");
     EXPECT_EQ("POST /v1/keys/list", server.Last().method + " " + server.Last().target);
     EXPECT_EQ(R"({"keyKind":1,"temporaryKey":"blob:cipher","version":"1"})", ToJson(ParseJson(server.Last().body)));
 }
 
+// CLOUD-CALL-16
 TEST_F(KeyCalls, EntriesThatFitTheKeyBuffersAreKeptInOrder) {
     const auto keys = Keys(Entry(44, "1") + "," + Entry(60, "3") + "," + Entry(256 + 28, "2"));
     ASSERT_EQ(3u, keys.size());
@@ -60,12 +64,14 @@ TEST_F(KeyCalls, EntriesThatFitTheKeyBuffersAreKeptInOrder) {
     EXPECT_EQ("u", keys[2]["keyUuid"].asString());
 }
 
+// CLOUD-CALL-16
 TEST_F(KeyCalls, EntriesThatCouldRunOverTheKeyBuffersAreLeftOut) {
     const auto keys = Keys(Entry(256 + 29) + "," + Entry(44) + "," + Entry(100'000) + "," + Entry(27));
     EXPECT_EQ(1u, keys.size());
     EXPECT_TRUE(LogHolds("left out"));
 }
 
+// CLOUD-CALL-16
 TEST_F(KeyCalls, EntriesThatAreNoneAreLeftOut) {
     const auto keys =
         Keys(R"(null,5,"x",[],{},{"keyType":1},{"keyType":1,"encryptedKey":5,"keyUuid":"u"},)"
@@ -74,6 +80,7 @@ TEST_F(KeyCalls, EntriesThatAreNoneAreLeftOut) {
     EXPECT_EQ(3u, keys.size()) << "a type that is no number is for the engine to pass over";
 }
 
+// CLOUD-CALL-16
 TEST_F(KeyCalls, NoKeyListIsAnEmptyText) {
     for (const Reply& reply : {Reply::Json(""), Reply::Json("{}"), Reply::Json(R"({"keys":{}})"),
                                Reply::Json(R"({"keys":7})"), Reply::Json("[]"), Reply::Json(R"({"keys":[]})", 409)}) {
@@ -92,23 +99,27 @@ protected:
     }
 };
 
+// CLOUD-CALL-17
 TEST_F(Space, IsWhatTheCloudSaysIsLeft) {
     server.AnswerAll(Reply::Json(R"({"total":100,"used":40,"remaining":60})"));
     EXPECT_EQ(60, Ask());
     EXPECT_EQ("GET /v1/account/space", server.Last().method + " " + server.Last().target);
 }
 
+// CLOUD-CALL-17
 TEST_F(Space, NothingLeftIsNoFailure) {
     server.AnswerAll(Reply::Json(R"({"remaining":0})"));
     EXPECT_EQ(0, Ask());
 }
 
+// CLOUD-CALL-18
 TEST_F(Space, IsRememberedForAWhile) {
     server.AnswerAll(Reply::Json(R"({"remaining":60})"));
     for (int count = 0; count < 5; ++count) EXPECT_EQ(60, Ask());
     EXPECT_EQ(1u, server.Requests().size());
 }
 
+// CLOUD-CALL-17
 TEST_F(Space, AFailureIsNegativeAndNotRemembered) {
     for (const Reply& reply : {Reply::Json("", 500), Reply::Json("{}"), Reply::Json(R"({"remaining":null})"),
                                Reply::Json(R"({"remaining":"60"})"), Reply::Json(R"({"remaining":-1})"),
@@ -122,6 +133,7 @@ TEST_F(Space, AFailureIsNegativeAndNotRemembered) {
     EXPECT_EQ(60, Ask());
 }
 
+// CLOUD-CALL-18
 TEST_F(Space, IsForgottenAtEveryCompletingCall) {
     server.AnswerAll(Reply::Json(R"({"remaining":60,"id":"f1"})"));
     Common::FileItem file;
@@ -148,6 +160,7 @@ TEST_F(Space, IsForgottenAtEveryCompletingCall) {
     }
 }
 
+// CLOUD-CALL-18
 TEST_F(Space, AnAnswerFromBeforeACompletionIsNotRememberedAfterIt) {
     server.Answer([&](const SeenRequest& request) {
         if (request.target == "/v1/account/space" && server.Requests().size() == 1) {

@@ -25,6 +25,7 @@ protected:
     }
 };
 
+// CLOUD-LIMIT-01
 TEST_F(Limits, ASilentCallIsGivenUpAfterTheIdleLimit) {
     Reply reply = Reply::Json("{}");
     reply.delayMilliseconds = 20'000;
@@ -35,6 +36,7 @@ TEST_F(Limits, ASilentCallIsGivenUpAfterTheIdleLimit) {
     EXPECT_LT(took, 8000);
 }
 
+// CLOUD-LIMIT-02
 TEST_F(Limits, AControlCallThatTricklesIsGivenUpAfterItsTotalLimit) {
     Reply reply = Reply::Json(R"({"id":"f"})" + std::string(500, ' '));
     reply.writeSize = 1;
@@ -46,6 +48,7 @@ TEST_F(Limits, AControlCallThatTricklesIsGivenUpAfterItsTotalLimit) {
     EXPECT_LT(took, 8000);
 }
 
+// CLOUD-LIMIT-02
 TEST_F(Limits, AnAnswerToAnUploadThatTricklesIsGivenUpToo) {
     Reply reply;
     reply.body = std::string(500, 'x');
@@ -59,6 +62,7 @@ TEST_F(Limits, AnAnswerToAnUploadThatTricklesIsGivenUpToo) {
     EXPECT_LT(took, 8000);
 }
 
+// CLOUD-LIMIT-02
 TEST_F(Limits, ContentThatTricklesIsGivenUp) {
     Reply reply;
     reply.body = Content(100'000);
@@ -69,6 +73,7 @@ TEST_F(Limits, ContentThatTricklesIsGivenUp) {
     EXPECT_LT(took, 10000);
 }
 
+// CLOUD-LIMIT-03
 TEST_F(Limits, ContentThatFlowsHasNoTotalLimit) {
     Reply reply;
     reply.body = Content(60'000);
@@ -79,6 +84,7 @@ TEST_F(Limits, ContentThatFlowsHasNoTotalLimit) {
     EXPECT_GT(took, 2500);
 }
 
+// CLOUD-LIMIT-03
 TEST_F(Limits, AReceiverMayTakeItsTime) {
     Reply reply;
     reply.body = Content(200'000);
@@ -91,6 +97,7 @@ TEST_F(Limits, AReceiverMayTakeItsTime) {
               }));
 }
 
+// CLOUD-LIMIT-04
 TEST_F(Limits, TheStopEndsEveryCallWithinASecondAndRefusesNewOnes) {
     Reply reply;
     reply.body = Content(1000);
@@ -132,6 +139,7 @@ TEST_F(Limits, TheStopEndsEveryCallWithinASecondAndRefusesNewOnes) {
     EXPECT_EQ(200, Download());
 }
 
+// CLOUD-LIMIT-04
 TEST_F(Limits, TheStopEndsThePauseBeforeARepeat) {
     Reply reply = Reply::Json("", 503);
     reply.headers = {{"Retry-After", "10"}};
@@ -152,6 +160,7 @@ TEST_F(Limits, TheStopEndsThePauseBeforeARepeat) {
     EXPECT_LT(took, 3000);
 }
 
+// CLOUD-LIMIT-05
 TEST_F(Limits, TheStopOfDownloadsEndsASilentOneSoonAndLeavesCallsAlone) {
     Reply reply;
     reply.body = Content(1000);
@@ -181,6 +190,7 @@ TEST_F(Limits, TheStopOfDownloadsEndsASilentOneSoonAndLeavesCallsAlone) {
     g_StopDownLoadTask = false;
 }
 
+// CLOUD-LIMIT-06
 TEST_F(Limits, ADownloadKeepsToItsBandwidth) {
     Reply reply;
     reply.body = Content(300'000);
@@ -193,6 +203,7 @@ TEST_F(Limits, ADownloadKeepsToItsBandwidth) {
     EXPECT_LT(took, 10000);
 }
 
+// CLOUD-LIMIT-03
 TEST_F(Limits, AnUploadOverASlowLineIsNotTakenForASilentOne) {
     server.ReadSlowly(65'536, 40);
     auto settings = Settings();
@@ -207,6 +218,7 @@ TEST_F(Limits, AnUploadOverASlowLineIsNotTakenForASilentOne) {
     EXPECT_EQ(body.size(), server.Last().body.size());
 }
 
+// CLOUD-LIMIT-06
 TEST_F(Limits, TwoUploadsShareOneBandwidth) {
     server.AnswerAll(Reply{});
     auto settings = Settings();
@@ -227,6 +239,7 @@ TEST_F(Limits, TwoUploadsShareOneBandwidth) {
     EXPECT_LT(took, 10000);
 }
 
+// CLOUD-NET-03
 TEST_F(Limits, ManyThreadsAtOnceGetEachItsOwnAnswer) {
     server.Answer([](const SeenRequest& request) {
         Reply reply;
@@ -254,6 +267,7 @@ TEST_F(Limits, ManyThreadsAtOnceGetEachItsOwnAnswer) {
     EXPECT_LE(server.Connections(), 8 + 1);
 }
 
+// CLOUD-NET-06
 TEST_F(Limits, AProxyOfTheEnvironmentIsNotAskedForThisMachine) {
     HttpServer proxy;
     proxy.AnswerAll(Reply::Json(R"({"id":"proxied"})"));

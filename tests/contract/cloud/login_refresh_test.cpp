@@ -59,6 +59,7 @@ protected:
     std::atomic<int> refused{0};
 };
 
+// CLOUD-LOGIN-03
 TEST_F(LoginRefresh, AnExpiredTokenIsRenewedInsideAControlCall) {
     ServeNewToken();
     CloudFile file;
@@ -68,6 +69,7 @@ TEST_F(LoginRefresh, AnExpiredTokenIsRenewedInsideAControlCall) {
     EXPECT_EQ(1, refreshes);
 }
 
+// CLOUD-LOGIN-03
 TEST_F(LoginRefresh, AndInsideADownloadAndAProxyUpload) {
     ServeNewToken();
     std::string got;
@@ -81,6 +83,7 @@ TEST_F(LoginRefresh, AndInsideADownloadAndAProxyUpload) {
     EXPECT_EQ(2, refreshes);
 }
 
+// CLOUD-LOGIN-04
 TEST_F(LoginRefresh, TheListenerHearsOfTheNewPairWithWhatTheAnswerLeftOut) {
     ServeNewToken();
     Cloud::Login heard;
@@ -94,6 +97,7 @@ TEST_F(LoginRefresh, TheListenerHearsOfTheNewPairWithWhatTheAnswerLeftOut) {
     EXPECT_EQ(L"9", heard.serverVersion);
 }
 
+// CLOUD-LOGIN-04
 TEST_F(LoginRefresh, AListenerThatThrowsCostsNothingButALine) {
     ServeNewToken();
     DriveAccount::OnRefresh([](const Cloud::Login&) { throw std::runtime_error("disk full"); });
@@ -102,6 +106,7 @@ TEST_F(LoginRefresh, AListenerThatThrowsCostsNothingButALine) {
     EXPECT_TRUE(LogHolds("disk full"));
 }
 
+// CLOUD-LOGIN-03
 TEST_F(LoginRefresh, ManyThreadsRenewOnce) {
     ServeNewToken();
     std::vector<std::thread> threads;
@@ -117,6 +122,7 @@ TEST_F(LoginRefresh, ManyThreadsRenewOnce) {
     EXPECT_EQ(1, refreshes);
 }
 
+// CLOUD-LOGIN-05
 TEST_F(LoginRefresh, ARefusedRenewalIsNotAskedForAgainUntilTheNextLogin) {
     ServeNewToken();
     DriveAccount::UseLogin(Pair(L"old", L"wrong"));
@@ -131,6 +137,7 @@ TEST_F(LoginRefresh, ARefusedRenewalIsNotAskedForAgainUntilTheNextLogin) {
     EXPECT_TRUE(DriveAccount::Get(L"f1", file).ok);
 }
 
+// CLOUD-LOGIN-05
 TEST_F(LoginRefresh, ATokenThatIsRefusedAfterRenewalIsNotRenewedForEver) {
     server.Answer([this](const SeenRequest& request) {
         if (request.target != "/v1/account/refresh") return Reply::Json("{}", 401);
@@ -144,6 +151,7 @@ TEST_F(LoginRefresh, ATokenThatIsRefusedAfterRenewalIsNotRenewedForEver) {
     EXPECT_EQ(2, refreshes);
 }
 
+// CLOUD-LOGIN-05
 TEST_F(LoginRefresh, WithoutARefreshTokenTheRefusalStands) {
     ServeNewToken();
     DriveAccount::UseLogin(Pair(L"old", L""));
@@ -152,6 +160,7 @@ TEST_F(LoginRefresh, WithoutARefreshTokenTheRefusalStands) {
     EXPECT_EQ(0, refreshes);
 }
 
+// CLOUD-LOGIN-06
 TEST_F(LoginRefresh, BeforeAnyLoginTheTokenOfTheStartIsUsed) {
     g_accessToken = L"from-start";
     g_SyncServerVersion = L"12";
@@ -165,6 +174,7 @@ TEST_F(LoginRefresh, BeforeAnyLoginTheTokenOfTheStartIsUsed) {
     g_SyncServerVersion.clear();
 }
 
+// CLOUD-LOGIN-07
 TEST_F(LoginRefresh, TheLoginTravelsInClearToTheCloudAndThisMachineOnly) {
     server.AnswerAll(Reply{});
     auto settings = Settings();
@@ -191,6 +201,7 @@ struct OpenRequest : Cloud::BaseHttpRequest {
     using BaseHttpRequest::BaseHttpRequest;
 };
 
+// CLOUD-LOGIN-06
 TEST_F(LoginRefresh, TheCommonHeadersStandInBothMapsAlike) {
     WMap wide{{L"Kept", L"x"}};
     std::map<std::string, std::string> narrow;
@@ -199,6 +210,7 @@ TEST_F(LoginRefresh, TheCommonHeadersStandInBothMapsAlike) {
     EXPECT_EQ((std::map<std::string, std::string>{{"Authorization", "Bearer old"}, {"version", "9"}}), narrow);
 }
 
+// CLOUD-NET-02
 TEST_F(LoginRefresh, NoSecretIsEverLogged) {
     const std::string secret = "s3cr3t";
     DriveAccount::UseLogin(Pair(L"s3cr3t-access", L"s3cr3t-refresh"));

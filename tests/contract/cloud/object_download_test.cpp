@@ -53,6 +53,7 @@ protected:
 
 class ObjectSizes : public ObjectDownload, public testing::WithParamInterface<std::size_t> {};
 
+// CLOUD-STORE-06
 TEST_P(ObjectSizes, TheInverseOfTheUploadsEncryption) {
     const std::string plain = Content(GetParam());
     const Reply reply = Stored(plain);
@@ -63,6 +64,27 @@ TEST_P(ObjectSizes, TheInverseOfTheUploadsEncryption) {
 
 INSTANTIATE_TEST_SUITE_P(Sizes, ObjectSizes, testing::Values(0, 1, 15, 16, 17, 31, 32, 4096, 100'000, (4 << 20) + 3));
 
+// CLOUD-STORE-06
+TEST_F(ObjectDownload, TheBufferOfTheObjectBeforeIsUsedAgainAfterSuccessAndFailure) {
+    const Reply reply = Stored(Content(100'000));
+    server.AnswerAll(reply);
+    const auto length = static_cast<std::int64_t>(reply.body.size());
+    EXPECT_TRUE(Fetch(kKey, kIv, L"AES_128", length));
+    const unsigned char* const memory = received.data();
+    EXPECT_TRUE(Fetch(kKey, kIv, L"AES_128", length));
+    EXPECT_EQ(memory, received.data());
+    Reply damaged = reply;
+    damaged.body[5] ^= 1;
+    server.AnswerAll(damaged);
+    EXPECT_FALSE(Fetch(kKey, kIv, L"AES_128", length));
+    EXPECT_TRUE(received.empty());
+    server.AnswerAll(reply);
+    EXPECT_TRUE(Fetch(kKey, kIv, L"AES_128", length));
+    EXPECT_EQ(memory, received.data());
+    EXPECT_EQ(Content(100'000), ToText(received));
+}
+
+// CLOUD-STORE-06
 TEST_F(ObjectDownload, SendsExactlyTheHeadersOfTheAddressAndNoLogin) {
     server.AnswerAll(Stored("x"));
     Fetch(kKey, kIv, L"AES_128", 16, {{L"x-amz-date", L"20260101"}, {L"Authorization", L"Bearer of-the-store"}});
@@ -73,18 +95,21 @@ TEST_F(ObjectDownload, SendsExactlyTheHeadersOfTheAddressAndNoLogin) {
         HeadWithoutHost(server.Last()));
 }
 
+// CLOUD-STORE-07
 TEST_F(ObjectDownload, TheLengthIsAnUpperBoundOnly) {
     server.AnswerAll(Stored("short"));
     EXPECT_TRUE(Fetch(kKey, kIv, L"AES_128", 5'000'000));
     EXPECT_EQ("short", ToText(received));
 }
 
+// CLOUD-STORE-07
 TEST_F(ObjectDownload, WithoutALengthTheObjectIsTakenAllTheSame) {
     server.AnswerAll(Stored("short"));
     EXPECT_TRUE(Fetch(kKey, kIv, L"AES_128", 0));
     EXPECT_TRUE(Fetch(kKey, kIv, L"AES_128", -5));
 }
 
+// CLOUD-STORE-07
 TEST_F(ObjectDownload, AnObjectLongerThanTheBoundIsRefused) {
     const Reply reply = Stored(Content(1000));
     server.AnswerAll(reply);
@@ -92,6 +117,7 @@ TEST_F(ObjectDownload, AnObjectLongerThanTheBoundIsRefused) {
     EXPECT_TRUE(received.empty());
 }
 
+// CLOUD-STORE-07
 TEST_F(ObjectDownload, AnEndlessObjectIsGivenUpAtTheBound) {
     Reply reply = Stored(Content(1 << 20));
     reply.headers.clear();
@@ -101,6 +127,7 @@ TEST_F(ObjectDownload, AnEndlessObjectIsGivenUpAtTheBound) {
     EXPECT_TRUE(received.empty());
 }
 
+// CLOUD-STORE-08
 TEST_F(ObjectDownload, WithoutADigestOfTheStoreTheObjectIsAccepted) {
     Reply reply = Stored("content");
     reply.headers.clear();
@@ -109,6 +136,7 @@ TEST_F(ObjectDownload, WithoutADigestOfTheStoreTheObjectIsAccepted) {
     EXPECT_EQ("content", ToText(received));
 }
 
+// CLOUD-STORE-08
 TEST_F(ObjectDownload, TheDigestMayStandInCapitals) {
     Reply reply = Stored("content");
     for (char& c : reply.headers[0].second) c = static_cast<char>(std::toupper(c));
@@ -116,6 +144,7 @@ TEST_F(ObjectDownload, TheDigestMayStandInCapitals) {
     EXPECT_TRUE(Fetch(kKey, kIv, L"AES_128", 16));
 }
 
+// CLOUD-STORE-06
 TEST_F(ObjectDownload, AES256TakesALongKeyAndTheFirstHalfOfTheVector) {
     const std::string plain = Content(1000);
     Reply reply;
@@ -134,6 +163,7 @@ struct Damage {
 
 class DamagedObject : public ObjectDownload, public testing::WithParamInterface<Damage> {};
 
+// CLOUD-STORE-09
 TEST_P(DamagedObject, GivesFalseAndLeavesNothing) {
     GiveUpEarly();
     Reply reply = Stored(Content(5000));
@@ -203,6 +233,7 @@ struct BadKey {
 
 class UnusableKey : public ObjectDownload, public testing::WithParamInterface<BadKey> {};
 
+// CLOUD-STORE-09
 TEST_P(UnusableKey, IsRefusedBeforeAnythingIsFetched) {
     server.AnswerAll(Stored("content"));
     EXPECT_FALSE(Fetch(GetParam().key, GetParam().iv, GetParam().algorithm, 16));
@@ -222,6 +253,7 @@ INSTANTIATE_TEST_SUITE_P(
                     BadKey{"other_case", kKey, kIv, L"aes_128"}),
     [](const auto& info) { return info.param.name; });
 
+// CLOUD-STORE-09
 TEST_F(ObjectDownload, TheWrongKeyGivesNothing) {
     server.AnswerAll(Stored(Content(5000)));
     Bytes other = kKey;
@@ -230,6 +262,7 @@ TEST_F(ObjectDownload, TheWrongKeyGivesNothing) {
     EXPECT_TRUE(received.empty());
 }
 
+// CLOUD-STORE-09
 TEST_F(ObjectDownload, AnAddressThatIsNoneGivesNothing) {
     received = ToBytes("old");
     EXPECT_FALSE(FileTransRequest::DownloadDriveFileRequest(L"gopher://x", {}, kKey, kIv, L"AES_128", 16, received));

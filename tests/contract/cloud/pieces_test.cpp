@@ -23,6 +23,7 @@ struct Collected {
     };
 };
 
+// CLOUD-CONTENT-01
 TEST(PieceCutterTest, HoldsForAnyWayThatTheBytesArrive) {
     std::mt19937 generator(7);
     const std::string content = Content((4 << 20) + (300 << 10) + 17);
@@ -47,6 +48,7 @@ TEST(PieceCutterTest, HoldsForAnyWayThatTheBytesArrive) {
     }
 }
 
+// CLOUD-CONTENT-02
 TEST(PieceCutterTest, CrumbsAreGatheredForAMomentOnly) {
     Collected got;
     PieceCutter cutter(got.receiver);
@@ -59,6 +61,7 @@ TEST(PieceCutterTest, CrumbsAreGatheredForAMomentOnly) {
     EXPECT_EQ(std::vector<std::size_t>{50}, got.pieces);
 }
 
+// CLOUD-CONTENT-04
 TEST(PieceCutterTest, ABrokenBodyWithoutBytesDeliversNoEmptyPiece) {
     Collected got;
     PieceCutter cutter(got.receiver);
@@ -68,6 +71,7 @@ TEST(PieceCutterTest, ABrokenBodyWithoutBytesDeliversNoEmptyPiece) {
     EXPECT_EQ(std::vector<std::size_t>{0}, got.pieces);
 }
 
+// CLOUD-CONTENT-06
 TEST(PieceCutterTest, NothingIsDeliveredAfterARefusal) {
     int calls = 0;
     const FileTransRequest::Receiver receiver = [&](const unsigned char*, const std::int64_t&) {
@@ -85,6 +89,7 @@ TEST(PieceCutterTest, NothingIsDeliveredAfterARefusal) {
     EXPECT_EQ(0, cutter.Delivered());
 }
 
+// CLOUD-CONTENT-11
 TEST(ByteRange, OnlyAnOpenRangeHasAStart) {
     EXPECT_EQ(0, OpenRangeStart("bytes=0-"));
     EXPECT_EQ(9'223'372'036'854'775'807, OpenRangeStart("Bytes=9223372036854775807-"));
@@ -94,6 +99,7 @@ TEST(ByteRange, OnlyAnOpenRangeHasAStart) {
     }
 }
 
+// CLOUD-CONTENT-09
 TEST(ByteRange, AContentRangeIsReadOrNot) {
     const auto range = ParseContentRange("bytes 5-9/20");
     ASSERT_TRUE(range);
@@ -107,6 +113,7 @@ TEST(ByteRange, AContentRangeIsReadOrNot) {
     }
 }
 
+// CLOUD-NET-01
 TEST(Address, IsMadeWholeOrRefused) {
     EXPECT_EQ("http://h:1/a/b?c", ResolveAddress("/a/b?c", "http://h:1"));
     EXPECT_EQ("HTTPS://h/x", ResolveAddress("HTTPS://h/x", "http://other"));
@@ -119,6 +126,7 @@ TEST(Address, IsMadeWholeOrRefused) {
     EXPECT_EQ("", ResolveAddress("/x", ""));
 }
 
+// CLOUD-NET-01
 TEST(Address, HostsAreToldApart) {
     EXPECT_EQ("host", HostOf("http://HOST:80/x:y"));
     EXPECT_EQ("::1", HostOf("http://[::1]:80/"));
@@ -133,17 +141,20 @@ TEST(Address, HostsAreToldApart) {
     EXPECT_FALSE(IsLoopbackHost(""));
 }
 
+// CLOUD-NET-02
 TEST(Address, TheLogSeesNoSignatureAndNoSession) {
     EXPECT_EQ("http://h:1/store", AddressForLog("http://h:1/store/b/o?signature=s"));
     EXPECT_EQ("http://h", AddressForLog("http://h?token=t"));
     EXPECT_EQ("http://h/proxy", AddressForLog("http://h/proxy/s"));
 }
 
+// CLOUD-NET-01
 TEST(Address, PercentEncodingKeepsOnlyWhatIsSafe) {
     EXPECT_EQ("aZ09-._~", PercentEncode("aZ09-._~"));
     EXPECT_EQ("%2F%3F%23%25%20%2B%C3%A9%00", PercentEncode(std::string("/?#% +\u00e9\0", 9)));
 }
 
+// CLOUD-PROXY-04
 TEST(ProxySlice, TheLastOneIsKnownByPositionAndTotal) {
     const auto last = [](const char* range, std::size_t bytes) {
         return IsLastSlice({{"content-range", range}}, bytes);

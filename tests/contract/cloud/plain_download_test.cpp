@@ -70,6 +70,7 @@ struct Sizes {
 
 class PieceBoundaries : public PlainDownload, public testing::WithParamInterface<Sizes> {};
 
+// CLOUD-CONTENT-01
 TEST_P(PieceBoundaries, PiecesCoverTheRestAndNeverStraddleABlock) {
     const std::string content = Content(GetParam().size);
     ServeRanges(content);
@@ -79,6 +80,7 @@ TEST_P(PieceBoundaries, PiecesCoverTheRestAndNeverStraddleABlock) {
     ExpectPiecesNeverStraddle(delivery.pieces);
 }
 
+// CLOUD-CONTENT-01
 TEST_P(PieceBoundaries, TheSameForAWholeAnswerToARange) {
     const std::string content = Content(GetParam().size);
     Reply reply;
@@ -97,6 +99,7 @@ INSTANTIATE_TEST_SUITE_P(Sizes, PieceBoundaries,
                                          Sizes{2 * kBlock + 1, kBlock}, Sizes{2 * kBlock + 1, kBlock + 7},
                                          Sizes{2 * kBlock + 1, 2 * kBlock}, Sizes{3 * kBlock + 5, 12345}));
 
+// CLOUD-CONTENT-01
 TEST_F(PlainDownload, OddWritesOfTheServerDoNotMoveTheCuts) {
     const std::string content = Content(3 * kPiece + 11);
     Reply reply;
@@ -109,6 +112,7 @@ TEST_F(PlainDownload, OddWritesOfTheServerDoNotMoveTheCuts) {
     ExpectPiecesNeverStraddle(delivery.pieces);
 }
 
+// CLOUD-CONTENT-01
 TEST_F(PlainDownload, AChunkedBodyIsDeliveredWhole) {
     Reply reply;
     reply.body = Content(200'000);
@@ -121,6 +125,7 @@ TEST_F(PlainDownload, AChunkedBodyIsDeliveredWhole) {
     ExpectPiecesNeverStraddle(delivery.pieces);
 }
 
+// CLOUD-CONTENT-02
 TEST_F(PlainDownload, CrumbsReachTheReceiverSoonAlthoughTheyAreGathered) {
     Reply reply;
     reply.body = Content(1000);
@@ -132,6 +137,7 @@ TEST_F(PlainDownload, CrumbsReachTheReceiverSoonAlthoughTheyAreGathered) {
     EXPECT_EQ(reply.body.substr(0, 600), delivery.bytes);
 }
 
+// CLOUD-CONTENT-03
 TEST_F(PlainDownload, SendsExactlyTheHeadersOfTheCallerWithTheLiveLogin) {
     Fetch({{L"Range", L"bytes=1000-"}, {L"Authorization", L"Bearer stale"}, {L"version", L"7"}});
     EXPECT_EQ(
@@ -142,16 +148,19 @@ TEST_F(PlainDownload, SendsExactlyTheHeadersOfTheCallerWithTheLiveLogin) {
         HeadWithoutHost(server.Last()));
 }
 
+// CLOUD-CONTENT-03
 TEST_F(PlainDownload, AddsNoLoginWhereTheCallerGaveNone) {
     Fetch({});
     EXPECT_EQ("GET /file HTTP/1.1\r\n", HeadWithoutHost(server.Last()));
 }
 
+// CLOUD-CONTENT-03
 TEST_F(PlainDownload, ALoginOfAnotherKindStaysAsItIs) {
     Fetch({{L"Authorization", L"Basic abc"}});
     EXPECT_EQ("Basic abc", server.Last().Header("Authorization"));
 }
 
+// CLOUD-CONTENT-04
 TEST_F(PlainDownload, AnEmptyBodyIsOneEmptyPiece) {
     for (const int status : {200, 206}) {
         Reply reply;
@@ -163,6 +172,7 @@ TEST_F(PlainDownload, AnEmptyBodyIsOneEmptyPiece) {
     }
 }
 
+// CLOUD-CONTENT-06
 TEST_F(PlainDownload, AnEmptyPieceThatIsRefusedGivesZero) {
     server.AnswerAll(Reply{});
     FileTransRequest request;
@@ -176,6 +186,7 @@ TEST_F(PlainDownload, AnEmptyPieceThatIsRefusedGivesZero) {
 
 class OtherStatus : public PlainDownload, public testing::WithParamInterface<int> {};
 
+// CLOUD-CONTENT-05
 TEST_P(OtherStatus, IsReturnedAsItCameAndItsBodyIsNobodys) {
     Reply reply;
     reply.status = GetParam();
@@ -192,6 +203,7 @@ INSTANTIATE_TEST_SUITE_P(Statuses, OtherStatus,
                          testing::Values(201, 202, 204, 301, 302, 307, 308, 400, 401, 403, 404, 409, 416, 429, 500, 502,
                                          503, 504, 507));
 
+// CLOUD-CONTENT-05
 TEST_F(PlainDownload, AnEndlessRefusalIsNotReadToItsEnd) {
     Reply reply;
     reply.status = 404;
@@ -201,6 +213,7 @@ TEST_F(PlainDownload, AnEndlessRefusalIsNotReadToItsEnd) {
     EXPECT_EQ(404, Fetch({}).status);
 }
 
+// CLOUD-CONTENT-05
 TEST_F(PlainDownload, ARefusalThatBreaksOffIsStillThatRefusal) {
     Reply reply;
     reply.status = 404;
@@ -210,6 +223,7 @@ TEST_F(PlainDownload, ARefusalThatBreaksOffIsStillThatRefusal) {
     EXPECT_EQ(404, Fetch({}).status);
 }
 
+// CLOUD-CONTENT-06
 TEST_F(PlainDownload, TheReceiversFalseEndsTheTransferWithZero) {
     Reply reply;
     reply.body = Content(10 * kPiece);
@@ -219,6 +233,7 @@ TEST_F(PlainDownload, TheReceiversFalseEndsTheTransferWithZero) {
     EXPECT_EQ(3 * kPiece, delivery.bytes.size());
 }
 
+// CLOUD-CONTENT-06
 TEST_F(PlainDownload, FalseAtTheVeryLastPieceGivesZeroToo) {
     Reply reply;
     reply.body = Content(kPiece + 1);
@@ -226,6 +241,7 @@ TEST_F(PlainDownload, FalseAtTheVeryLastPieceGivesZeroToo) {
     EXPECT_EQ(0, Fetch({}, kPiece).status);
 }
 
+// CLOUD-CONTENT-06
 TEST_F(PlainDownload, AReceiverThatThrowsCountsAsFalse) {
     Reply reply;
     reply.body = "abc";
@@ -236,6 +252,7 @@ TEST_F(PlainDownload, AReceiverThatThrowsCountsAsFalse) {
     EXPECT_EQ(0, FileTransRequest::DownloadCloudFileRequest(server.WideUrl("/file"), {}, &request));
 }
 
+// CLOUD-CONTENT-07
 TEST_F(PlainDownload, WithoutAReceiverNothingIsTaken) {
     Reply reply;
     reply.body = "abc";
@@ -245,6 +262,7 @@ TEST_F(PlainDownload, WithoutAReceiverNothingIsTaken) {
     EXPECT_EQ(-1, FileTransRequest::DownloadCloudFileRequest(server.WideUrl("/file"), {}, nullptr));
 }
 
+// CLOUD-CONTENT-07
 TEST_F(PlainDownload, ACopyOfTheRequestHasTheSameReceiver) {
     Reply reply;
     reply.body = "abc";
@@ -269,6 +287,7 @@ struct Fault {
 
 class BrokenTransfer : public PlainDownload, public testing::WithParamInterface<Fault> {};
 
+// CLOUD-CONTENT-08
 TEST_P(BrokenTransfer, GivesMinusOneAndDeliversNothingWrong) {
     GiveUpEarly();
     Reply reply;
@@ -329,6 +348,7 @@ struct RangeFault {
 
 class WrongRange : public PlainDownload, public testing::WithParamInterface<RangeFault> {};
 
+// CLOUD-CONTENT-09
 TEST_P(WrongRange, IsNeverDelivered) {
     Reply reply;
     reply.status = 206;
@@ -350,6 +370,7 @@ INSTANTIATE_TEST_SUITE_P(Ranges, WrongRange,
                                          RangeFault{"huge", "bytes 99999999999999999999-1/2"}),
                          [](const auto& info) { return info.param.name; });
 
+// CLOUD-CONTENT-09
 TEST_F(PlainDownload, SeveralRangesAtOnceAreNeverDelivered) {
     Reply reply;
     reply.status = 206;
@@ -361,6 +382,7 @@ TEST_F(PlainDownload, SeveralRangesAtOnceAreNeverDelivered) {
     EXPECT_TRUE(delivery.pieces.empty());
 }
 
+// CLOUD-CONTENT-10
 TEST_F(PlainDownload, APartialAnswerThatEndsEarlyIsKeptButNoSuccess) {
     Reply reply;
     reply.status = 206;
@@ -372,6 +394,7 @@ TEST_F(PlainDownload, APartialAnswerThatEndsEarlyIsKeptButNoSuccess) {
     EXPECT_EQ(reply.body, delivery.bytes);
 }
 
+// CLOUD-CONTENT-10
 TEST_F(PlainDownload, FewerBytesThanTheRangeSaysAreNoSuccess) {
     Reply reply;
     reply.status = 206;
@@ -381,6 +404,7 @@ TEST_F(PlainDownload, FewerBytesThanTheRangeSaysAreNoSuccess) {
     EXPECT_EQ(-1, Fetch(RangeFrom(1000)).status);
 }
 
+// CLOUD-CONTENT-09
 TEST_F(PlainDownload, APartialAnswerWithoutContentRangeIsTakenAsAskedFor) {
     Reply reply;
     reply.status = 206;
@@ -391,6 +415,7 @@ TEST_F(PlainDownload, APartialAnswerWithoutContentRangeIsTakenAsAskedFor) {
     EXPECT_EQ(reply.body, delivery.bytes);
 }
 
+// CLOUD-CONTENT-10
 TEST_F(PlainDownload, AWholeContentShorterThanThePositionIsNoSuccess) {
     Reply reply;
     reply.body = Content(999);
@@ -400,11 +425,13 @@ TEST_F(PlainDownload, AWholeContentShorterThanThePositionIsNoSuccess) {
     EXPECT_TRUE(delivery.pieces.empty());
 }
 
+// CLOUD-CONTENT-04
 TEST_F(PlainDownload, AnEmptyContentAtPositionZeroIsASuccess) {
     server.AnswerAll(Reply{});
     EXPECT_EQ(200, Fetch(RangeFrom(0)).status);
 }
 
+// CLOUD-CONTENT-04
 TEST_F(PlainDownload, AWholeContentThatEndsAtThePositionGivesOneEmptyPiece) {
     Reply reply;
     reply.body = Content(1000);
@@ -416,6 +443,7 @@ TEST_F(PlainDownload, AWholeContentThatEndsAtThePositionGivesOneEmptyPiece) {
 
 class UnusableRequest : public PlainDownload, public testing::WithParamInterface<std::pair<std::wstring, WMap>> {};
 
+// CLOUD-CONTENT-11
 TEST_P(UnusableRequest, IsNotSentAndGivesMinusOne) {
     FileTransRequest request;
     request.receiveDownloadFileCallBackFun([](const unsigned char*, const std::int64_t&) { return true; });
@@ -441,6 +469,7 @@ INSTANTIATE_TEST_SUITE_P(
         std::pair{std::wstring(L"/x"), WMap{{L"Range", L"bytes=99999999999999999999-"}}},
         std::pair{std::wstring(L"/x"), WMap{{L"Range", L"bytes=-5"}}}));
 
+// CLOUD-NET-01
 TEST_F(PlainDownload, AnAddressBelowTheCloudIsMadeWhole) {
     FileTransRequest request;
     request.receiveDownloadFileCallBackFun([](const unsigned char*, const std::int64_t&) { return true; });
@@ -448,6 +477,7 @@ TEST_F(PlainDownload, AnAddressBelowTheCloudIsMadeWhole) {
     EXPECT_EQ("/v1/files/7/content", server.Last().target);
 }
 
+// CLOUD-CONTENT-08
 TEST_F(PlainDownload, NobodyListeningGivesMinusOne) {
     int port;
     {

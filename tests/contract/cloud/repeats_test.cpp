@@ -54,6 +54,7 @@ protected:
     static Reply Entry() { return Reply::Json(R"({"id":"f1"})"); }
 };
 
+// CLOUD-REPEAT-01
 TEST_F(Repeating, TransientFailuresOfAnIdempotentCallAreRiddenOut) {
     for (const Reply& trouble : {Status(429), Status(502), Status(503), Status(504), Reset()}) {
         server.Forget();
@@ -63,6 +64,7 @@ TEST_F(Repeating, TransientFailuresOfAnIdempotentCallAreRiddenOut) {
     }
 }
 
+// CLOUD-REPEAT-01
 TEST_F(Repeating, OtherFailuresAreNotSentAgain) {
     for (const int status : {301, 400, 401, 403, 404, 409, 413, 500, 501, 507}) {
         server.Forget();
@@ -73,6 +75,7 @@ TEST_F(Repeating, OtherFailuresAreNotSentAgain) {
     EXPECT_TRUE(PausesSoFar().empty());
 }
 
+// CLOUD-REPEAT-01
 TEST_F(Repeating, TheLastAnswerCountsWhenNothingHelps) {
     server.AnswerAll(Status(503));
     CloudFile file;
@@ -80,6 +83,7 @@ TEST_F(Repeating, TheLastAnswerCountsWhenNothingHelps) {
     EXPECT_EQ(5u, server.Requests().size());
 }
 
+// CLOUD-REPEAT-02
 TEST_F(Repeating, PausesGrowAndAreJittered) {
     server.AnswerAll(Status(503));
     std::vector<std::int64_t> totals;
@@ -94,6 +98,7 @@ TEST_F(Repeating, PausesGrowAndAreJittered) {
     EXPECT_NE(std::vector<std::int64_t>(10, totals[0]), totals);
 }
 
+// CLOUD-REPEAT-02
 TEST_F(Repeating, PausesHaveACap) {
     auto settings = Settings();
     settings.repeats = 12;
@@ -105,6 +110,7 @@ TEST_F(Repeating, PausesHaveACap) {
     EXPECT_LE(PausedMilliseconds(), 12 * 5000);
 }
 
+// CLOUD-REPEAT-03
 TEST_F(Repeating, NeverEarlierThanTheServerAsked) {
     server.AnswerInTurn({Status(429, "7"), Entry()});
     EXPECT_TRUE(GetEntry());
@@ -112,6 +118,7 @@ TEST_F(Repeating, NeverEarlierThanTheServerAsked) {
     EXPECT_LE(PausedMilliseconds(), 7200);
 }
 
+// CLOUD-REPEAT-03
 TEST_F(Repeating, AMomentThatTheServerNamesIsWaitedFor) {
     const auto moment = [](std::time_t ahead) {
         const std::time_t at = std::time(nullptr) + ahead;
@@ -136,6 +143,7 @@ TEST_F(Repeating, AMomentThatTheServerNamesIsWaitedFor) {
     EXPECT_EQ(1u, server.Requests().size()) << "a moment that is far away";
 }
 
+// CLOUD-REPEAT-03
 TEST_F(Repeating, AServerThatAsksForMuchPatienceIsLeftAlone) {
     for (const char* patience : {"3600", "99999999999", "999999999999999999999999"}) {
         server.Forget();
@@ -146,6 +154,7 @@ TEST_F(Repeating, AServerThatAsksForMuchPatienceIsLeftAlone) {
     EXPECT_TRUE(PausesSoFar().empty());
 }
 
+// CLOUD-REPEAT-03
 TEST_F(Repeating, ARetryAfterThatIsNoneDoesNotHurt) {
     for (const char* patience : {"soon", "-5", ""}) {
         server.AnswerInTurn({Status(503, patience), Entry()});
@@ -153,6 +162,7 @@ TEST_F(Repeating, ARetryAfterThatIsNoneDoesNotHurt) {
     }
 }
 
+// CLOUD-REPEAT-04
 TEST_F(Repeating, TheTotalLimitOfAControlCallHoldsOverAllItsTries) {
     auto settings = Settings();
     settings.repeats = 100;
@@ -164,6 +174,7 @@ TEST_F(Repeating, TheTotalLimitOfAControlCallHoldsOverAllItsTries) {
     EXPECT_GT(PausedMilliseconds(), 10'000);
 }
 
+// CLOUD-REPEAT-05
 TEST_F(Repeating, CompletionsAndWholeContentsGoOnce) {
     Common::FileItem file;
     file.SetFileId(L"f1");
@@ -183,6 +194,7 @@ TEST_F(Repeating, CompletionsAndWholeContentsGoOnce) {
     EXPECT_TRUE(PausesSoFar().empty());
 }
 
+// CLOUD-REPEAT-05
 TEST_F(Repeating, SlicesAndResumeAddressesAreSentAgain) {
     WMap result;
     server.AnswerInTurn({Status(503), Reset(), Entry()});
@@ -195,6 +207,7 @@ TEST_F(Repeating, SlicesAndResumeAddressesAreSentAgain) {
                                                      {}, result));
 }
 
+// CLOUD-REPEAT-05
 TEST_F(Repeating, APutToTheStoreIsSentAgainWholeAndAPostIsNot) {
     WMap headers;
     std::string text;
@@ -210,6 +223,7 @@ TEST_F(Repeating, APutToTheStoreIsSentAgainWholeAndAPostIsNot) {
     EXPECT_EQ(1u, server.Requests().size());
 }
 
+// CLOUD-REPEAT-06
 TEST_F(Repeating, ADownloadIsAskedAgainAsLongAsNothingWasDelivered) {
     Reply content;
     content.body = "content";
@@ -222,6 +236,7 @@ TEST_F(Repeating, ADownloadIsAskedAgainAsLongAsNothingWasDelivered) {
     EXPECT_EQ(4u, server.Requests().size());
 }
 
+// CLOUD-REPEAT-06
 TEST_F(Repeating, ADownloadThatBrokeOffInTheMiddleIsNotAskedAgain) {
     Reply content;
     content.body = Content(200'000);
@@ -233,6 +248,7 @@ TEST_F(Repeating, ADownloadThatBrokeOffInTheMiddleIsNotAskedAgain) {
     EXPECT_EQ(1u, server.Requests().size());
 }
 
+// CLOUD-REPEAT-06
 TEST_F(Repeating, APersistentRefusalOfADownloadComesBackAsItCame) {
     server.AnswerAll(Status(503));
     std::string got;
@@ -241,6 +257,7 @@ TEST_F(Repeating, APersistentRefusalOfADownloadComesBackAsItCame) {
     EXPECT_EQ("", got);
 }
 
+// CLOUD-REPEAT-06
 TEST_F(Repeating, AnObjectIsAskedAgainFromItsFirstByte) {
     std::vector<unsigned char> received;
     server.AnswerInTurn({Reset(), Status(429), Status(404)});
@@ -250,6 +267,7 @@ TEST_F(Repeating, AnObjectIsAskedAgainFromItsFirstByte) {
     EXPECT_EQ(3u, server.Requests().size());
 }
 
+// CLOUD-CALL-18
 TEST_F(Repeating, TheSpaceIsAskedAnewAfterTenSeconds) {
     server.AnswerAll(Reply::Json(R"({"remaining":60})"));
     std::wstring text;
@@ -262,6 +280,7 @@ TEST_F(Repeating, TheSpaceIsAskedAnewAfterTenSeconds) {
     EXPECT_EQ(2u, server.Requests().size());
 }
 
+// CLOUD-LOGIN-01
 TEST_F(Repeating, ALoginSaysWhenItExpires) {
     server.AnswerAll(Reply::Json(R"({"accessToken":"t","expiresIn":3600})"));
     Cloud::Login login;

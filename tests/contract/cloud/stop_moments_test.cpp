@@ -119,6 +119,7 @@ protected:
 // A second is what is promised; the rest of the bound is for a machine that other work keeps busy.
 constexpr long long kSoon = 4'000;
 
+// CLOUD-LIMIT-04
 TEST_F(StopMoments, TheStopOfTheHostEndsARequestWhereverItIs) {
     const auto took = StopAll(
         {
@@ -136,6 +137,7 @@ TEST_F(StopMoments, TheStopOfTheHostEndsARequestWhereverItIs) {
     EXPECT_LT(took, kSoon);
 }
 
+// CLOUD-LIMIT-05
 TEST_F(StopMoments, TheStopOfDownloadsEndsOneThatCannotTellItToItsReceiver) {
     const auto took = StopAll({
                                   [&] { return Download(full.Url(L"http")); },
@@ -150,6 +152,7 @@ TEST_F(StopMoments, TheStopOfDownloadsEndsOneThatCannotTellItToItsReceiver) {
     g_StopDownLoadTask = false;
 }
 
+// CLOUD-LIMIT-01
 TEST_F(StopMoments, AnUploadThatNobodyReadsIsGivenUpAfterTheIdleLimit) {
     GiveUpEarly();
     const auto took = MillisecondsOf([&] { EXPECT_FALSE(Upload(silent.Url(L"http"))); });
@@ -157,6 +160,7 @@ TEST_F(StopMoments, AnUploadThatNobodyReadsIsGivenUpAfterTheIdleLimit) {
     EXPECT_LT(took, 10'000);
 }
 
+// CLOUD-LIMIT-01
 TEST_F(StopMoments, AConnectionThatIsNotMadeIsGivenUpAfterItsOwnLimit) {
     GiveUpEarly();
     const auto took = MillisecondsOf([&] { EXPECT_FALSE(Download(full.Url(L"http"))); });

@@ -22,6 +22,7 @@ protected:
     std::string responseText;
 };
 
+// CLOUD-STORE-01
 TEST_F(StoreUpload, SendsExactlyTheseHeadersThisVerbAndThisBody) {
     const std::string body = Content(100);
     EXPECT_TRUE(Send(L"PUT", body, {{L"Content-MD5", L"abc=="}, {L"x-amz-meta", L"1"}}));
@@ -35,6 +36,7 @@ TEST_F(StoreUpload, SendsExactlyTheseHeadersThisVerbAndThisBody) {
     EXPECT_EQ(1, server.Last().CountHeader("Host"));
 }
 
+// CLOUD-STORE-01
 TEST_F(StoreUpload, KeepsTheHeadersThatAClientLibraryWouldAddOfItsOwnWhenTheStoreGaveThem) {
     Send(L"PUT", "x", {{L"Accept", L"*/*"}, {L"Content-Type", L"application/octet-stream"}, {L"X-Empty", L""}});
     EXPECT_EQ(
@@ -46,18 +48,21 @@ TEST_F(StoreUpload, KeepsTheHeadersThatAClientLibraryWouldAddOfItsOwnWhenTheStor
         HeadWithoutHost(server.Last()));
 }
 
+// CLOUD-STORE-02
 TEST_F(StoreUpload, AContentLengthOfTheStoreIsNotSentTwice) {
     Send(L"PUT", "four", {{L"Content-Length", L"4"}});
     EXPECT_EQ(1, server.Last().CountHeader("Content-Length"));
     EXPECT_EQ("4", server.Last().Header("Content-Length"));
 }
 
+// CLOUD-STORE-02
 TEST_F(StoreUpload, AContentLengthThatIsNotTheBodysIsPutRight) {
     EXPECT_TRUE(Send(L"PUT", "four", {{L"content-length", L"999"}}));
     EXPECT_EQ(1, server.Last().CountHeader("Content-Length"));
     EXPECT_EQ("four", server.Last().body);
 }
 
+// CLOUD-STORE-02
 TEST_F(StoreUpload, ALargeBodyGoesWithoutWaitingForLeave) {
     const std::string body = Content(5 << 20);
     EXPECT_TRUE(Send(L"PUT", body, {}));
@@ -66,6 +71,7 @@ TEST_F(StoreUpload, ALargeBodyGoesWithoutWaitingForLeave) {
     EXPECT_EQ(0, server.Last().CountHeader("Transfer-Encoding"));
 }
 
+// CLOUD-STORE-01
 TEST_F(StoreUpload, AnyVerbOfTheStoreIsSentAsItIs) {
     for (const std::wstring verb : {L"POST", L"PATCH", L"put"}) {
         EXPECT_TRUE(Send(verb, "body", {}));
@@ -75,11 +81,13 @@ TEST_F(StoreUpload, AnyVerbOfTheStoreIsSentAsItIs) {
     }
 }
 
+// CLOUD-STORE-02
 TEST_F(StoreUpload, AnEmptyBodyHasLengthZero) {
     EXPECT_TRUE(Send(L"PUT", "", {}));
     EXPECT_EQ("0", server.Last().Header("Content-Length"));
 }
 
+// CLOUD-STORE-01
 TEST_F(StoreUpload, NeverAddsTheLogin) {
     Send(L"PUT", "x", {});
     EXPECT_EQ(0, server.Last().CountHeader("Authorization"));
@@ -87,6 +95,7 @@ TEST_F(StoreUpload, NeverAddsTheLogin) {
     EXPECT_EQ("Bearer of-the-store", server.Last().Header("Authorization"));
 }
 
+// CLOUD-STORE-03
 TEST_F(StoreUpload, GivesTheStoresAnswerBack) {
     Reply reply;
     reply.headers = {{"ETag", "\"abc\""}, {"X-Object-Sha256", "12"}};
@@ -99,6 +108,7 @@ TEST_F(StoreUpload, GivesTheStoresAnswerBack) {
     EXPECT_EQ(0u, responseHeaders.count(L"old"));
 }
 
+// CLOUD-STORE-04
 TEST_F(StoreUpload, AnObjectThatTheStoreHoldsWithAnotherDigestIsNotAccepted) {
     const std::string digest = Sha256("abc");
     const WMap headers{{L"x-object-sha256", {digest.begin(), digest.end()}}};
@@ -118,6 +128,7 @@ TEST_F(StoreUpload, AnObjectThatTheStoreHoldsWithAnotherDigestIsNotAccepted) {
 
 class StoreStatus : public StoreUpload, public testing::WithParamInterface<std::pair<int, bool>> {};
 
+// CLOUD-STORE-03
 TEST_P(StoreStatus, OnlySuccessMeansAccepted) {
     server.AnswerAll(Reply::Json("{}", GetParam().first));
     EXPECT_EQ(GetParam().second, Send(L"PUT", "x", {}));
@@ -129,6 +140,7 @@ INSTANTIATE_TEST_SUITE_P(Statuses, StoreStatus,
                                          std::pair{403, false}, std::pair{404, false}, std::pair{413, false},
                                          std::pair{500, false}, std::pair{503, false}));
 
+// CLOUD-STORE-05
 TEST_F(StoreUpload, ARefusalThatComesBeforeTheBodyWasReadIsThatRefusal) {
     Reply reply;
     reply.raw = "HTTP/1.1 400 Bad\r\nContent-Length: 5\r\nConnection: close\r\n\r\nwrong";
@@ -137,6 +149,7 @@ TEST_F(StoreUpload, ARefusalThatComesBeforeTheBodyWasReadIsThatRefusal) {
     EXPECT_EQ("wrong", responseText);
 }
 
+// CLOUD-STORE-05
 TEST_F(StoreUpload, BrokenAnswersAreFailures) {
     std::vector<Reply> replies(4);
     replies[0].silent = true;
@@ -150,6 +163,7 @@ TEST_F(StoreUpload, BrokenAnswersAreFailures) {
     }
 }
 
+// CLOUD-STORE-05
 TEST_F(StoreUpload, WhatCannotBeSentIsNotSent) {
     EXPECT_FALSE(Send(L"", "x", {}));
     EXPECT_FALSE(Send(L"PUT /other", "x", {}));
@@ -159,11 +173,13 @@ TEST_F(StoreUpload, WhatCannotBeSentIsNotSent) {
     EXPECT_GE(LogLines(), 4u);
 }
 
+// CLOUD-NET-03
 TEST_F(StoreUpload, OneConnectionServesRequestAfterRequest) {
     for (int count = 0; count < 20; ++count) EXPECT_TRUE(Send(L"PUT", Content(1000), {}));
     EXPECT_EQ(1, server.Connections());
 }
 
+// CLOUD-PROXY-09
 TEST_F(StoreUpload, ABoundaryIsFreshAndFitsAHeader) {
     std::set<std::string> seen;
     for (int count = 0; count < 1000; ++count) {

@@ -130,6 +130,7 @@ protected:
     CloudFile file;
 };
 
+// CLOUD-NET-07
 TEST_F(Tls, ACertificateOfTheGivenFileIsTrusted) {
     const Certificate certificate("IP:127.0.0.1,DNS:localhost");
     certificate.Write(caPath);
@@ -140,6 +141,7 @@ TEST_F(Tls, ACertificateOfTheGivenFileIsTrusted) {
     EXPECT_TRUE(Call("localhost", secure.port, true).ok);
 }
 
+// CLOUD-NET-07
 TEST_F(Tls, AnUnknownCertificateIsRefusedBeforeAnythingIsSaid) {
     const Certificate certificate("IP:127.0.0.1");
     TlsServer secure(certificate);
@@ -151,6 +153,7 @@ TEST_F(Tls, AnUnknownCertificateIsRefusedBeforeAnythingIsSaid) {
     EXPECT_EQ(0, secure.requests);
 }
 
+// CLOUD-NET-07
 TEST_F(Tls, ACertificateForAnotherNameIsRefused) {
     const Certificate certificate("DNS:elsewhere.example");
     certificate.Write(caPath);
@@ -159,6 +162,7 @@ TEST_F(Tls, ACertificateForAnotherNameIsRefused) {
     EXPECT_EQ(0, secure.requests);
 }
 
+// CLOUD-NET-07
 TEST_F(Tls, AMissingCertificateFileRefusesEverything) {
     const Certificate certificate("IP:127.0.0.1");
     TlsServer secure(certificate);
@@ -166,6 +170,7 @@ TEST_F(Tls, AMissingCertificateFileRefusesEverything) {
     EXPECT_EQ(0, secure.requests);
 }
 
+// CLOUD-NET-07
 TEST_F(Tls, TransfersCheckCertificatesToo) {
     const Certificate certificate("IP:127.0.0.1");
     TlsServer secure(certificate);

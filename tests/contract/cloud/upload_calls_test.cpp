@@ -40,6 +40,7 @@ protected:
     WMap result;
 };
 
+// CLOUD-CALL-01
 TEST_F(UploadCalls, TheStartTellsTheFileAsItIs) {
     server.AnswerAll(Reply::Json(kPlan));
     EXPECT_EQ(kPlan, Start());
@@ -52,6 +53,7 @@ TEST_F(UploadCalls, TheStartTellsTheFileAsItIs) {
               ToJson(ParseJson(server.Last().body)));
 }
 
+// CLOUD-CALL-01
 TEST_F(UploadCalls, TheStartTellsADigestOfTheKeyAndNothingElseOfIt) {
     server.AnswerAll(Reply::Json(kPlan));
     const std::string keyText = "000102030405060708090a0b0c0d0e0ff0f1f2f3f4f5f6f7f8f9fafbfcfdfeff";
@@ -65,6 +67,7 @@ TEST_F(UploadCalls, TheStartTellsADigestOfTheKeyAndNothingElseOfIt) {
     EXPECT_EQ(digest, ParseJson(server.Last().body)["keyDigest"].asString()) << "it is one key in either case";
 }
 
+// CLOUD-CALL-01
 TEST_F(UploadCalls, AKeyTextOfAnotherFormIsNotToldOf) {
     server.AnswerAll(Reply::Json(kPlan));
     for (const std::string& text : {std::string(), std::string(63, 'a'), std::string(65, 'a'), std::string(64, 'g')}) {
@@ -74,6 +77,7 @@ TEST_F(UploadCalls, AKeyTextOfAnotherFormIsNotToldOf) {
     }
 }
 
+// CLOUD-CALL-02
 TEST_F(UploadCalls, ANameThatIsNoUtf8TravelsEscaped) {
     server.AnswerAll(Reply::Json(kPlan));
     file.SetLocalFileName(std::wstring(L"a") + wchar_t(0xDCFF) + L"b" + wchar_t(0xF780));
@@ -81,6 +85,7 @@ TEST_F(UploadCalls, ANameThatIsNoUtf8TravelsEscaped) {
     EXPECT_EQ("a\uf7ffb\uf7ef\uf79e\uf780", ParseJson(server.Last().body)["fileName"].asString());
 }
 
+// CLOUD-CALL-03
 TEST_F(UploadCalls, ARefusedStartGivesTheCodeAndNoPlan) {
     for (const int status : {400, 403, 404, 409, 500, 507}) {
         server.AnswerAll(Reply::Json(R"({"errorCode":"21084031","description":"moving"})", status));
@@ -89,6 +94,7 @@ TEST_F(UploadCalls, ARefusedStartGivesTheCodeAndNoPlan) {
     }
 }
 
+// CLOUD-CALL-03
 TEST_F(UploadCalls, ACodeIsNeverMadeUp) {
     std::vector<Reply> replies{Reply::Json("", 500),
                                Reply::Json("<html>", 502),
@@ -104,6 +110,7 @@ TEST_F(UploadCalls, ACodeIsNeverMadeUp) {
     }
 }
 
+// CLOUD-CALL-03
 TEST_F(UploadCalls, ACodeThatIsANumberCountsAsItsText) {
     server.AnswerAll(Reply::Json(R"({"errorCode":21084031})", 403));
     Start();
@@ -112,6 +119,7 @@ TEST_F(UploadCalls, ACodeThatIsANumberCountsAsItsText) {
 
 class BadPlan : public UploadCalls, public testing::WithParamInterface<std::string> {};
 
+// CLOUD-CALL-04
 TEST_P(BadPlan, GivesAnEmptyText) {
     server.AnswerAll(Reply::Json(GetParam()));
     EXPECT_EQ("", Start());
@@ -135,6 +143,7 @@ INSTANTIATE_TEST_SUITE_P(
                         std::string(100'000, ']') + "}",
                     R"({"uploadType":"client","sliceSize":5,"errorCode":"21000401"})"));
 
+// CLOUD-CALL-04
 TEST_F(UploadCalls, APlanThatIsGoodEnoughIsHandedOnAsItStands) {
     for (const char* plan : {R"({"uploadType":"client","sliceSize":5})", R"({"uploadType":"exist"})",
                              R"({ "uploadType" : "server", "sliceSize" : 0, "x" : [[[[null]]]] })"}) {
@@ -143,6 +152,7 @@ TEST_F(UploadCalls, APlanThatIsGoodEnoughIsHandedOnAsItStands) {
     }
 }
 
+// CLOUD-CALL-05
 TEST_F(UploadCalls, AnAnswerAboveTheLimitIsNotTaken) {
     Reply reply = Reply::Json(R"({"uploadType":"client","sliceSize":5,"x":")" + std::string(20 << 20, 'x') + R"("})");
     server.AnswerAll(reply);
@@ -152,6 +162,7 @@ TEST_F(UploadCalls, AnAnswerAboveTheLimitIsNotTaken) {
     EXPECT_EQ("", Start());
 }
 
+// CLOUD-CALL-02
 TEST_F(UploadCalls, AFileThatCannotBeToldIsAFailure) {
     server.AnswerAll(Reply::Json(kPlan));
     file.SetLocalParentId(std::wstring(1, wchar_t(0xD800)));
@@ -159,6 +170,7 @@ TEST_F(UploadCalls, AFileThatCannotBeToldIsAFailure) {
     EXPECT_TRUE(server.Requests().empty());
 }
 
+// CLOUD-CALL-06
 TEST_F(UploadCalls, TheAddressCallPassesTheObjectOn) {
     server.AnswerAll(Reply::Json(
         R"({"url":"http://127.0.0.1/store/b/o1?s=1","method":"PUT","headers":{"A":"b","N":5},"bucketId":"b2"})"));
@@ -175,12 +187,14 @@ TEST_F(UploadCalls, TheAddressCallPassesTheObjectOn) {
     EXPECT_EQ(L"", Get(result, L"errorCode"));
 }
 
+// CLOUD-CALL-06
 TEST_F(UploadCalls, WithoutABucketInTheAnswerTheAskedOneStands) {
     server.AnswerAll(Reply::Json(R"({"url":"http://127.0.0.1/x","method":"PUT","headers":{}})"));
     EXPECT_TRUE(Address());
     EXPECT_EQ(L"b", model.GetObjectBucketId());
 }
 
+// CLOUD-CALL-07
 TEST_F(UploadCalls, ARefusedAddressTellsWhy) {
     server.AnswerAll(Reply::Json(R"({"errorCode":"21000400","description":"record lost"})", 404));
     EXPECT_FALSE(Address());
@@ -188,6 +202,7 @@ TEST_F(UploadCalls, ARefusedAddressTellsWhy) {
     EXPECT_EQ(L"", model.GetUrl());
 }
 
+// CLOUD-CALL-07
 TEST_F(UploadCalls, AServerErrorAtTheAddressIsStatus500) {
     server.AnswerAll(Reply::Json("oops", 500));
     EXPECT_FALSE(Address());
@@ -195,6 +210,7 @@ TEST_F(UploadCalls, AServerErrorAtTheAddressIsStatus500) {
     EXPECT_EQ(L"", Get(result, L"errorCode"));
 }
 
+// CLOUD-CALL-07
 TEST_F(UploadCalls, NoAnswerAtTheAddressIsStatusZero) {
     Reply reply;
     reply.silent = true;
@@ -207,6 +223,7 @@ TEST_F(UploadCalls, NoAnswerAtTheAddressIsStatusZero) {
 
 class BadAddress : public UploadCalls, public testing::WithParamInterface<const char*> {};
 
+// CLOUD-CALL-07
 TEST_P(BadAddress, IsAFailureWithoutACode) {
     server.AnswerAll(Reply::Json(GetParam()));
     EXPECT_FALSE(Address());
@@ -226,6 +243,7 @@ INSTANTIATE_TEST_SUITE_P(Answers, BadAddress,
                                          R"({"url":"http://127.0.0.1/x","method":"PUT","headers":{"A b":"c"}})",
                                          R"({"url":"http://127.0.0.1/x","method":"PUT","headers":{},"bucketId":{}})"));
 
+// CLOUD-CALL-08
 TEST_F(UploadCalls, TheConfirmationPassesTheStoresAnswerOnUnread) {
     server.AnswerAll(Reply::Json("{}"));
     model.SetObjectBucketId(L"b2");
@@ -239,6 +257,7 @@ TEST_F(UploadCalls, TheConfirmationPassesTheStoresAnswerOnUnread) {
     EXPECT_EQ("\ufffd\ufffd", ParseJson(server.Last().body)["response"].asString());
 }
 
+// CLOUD-CALL-08
 TEST_F(UploadCalls, OnlyAnAcceptedObjectIsConfirmed) {
     const Common::FragmentInfo fragment{L"o1", 16, L"k", L"t", false};
     const auto confirmed = [&](const Reply& reply) {

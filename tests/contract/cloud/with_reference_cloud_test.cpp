@@ -149,6 +149,7 @@ std::string WithReferenceCloud::DownloadEncrypted(const std::wstring& id, std::s
     return content;
 }
 
+// CLOUD-BOTH-01
 TEST_F(WithReferenceCloud, AFileGoesUpInObjectsAndComesDownTheSame) {
     Begin("client");
     const std::string content = Content(9'000'017);
@@ -174,6 +175,7 @@ TEST_F(WithReferenceCloud, AFileGoesUpInObjectsAndComesDownTheSame) {
     EXPECT_EQ(L"big.bin", Get(result, L"fileName"));
 }
 
+// CLOUD-BOTH-01
 TEST_F(WithReferenceCloud, ASmallFileGoesThroughTheProxyAndComesDownFromAnyPosition) {
     Begin("server");
     const std::string content = Content(300'001);
@@ -204,6 +206,7 @@ TEST_F(WithReferenceCloud, ASmallFileGoesThroughTheProxyAndComesDownFromAnyPosit
     EXPECT_EQ("", got);
 }
 
+// CLOUD-BOTH-01
 TEST_F(WithReferenceCloud, ALargeFileGoesThroughTheProxySliceBySlice) {
     Begin("server");
     const std::string content = Content(11'000'003);
@@ -246,6 +249,7 @@ TEST_F(WithReferenceCloud, ALargeFileGoesThroughTheProxySliceBySlice) {
     EXPECT_EQ(L"404", Get(result, L"statuscode"));
 }
 
+// CLOUD-CALL-02
 TEST_F(WithReferenceCloud, NamesOfEveryKindRoundTrip) {
     Begin("");
     const std::vector<std::wstring> names{L"plain",
@@ -282,6 +286,7 @@ TEST_F(WithReferenceCloud, NamesOfEveryKindRoundTrip) {
     }
 }
 
+// CLOUD-LIST-05
 TEST_F(WithReferenceCloud, FilesAreRenamedMovedDeletedAndBroughtBackAndTheChangesTell) {
     Begin("");
     std::vector<CloudFile> files;
@@ -317,6 +322,7 @@ TEST_F(WithReferenceCloud, FilesAreRenamedMovedDeletedAndBroughtBackAndTheChange
     EXPECT_EQ(L"21004041", missing.errorCode);
 }
 
+// CLOUD-LIST-01
 TEST_F(WithReferenceCloud, ListsOfMoreThanOnePageAreWholeAndParentsComeFirst) {
     Begin("");
     CloudFile parent;
@@ -339,6 +345,7 @@ TEST_F(WithReferenceCloud, ListsOfMoreThanOnePageAreWholeAndParentsComeFirst) {
     EXPECT_EQ(parent.id, files[0].id);
 }
 
+// CLOUD-CALL-15
 TEST_F(WithReferenceCloud, KeysAreAnnouncedWithNinetyOneBytes) {
     Begin("");
     const auto key = ParseJson(CloudDriveInterface::PublickKey());
@@ -347,6 +354,7 @@ TEST_F(WithReferenceCloud, KeysAreAnnouncedWithNinetyOneBytes) {
     EXPECT_EQ("", CloudDriveInterface::KeyList(1, L"no:key", Wide(key["version"].asString())));
 }
 
+// CLOUD-LOGIN-03
 TEST_F(WithReferenceCloud, AStaleTokenIsRenewedAndARevokedOneIsNot) {
     Begin("");
     Cloud::Login stale = login;
