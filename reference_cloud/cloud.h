@@ -54,8 +54,18 @@ struct Cloud {
     }
 };
 
-/// Opens what stands in the data folder, making it when it is not there: cloud.db, objects/, secrets.json. Throws with
-/// a text for people.
-std::unique_ptr<Cloud> OpenCloud(const std::string& dataFolder);
+/// Where the objects live. It is settled when the first object is stored and remembered in the data folder.
+struct ObjectsChoice {
+    std::string url;  ///< "s3+http://HOST:PORT/BUCKET/PREFIX" or "s3+https://..."; empty: what is remembered, or here
+    std::string keyFile;  ///< access key and secret key, a line each
+    std::string region;   ///< empty for the usual one
+};
+
+/// Opens what stands in the data folder, making it when it is not there: cloud.db, secrets.json, and objects/ or the
+/// store that was chosen. Throws with a text for people.
+std::unique_ptr<Cloud> OpenCloud(const std::string& dataFolder, const ObjectsChoice& objects = {});
+
+/// The same without the objects, for commands that need none of them.
+std::unique_ptr<Cloud> OpenCloudRows(const std::string& dataFolder);
 
 }  // namespace Drive::ReferenceCloud

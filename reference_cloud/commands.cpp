@@ -51,7 +51,7 @@ User NeedUser(Cloud& cloud, const std::string& name) {
 }
 
 void AddUser(const UserOptions& options) {
-    const auto cloud = OpenCloud(options.data);
+    const auto cloud = OpenCloudRows(options.data);
     Accounts accounts(*cloud);
     User user = accounts.Create(options.name, ReadPassword(options), options.quota > 0 ? options.quota : kDefaultQuota);
     user.uploadType = options.uploadType;
@@ -60,7 +60,7 @@ void AddUser(const UserOptions& options) {
 }
 
 void ListUsers(const UserOptions& options) {
-    const auto cloud = OpenCloud(options.data);
+    const auto cloud = OpenCloudRows(options.data);
     for (const User& user : cloud->Read([](Rows& rows) { return rows.Users(); })) {
         std::cout << user.name << "\t" << user.id << "\t" << user.used << " of " << user.quota << " bytes\t"
                   << (user.uploadType.empty() ? "-" : user.uploadType) << std::endl;
@@ -68,7 +68,7 @@ void ListUsers(const UserOptions& options) {
 }
 
 void SetUser(const UserOptions& options) {
-    const auto cloud = OpenCloud(options.data);
+    const auto cloud = OpenCloudRows(options.data);
     const std::string id = NeedUser(*cloud, options.name).id;
     const bool password = !options.password.empty() || !options.passwordFile.empty();
     const std::string hash = password ? HashPassword(ReadPassword(options)) : std::string();
@@ -86,14 +86,14 @@ void SetUser(const UserOptions& options) {
 }
 
 void RevokeTokens(const UserOptions& options) {
-    const auto cloud = OpenCloud(options.data);
+    const auto cloud = OpenCloudRows(options.data);
     const User user = NeedUser(*cloud, options.name);
     cloud->metadata->Change([&](Rows& rows) { rows.DropUserTokens(user.id); });
     std::cout << "all tokens of " << user.name << " revoked" << std::endl;
 }
 
 void RemoveUser(const UserOptions& options) {
-    const auto cloud = OpenCloud(options.data);
+    const auto cloud = OpenCloudRows(options.data);
     const User user = NeedUser(*cloud, options.name);
     cloud->metadata->Change([&](Rows& rows) { rows.DropUser(user.id); });
     std::cout << "user " << user.name << " removed; the next start of the server clears the stored files away"
@@ -107,8 +107,8 @@ void AddPasswordOptions(CLI::App& command, UserOptions& options, bool needed) {
     group->require_option(needed ? 1 : 0, 1);
 }
 
-void Import(const std::string& data, const std::string& name, const std::string& source) {
-    const auto cloud = OpenCloud(data);
+void Import(const std::string& data, const ObjectsChoice& objects, const std::string& name, const std::string& source) {
+    const auto cloud = OpenCloud(data, objects);
     const User user = NeedUser(*cloud, name);
     const DataLock lock(data, DataLock::Kind::storeShared);
     const ImportSummary summary = ImportTree(*cloud, user, source);
@@ -153,16 +153,25 @@ void AddTokenCommands(CLI::App& app) {
     revoke->callback([options] { RevokeTokens(*options); });
 }
 
+void AddObjectsOptions(CLI::App& app, ObjectsChoice& objects) {
+    app.add_option("--objects", objects.url,
+                   "Keep the objects in an S3-compatible store: s3+http://HOST:PORT/BUCKET/PREFIX or s3+https://...");
+    app.add_option("--objects-keys", objects.keyFile, "File with the store's access key and secret key, a line each");
+    app.add_option("--objects-region", objects.region, "The store's region (default us-east-1)");
+}
+
 void AddImportCommand(CLI::App& app) {
     auto data = std::make_shared<std::string>(), name = std::make_shared<std::string>(),
          source = std::make_shared<std::string>();
+    auto objects = std::make_shared<ObjectsChoice>();
     auto* import = app.add_subcommand("import", "Put a folder's tree into the cloud as plain files");
     import->add_option("--data", *data, "Data folder of the cloud")->required();
     import->add_option("--user", *name, "Whose files they become")->required();
     import->add_option("SOURCE_DIR", *source, "The folder whose content is imported")
         ->required()
         ->check(CLI::ExistingDirectory);
-    import->callback([=] { Import(*data, *name, *source);
+    AddObjectsOptions(*import, *objects);
+    import->callback([=] { Import(*data, *objects, *name, *source);
 });
 }  // namespace Drive::ReferenceCloud
 

@@ -87,6 +87,7 @@ void AddServeOptions(CLI::App& app, ServeOptions& options) {
     CloudSettings& cloud = settings.cloud;
     HttpSettings& http = settings.http;
     app.add_option("--data", settings.dataFolder, "Folder of metadata, objects and keys; made when it is not there");
+    AddObjectsOptions(app, settings.objects);
     app.add_option("--listen", options.listen, "HOST:PORT; port 0 picks a free one");
     app.add_option("--public-url", http.publicUrl, "Address shown to clients (default: what they asked for)");
     app.add_option("--tls-cert", options.certificate, "PEM file with the certificate and its chain");

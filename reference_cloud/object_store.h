@@ -19,7 +19,8 @@ public:
     virtual std::string Commit(bool sync = true) = 0;
 };
 
-/// An object on its way out. It can be read to its end even when it is removed meanwhile.
+/// An object on its way out. It can be read to its end even when it is removed meanwhile, or reading fails from then
+/// on, where the store cannot keep that.
 class ObjectReader {
 public:
     virtual ~ObjectReader() = default;

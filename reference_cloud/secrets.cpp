@@ -1,14 +1,10 @@
 #include "reference_cloud/secrets.h"
 
-#include <fcntl.h>
 #include <openssl/ec.h>
 #include <openssl/evp.h>
 #include <openssl/x509.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
-#include <cstdio>
-#include <filesystem>
 #include <fstream>
 #include <memory>
 #include <sstream>
@@ -51,19 +47,6 @@ Key FromPrivateDer(const std::string& der) {
     return Key(d2i_AutoPrivateKey(nullptr, &bytes, static_cast<long>(der.size())));
 }
 
-void WriteOnce(const std::string& path, const std::string& text) {
-    const std::string fresh = path + ".new";
-    const int file = ::open(fresh.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
-    const bool ok =
-        file >= 0 && ::write(file, text.data(), text.size()) == static_cast<ssize_t>(text.size()) && ::fsync(file) == 0;
-    if (file >= 0) ::close(file);
-    if (!ok || std::rename(fresh.c_str(), path.c_str()) != 0) {
-        throw std::runtime_error("the keys cannot be written to " + path + "; check the folder and its space");
-    }
-    // Before any user's key is sealed with them: without this file nobody could open it again.
-    SyncFolder(std::filesystem::path(path).parent_path());
-}
-
 Json::Value FreshKeys() {
     const Key key(EVP_EC_gen("P-256"));
     if (!key) throw std::runtime_error("OpenSSL: no key could be made");
@@ -83,7 +66,8 @@ Secrets Secrets::Open(const std::string& path) {
     if (!stream) {
         struct stat status {};
         if (::stat(path.c_str(), &status) == 0) throw std::runtime_error("the keys in " + path + " cannot be read");
-        WriteOnce(path, JsonText(FreshKeys()) + "\n");
+        // Before any user's key is sealed with them: without this file nobody could open it again.
+        WriteDurably(path, JsonText(FreshKeys()) + "\n");
         stream.open(path);
     }
     std::ostringstream text;

@@ -9,7 +9,7 @@ namespace Drive::ReferenceCloud {
 
 Server::Server(ServerSettings settings)
     : settings_(std::move(settings)),
-      cloud_(OpenCloud(settings_.dataFolder)),
+      cloud_(OpenCloud(settings_.dataFolder, settings_.objects)),
       serverLock_(settings_.dataFolder, DataLock::Kind::server),
       journal_(settings_.journal, settings_.journalBodies),
       scenario_(settings_.scenario),

@@ -14,6 +14,7 @@ namespace Drive::ReferenceCloud {
 
 struct ServerSettings {
     std::string dataFolder;
+    ObjectsChoice objects;
     CloudSettings cloud;
     HttpSettings http;
     std::string journal;  ///< file; empty for none

@@ -4,6 +4,9 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
+#include <filesystem>
+#include <stdexcept>
 #include <system_error>
 
 namespace Drive::ReferenceCloud {
@@ -14,6 +17,18 @@ void SyncFolder(const std::string& folder) {
     const int error = errno;
     if (descriptor >= 0) ::close(descriptor);
     if (!synced) throw std::system_error(error, std::generic_category(), "sync folder " + folder);
+}
+
+void WriteDurably(const std::string& path, const std::string& text) {
+    const std::string fresh = path + ".new";
+    const int file = ::open(fresh.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+    const bool ok =
+        file >= 0 && ::write(file, text.data(), text.size()) == static_cast<ssize_t>(text.size()) && ::fsync(file) == 0;
+    if (file >= 0) ::close(file);
+    if (!ok || std::rename(fresh.c_str(), path.c_str()) != 0) {
+        throw std::runtime_error(path + " cannot be written; check the folder and its space");
+    }
+    SyncFolder(std::filesystem::path(path).parent_path());
 }
 
 }  // namespace Drive::ReferenceCloud

@@ -8,4 +8,8 @@ namespace Drive::ReferenceCloud {
 /// call. Throws std::system_error with the folder's name.
 void SyncFolder(const std::string& folder);
 
+/// Puts a small file in place, for its owner alone: there whole or not at all, also after a power cut. Throws
+/// std::runtime_error with a text for people.
+void WriteDurably(const std::string& path, const std::string& text);
+
 }  // namespace Drive::ReferenceCloud

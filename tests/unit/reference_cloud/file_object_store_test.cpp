@@ -4,6 +4,7 @@
 
 #include <set>
 
+#include "tests/unit/reference_cloud/object_store_contract.h"
 #include "tests/unit/reference_cloud/temporary_folder.h"
 
 namespace Drive::ReferenceCloud {
@@ -74,6 +75,9 @@ TEST_F(FileObjectStoreTest, TakesNoPathForAKey) {
     EXPECT_FALSE(store_->Open(""));
     EXPECT_NO_THROW(store_->Remove("../x"));
 }
+
+// REF-STORE-20
+TEST_F(FileObjectStoreTest, KeepsWhatEveryObjectStoreOwes) { ObjectStoreContract(*store_).HoldAll(); }
 
 }  // namespace
 
