@@ -131,9 +131,7 @@ protected:
     StandIn standIn_;
 };
 
-// REF-S3-01
-// REF-S3-01
-// REF-S3-01
+// REF-BUCKET-01
 TEST_F(S3ObjectStoreTest, KeepsWhatEveryObjectStoreOwes) {
     const auto store = Open();
     ObjectStoreContract(*store).HoldAll();
@@ -141,9 +139,7 @@ TEST_F(S3ObjectStoreTest, KeepsWhatEveryObjectStoreOwes) {
     EXPECT_TRUE(std::filesystem::is_empty(folder_.Path() / "spool"));
 }
 
-// REF-S3-02
-// REF-S3-02
-// REF-S3-02
+// REF-BUCKET-02
 TEST_F(S3ObjectStoreTest, TriesAgainWhatTheStoreIsTooBusyFor) {
     const auto store = Open();
     standIn_.failures = 3;
@@ -152,9 +148,7 @@ TEST_F(S3ObjectStoreTest, TriesAgainWhatTheStoreIsTooBusyFor) {
     EXPECT_EQ(store->Open(key)->Size(), 5);
 }
 
-// REF-S3-03
-// REF-S3-03
-// REF-S3-03
+// REF-BUCKET-03
 TEST_F(S3ObjectStoreTest, AnObjectThatTheStoreDoesNotTakeIsNoObject) {
     const auto store = Open();
     const std::size_t before = standIn_.Count();
@@ -164,9 +158,7 @@ TEST_F(S3ObjectStoreTest, AnObjectThatTheStoreDoesNotTakeIsNoObject) {
     EXPECT_EQ(standIn_.Count(), before);
 }
 
-// REF-S3-04
-// REF-S3-04
-// REF-S3-04
+// REF-BUCKET-04
 TEST_F(S3ObjectStoreTest, AStoreThatIsAwayIsToldWithItsAddress) {
     const auto store = Open();
     const std::string key = PutHello(*store);
@@ -183,9 +175,7 @@ TEST_F(S3ObjectStoreTest, AStoreThatIsAwayIsToldWithItsAddress) {
     EXPECT_NO_THROW(store->Remove(key)) << "what stays is found at the next start";
 }
 
-// REF-S3-05
-// REF-S3-05
-// REF-S3-05
+// REF-BUCKET-05
 TEST_F(S3ObjectStoreTest, APartOfAnObjectIsTakenWholeOrNotAtAll) {
     const auto store = Open();
     const auto reader = store->Open(PutHello(*store));
@@ -196,9 +186,7 @@ TEST_F(S3ObjectStoreTest, APartOfAnObjectIsTakenWholeOrNotAtAll) {
     EXPECT_EQ(reader->Read(0, buffer, 5), 5U);
 }
 
-// REF-S3-06
-// REF-S3-06
-// REF-S3-06
+// REF-BUCKET-06
 TEST_F(S3ObjectStoreTest, ThingsThatAreNotItsOwnAreNeverListed) {
     standIn_.Put("/bucket/p/somebody's picture.jpg", "x");
     standIn_.Put("/bucket/other/00112233445566778899aabbccddeeff", "x");
@@ -209,9 +197,7 @@ TEST_F(S3ObjectStoreTest, ThingsThatAreNotItsOwnAreNeverListed) {
     EXPECT_EQ(keys, std::vector<std::string>{key});
 }
 
-// REF-S3-07
-// REF-S3-07
-// REF-S3-07
+// REF-BUCKET-07
 TEST_F(S3ObjectStoreTest, APrefixBelongsToTheCloudThatOpenedItFirst) {
     Open("me");
     EXPECT_NO_THROW(Open("me"));
@@ -219,9 +205,7 @@ TEST_F(S3ObjectStoreTest, APrefixBelongsToTheCloudThatOpenedItFirst) {
     EXPECT_NO_THROW(Open("somebody else", "q/"));
 }
 
-// REF-S3-08
-// REF-S3-08
-// REF-S3-08
+// REF-BUCKET-08
 TEST(S3Listing, IsReadWholeOrRefused) {
     const std::string head = "<?xml version=\"1.0\"?><ListBucketResult xmlns=\"x\">", end = "</ListBucketResult>";
     const std::string no = "<IsTruncated>false</IsTruncated>", yes = "<IsTruncated>true</IsTruncated>";
@@ -235,9 +219,7 @@ TEST(S3Listing, IsReadWholeOrRefused) {
     }
 }
 
-// REF-S3-09
-// REF-S3-09
-// REF-S3-09
+// REF-BUCKET-09
 TEST_F(S3ObjectStoreTest, AnAddressOfAStoreIsReadOrToldOff) {
     const std::string keys = folder_.Path() / "keys", half = folder_.Path() / "half";
     std::ofstream(keys) << "access\nsecret\n";
@@ -257,8 +239,7 @@ TEST_F(S3ObjectStoreTest, AnAddressOfAStoreIsReadOrToldOff) {
     EXPECT_THROW(ReadS3Place("s3+http://h/b", folder_.Path() / "nothing", ""), std::runtime_error);
 }
 
-// REF-S3-10
-// REF-S3-10
+// REF-BUCKET-10
 TEST_F(S3ObjectStoreTest, TheChoiceOfAStoreIsSettledOnceAndRemembered) {
     const std::string data = folder_.Path() / "data", keys = folder_.Path() / "keys";
     const std::string url = "s3+" + standIn_.Place().endpoint + "/bucket/p";
