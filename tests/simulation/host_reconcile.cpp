@@ -1,4 +1,5 @@
 #include <filesystem>
+#include <list>
 
 #include "interfaces/database/sqlite_db.h"
 #include "interfaces/database/sync_rows.h"
@@ -12,14 +13,32 @@ using namespace Testing;
 using Common::FileItem;
 using SQLiteDB::SyncRows;
 
+namespace {
+
+// A look that costs little: the walk behind it opens a connection of its own.
+bool LacksTask(const std::vector<int>& status, int direction) {
+    std::wstring list;
+    for (const int each : status) list += (list.empty() ? L"" : L",") + std::to_wstring(each);
+    std::list<WMap> found;
+    SQLiteDB::SQLiteDB::GetInstance().ExcuteQuerySQL(
+        found, L"SELECT fileId FROM T_cloudDriveData f WHERE fileStatus IN (" + list +
+                   L") AND NOT EXISTS (SELECT 1 FROM T_task t WHERE t.fileId = f.fileId AND t.direction = " +
+                   std::to_wstring(direction) + L") LIMIT 1");
+    return !found.empty();
+}
+
+}  // namespace
+
+// Row by row, since the walk over all rows opens a connection of its own each time.
 std::vector<FileItem> Host::Rows() const {
     Unwatched past;
     KeepBaton keep;
+    SQLiteDB::SQLiteDB& database = SQLiteDB::SQLiteDB::GetInstance();
+    std::list<WMap> ids;
+    database.ExcuteQuerySQL(ids,
+                            L"SELECT fileId FROM T_cloudDriveData ORDER BY localParentFolder, localFileName, rowid");
     std::vector<FileItem> rows;
-    SyncRows::ForEachFile([&](const FileItem& file) {
-        rows.push_back(file);
-        return true;
-    });
+    for (WMap& id : ids) rows.push_back(database.GetDriveDataItemWithKey(id[L"fileId"]));
     return rows;
 }
 
@@ -33,7 +52,10 @@ FileItem Host::RowOf(const PlannedFile& file) const {
 bool Host::HasTask(const std::wstring& fileId, int direction) const {
     Unwatched past;
     KeepBaton keep;
-    return world.HasTask(fileId, direction);
+    std::list<WMap> found;
+    SQLiteDB::SQLiteDB::GetInstance().ExcuteQuerySQL(found, L"SELECT fileId FROM T_task WHERE fileId = '" + fileId +
+                                                                L"' AND direction = " + std::to_wstring(direction));
+    return !found.empty();
 }
 
 std::string Host::LocalSum(const PlannedFile& file) const {
@@ -66,6 +88,7 @@ void Host::Reconcile() {
 // Rows whose task has gone get it anew; those at 12 and 22 only before a start, whose repair moves them on.
 void Host::MakeTasks(bool alsoRunning) {
     const auto make = [this](std::vector<int> status, int direction) {
+        if (!LacksTask(status, direction)) return;
         for (const FileItem& file : SyncRows::FilesWithoutTask(status, direction, 1000)) {
             if (direction == 1) DropLeftOvers(file);
             SyncRows::PutTask(file.GetFileId(), direction, 1);

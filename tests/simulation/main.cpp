@@ -27,6 +27,7 @@ constexpr unsigned kLongestLife = 120;
 #else
 constexpr unsigned kLongestLife = 60;
 #endif
+constexpr unsigned kLongestWait = 900;
 
 struct Options {
     std::uint64_t first = 1;
@@ -45,6 +46,8 @@ bool LiveInChild(const Plan& plan, std::size_t number, const std::string& folder
         // ended by the stepped clock.
         const rlimit limit{kLongestLife, kLongestLife};
         setrlimit(RLIMIT_CPU, &limit);
+        // A real lock that nobody gives back.
+        alarm(kLongestWait);
         Live(plan, number, folder, log);
     }
     int status = 0;

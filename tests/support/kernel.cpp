@@ -16,7 +16,7 @@ namespace Drive::Testing {
 
 namespace {
 
-thread_local std::shared_ptr<VirtualThread> self;
+thread_local VirtualThread* self = nullptr;
 
 // What the test thread did is seen by the others, and what they did by the test thread; nothing else is implied.
 char fromTest;
@@ -59,7 +59,7 @@ Kernel& Kernel::Get() {
     return *kernel;
 }
 
-VirtualThread* Kernel::Self() { return self.get(); }
+VirtualThread* Kernel::Self() { return self; }
 
 bool Kernel::Active() {
     Guard guard(mutex);
@@ -95,15 +95,16 @@ void Kernel::Begin(const VirtualOptions& chosen) {
     nextNumber = 0;
     switches = 0;
     threads.clear();
-    self = Add("test");
+    self = Add("test").get();
     self->test = true;
     self->standing = Standing::Running;
-    testThread = current = self.get();
+    self->seat = Carrier::SeatOfCaller();
+    testThread = current = self;
     watchDue = false;
-    std::thread([this, mine = run] {
+    Carrier::StartClock([this, mine = run] {
         Untraced hidden;
         Patience(mine);
-    }).detach();
+    });
 }
 
 // Whoever is left stays where it is: nobody gives it the baton any more.
@@ -111,7 +112,7 @@ void Kernel::End() {
     Guard guard(mutex);
     active = false;
     current = testThread = nullptr;
-    self.reset();
+    self = nullptr;
     static auto* parked = new std::vector<std::shared_ptr<VirtualThread>>;
     parked->insert(parked->end(), threads.begin(), threads.end());
     threads.clear();
@@ -126,12 +127,10 @@ bool Kernel::Launch(const std::string& prefix, std::function<void()> body) {
     }
     std::shared_ptr<VirtualThread> thread = Add(prefix);
     MakeReady(thread.get());
-    {
-        Traced seen;  // the start of a thread is an order that the real platform gives as well
-        std::thread([this, thread, body = std::move(body), mine = run]() mutable {
-            Body(std::move(thread), std::move(body), mine);
-        }).detach();
-    }
+    VirtualThread& made = *thread;
+    made.seat = Carrier::Start([this, thread = std::move(thread), body = std::move(body), mine = run]() mutable {
+        Body(std::move(thread), std::move(body), mine);
+    });
     if (current == nullptr) Schedule();
     return true;
 }
@@ -145,9 +144,9 @@ void Kernel::Step() {
 void Kernel::Body(std::shared_ptr<VirtualThread> thread, std::function<void()> body, int mine) {
     {
         Untraced hidden;
-        self = thread;
+        self = thread.get();
         Guard guard(mutex);
-        thread->wake.wait(guard, [&] { return run == mine && current == thread.get(); });
+        thread->seat->Wait(guard, [&] { return run == mine && current == thread.get(); });
     }
     AfterBaton(thread.get());
     body();
@@ -158,7 +157,7 @@ void Kernel::Body(std::shared_ptr<VirtualThread> thread, std::function<void()> b
     Guard guard(mutex);
     thread->standing = Standing::Ended;
     Remove(thread.get());
-    self.reset();
+    self = nullptr;
     if (current == thread.get()) Schedule();
 }
 
@@ -214,7 +213,7 @@ void Kernel::Schedule() {
     current = nullptr;
     VirtualThread* next = Pick();
     while (next == nullptr) {
-        if (AnyOutside()) return;  // Patience goes on, or the one outside when it comes back
+        if (Carrier::HasOutside() && AnyOutside()) return;  // Patience goes on, or the one outside when it comes back
         if (!MoveTime()) Stuck("every thread waits, and none has a deadline");
         next = Pick();
     }
@@ -224,14 +223,14 @@ void Kernel::Schedule() {
     next->standing = Standing::Running;
     next->deadline = -1;
     next->waitsFor = nullptr;
-    next->wake.notify_one();
+    next->seat->Wake();
 }
 
 void Kernel::Away(Guard& guard, VirtualThread* thread) {
     BeforeBaton(thread);
     Schedule();
     const int mine = run;
-    thread->wake.wait(guard, [&] { return run == mine && current == thread; });
+    thread->seat->Wait(guard, [&] { return run == mine && current == thread; });
     AfterBaton(thread);
 }
 
@@ -373,15 +372,34 @@ void Kernel::Join() {
     MakeReady(thread);
     if (current == nullptr) Schedule();
     const int mine = run;
-    thread->wake.wait(guard, [&] { return run == mine && current == thread; });
+    thread->seat->Wait(guard, [&] { return run == mine && current == thread; });
     AfterBaton(thread);
+}
+
+void Kernel::WaitOutside(const void* condition) {
+    Guard guard(mutex);
+    VirtualThread* thread = Self();
+    thread->standing = Standing::Outside;
+    thread->waitsFor = condition;
+    Away(guard, thread);
+}
+
+void Kernel::SignalOutside(const void* condition, bool all) {
+    Guard guard(mutex);
+    for (const auto& thread : threads) {
+        if (thread->standing != Standing::Outside || thread->waitsFor != condition) continue;
+        MakeReady(thread.get());
+        if (!all) return;
+    }
 }
 
 bool Kernel::Enter() {
     {
         Guard guard(mutex);
         if (!active) return false;
-        self = Add("visitor");
+        if (!Carrier::HasOutside()) Stuck("a thread that is none of the run's takes part");
+        self = Add("visitor").get();
+        self->seat = Carrier::SeatOfCaller();
     }
     Join();
     return true;
@@ -391,9 +409,10 @@ void Kernel::Exit() {
     BeforeBaton(Self());
     Guard guard(mutex);
     VirtualThread* thread = Self();
+    const bool baton = current == thread;
     Remove(thread);
-    if (current == thread) Schedule();
-    self.reset();
+    if (baton) Schedule();
+    self = nullptr;
 }
 
 // The one real clock of a run: for threads that wait outside, and for a run that hangs for real.

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <condition_variable>
 #include <cstdint>
 #include <deque>
 #include <functional>
@@ -10,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/carrier.h"
 #include "tests/support/virtual_time.h"
 
 /// The scheduler behind virtual_time.h and the platform doubles. Not for tests.
@@ -27,7 +27,7 @@ struct VirtualThread {
     std::uint64_t readySince = 0;
     bool test = false;
     bool unbroken = false;
-    std::condition_variable wake;
+    std::unique_ptr<Seat> seat;
 };
 
 /// All state is guarded by `mutex`. Every operation expects the calling thread to be inside an Untraced block.
@@ -67,6 +67,10 @@ public:
     /// Around a wait of a virtual thread that the kernel does not see.
     void Leave();
     void Join();
+
+    /// The same where nobody but a virtual thread can end it: a wait on a condition that is not the engine's.
+    void WaitOutside(const void* condition);
+    void SignalOutside(const void* condition, bool all);
 
     /// Makes the calling thread, which the run does not know, a virtual thread, and ends that again. Enter answers
     /// false when there is no run.
