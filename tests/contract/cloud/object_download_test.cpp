@@ -69,17 +69,21 @@ TEST_F(ObjectDownload, TheBufferOfTheObjectBeforeIsUsedAgainAfterSuccessAndFailu
     const Reply reply = Stored(Content(100'000));
     server.AnswerAll(reply);
     const auto length = static_cast<std::int64_t>(reply.body.size());
-    EXPECT_TRUE(Fetch(kKey, kIv, L"AES_128", length));
+    const auto again = [&] {
+        return FileTransRequest::DownloadDriveFileRequest(server.WideUrl("/store/b/o"), {}, kKey, kIv, L"AES_128",
+                                                          length, received);
+    };
+    EXPECT_TRUE(again());
     const unsigned char* const memory = received.data();
-    EXPECT_TRUE(Fetch(kKey, kIv, L"AES_128", length));
+    EXPECT_TRUE(again());
     EXPECT_EQ(memory, received.data());
     Reply damaged = reply;
     damaged.body[5] ^= 1;
     server.AnswerAll(damaged);
-    EXPECT_FALSE(Fetch(kKey, kIv, L"AES_128", length));
+    EXPECT_FALSE(again());
     EXPECT_TRUE(received.empty());
     server.AnswerAll(reply);
-    EXPECT_TRUE(Fetch(kKey, kIv, L"AES_128", length));
+    EXPECT_TRUE(again());
     EXPECT_EQ(memory, received.data());
     EXPECT_EQ(Content(100'000), ToText(received));
 }
