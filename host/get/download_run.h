@@ -23,6 +23,7 @@ namespace Drive::Host {
 struct DownloadLimits {
     int attempts = 6;             ///< tries of one file in this run
     bool alwaysOnDemand = false;  ///< a fetch on demand that failed is tried again as one
+    bool givesBack = false;       ///< uploads: what the engine gives up is settled at once, as failed
     std::int64_t deadline = 0;    ///< of the monotonic clock, milliseconds; 0 for none
 };
 
