@@ -2,11 +2,14 @@
 
 #include <sqlite3.h>
 
+#include <thread>
+
 namespace Drive::SQLiteDB {
 
 namespace {
 
-constexpr int kBusyMilliseconds = 10000;
+constexpr std::chrono::seconds kMostWaiting{10};
+constexpr std::chrono::milliseconds kLookAgain{1};
 /// Update statements differ by their set of columns; far fewer than this are ever in use.
 constexpr std::size_t kMostStatements = 200;
 
@@ -18,8 +21,8 @@ KeptStatement::~KeptStatement() {
 }
 
 Connection::Connection(const std::string& path, bool readOnly)
-    : database(path, readOnly ? SQLite::OPEN_READONLY : SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE,
-               kBusyMilliseconds) {
+    : database(path, readOnly ? SQLite::OPEN_READONLY : SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE) {
+    sqlite3_busy_handler(Handle(), &Connection::WaitForOthers, this);
     sqlite3_db_config(Handle(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
     // Installed once and steered by a member: a change of the authoriser itself would expire all kept statements.
     sqlite3_set_authorizer(Handle(), &Connection::Authorise, this);
@@ -65,6 +68,17 @@ bool Connection::Allows(int action) const {
         default:
             return false;
     }
+}
+
+/// SQLite's own waiting soon looks ten times a second only: beside a program that writes without a pause, which lets go
+/// of the lock for a moment between two transactions, it would come too late again and again.
+int Connection::WaitForOthers(void* self, int attempt) {
+    auto* connection = static_cast<Connection*>(self);
+    const auto now = std::chrono::steady_clock::now();
+    if (attempt == 0) connection->waitingSince = now;
+    if (now - connection->waitingSince > kMostWaiting) return 0;
+    std::this_thread::sleep_for(kLookAgain);
+    return 1;
 }
 
 int Connection::Authorise(void* self, int action, const char* first, const char*, const char*, const char* trigger) {

@@ -2,6 +2,7 @@
 
 #include <SQLiteCpp/SQLiteCpp.h>
 
+#include <chrono>
 #include <memory>
 #include <string>
 #include <unordered_map>
@@ -65,6 +66,7 @@ public:
     sqlite3* Handle() const { return database.getHandle(); }
 
 private:
+    static int WaitForOthers(void* self, int attempt);
     static int Authorise(void* self, int action, const char* first, const char* second, const char* schema,
                          const char* trigger);
     bool Allows(int action) const;
@@ -73,6 +75,7 @@ private:
     std::unordered_map<std::string, std::unique_ptr<SQLite::Statement>> kept;
     Permission permission = Permission::Everything;
     bool wroteTasks = false;
+    std::chrono::steady_clock::time_point waitingSince;
 };
 
 /// Sets the permission for the life of this object.

@@ -43,12 +43,21 @@ protected:
     void SetUp() override {
         OpenDatabaseTest::SetUp();
         ASSERT_EQ(sqlite3_open(folder.Database().c_str(), &other), SQLITE_OK);
-        sqlite3_busy_timeout(other, static_cast<int>(kBusySeconds * 1000));
+        sqlite3_busy_handler(other, &WaitABit, this);
         sqlite3_exec(other, "PRAGMA synchronous = FULL", nullptr, nullptr, nullptr);
     }
     void TearDown() override {
         sqlite3_close(other);
         OpenDatabaseTest::TearDown();
+    }
+
+    /// Each looks as often as the other, or one of them would starve.
+    static int WaitABit(void* self, int attempt) {
+        auto* const test = static_cast<TwoWriters*>(self);
+        const auto now = std::chrono::steady_clock::now();
+        if (attempt == 0) test->waitingSince = now;
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        return now - test->waitingSince < std::chrono::duration<double>(kBusySeconds) ? 1 : 0;
     }
 
     static bool PutOwn(int first) {
@@ -70,6 +79,7 @@ protected:
     }
 
     sqlite3* other = nullptr;
+    std::chrono::steady_clock::time_point waitingSince;
 };
 
 // DB-SHARE-06
@@ -103,6 +113,25 @@ std::string NameOf(const testing::TestParamInfo<Amount>& info) { return std::to_
 
 INSTANTIATE_TEST_SUITE_P(Beginning, TwoWriters, testing::Values(Amount{10000}), NameOf);
 INSTANTIATE_TEST_SUITE_P(WholeLife, TwoWriters, testing::Values(Amount{500000}), NameOf);
+
+class HeldLock : public OpenDatabaseTest {};
+
+// DB-FAIL-11
+TEST_F(HeldLock, FailsAWriteAfterTheBusyTimeoutAndNothingIsLost) {
+    PutDownload(L"kept");
+    sqlite3* other = nullptr;
+    ASSERT_EQ(sqlite3_open(folder.Database().c_str(), &other), SQLITE_OK);
+    ASSERT_EQ(sqlite3_exec(other, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr), SQLITE_OK);
+    Stopwatch waiting;
+    waiting.Time([] { EXPECT_FALSE(SyncRows::PutFile(File(L"refused", 1))); });
+    EXPECT_GT(waiting.Longest(), kBusySeconds - 1);
+    EXPECT_EQ(Db().GetTaskItem(L"kept", 1).GetFileId(), L"kept") << "readers do not wait";
+    ASSERT_EQ(sqlite3_exec(other, "COMMIT", nullptr, nullptr, nullptr), SQLITE_OK);
+    sqlite3_close(other);
+    EXPECT_TRUE(SyncRows::PutFile(File(L"after", 1)));
+    EXPECT_EQ(Ask(L"SELECT group_concat(fileId) FROM (SELECT fileId FROM T_cloudDriveData ORDER BY fileId)"),
+              L"after,kept");
+}
 
 }  // namespace
 }  // namespace Drive::Testing
