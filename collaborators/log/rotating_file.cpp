@@ -106,7 +106,8 @@ void RotatingFile::Write(const std::string& line, std::uint64_t tells) {
     if (body->size + bytes.size() > body->place.bytesPerFile) {
         body->file.flush();
         // What somebody else has emptied meanwhile need not be rotated.
-        if (body->file.size() > 0) body->Rotate();
+        body->size = body->file.size();
+        if (body->size > 0) body->Rotate();
     }
     body->file.write(bytes);
     body->size += bytes.size();
