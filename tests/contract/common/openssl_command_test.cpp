@@ -2,7 +2,6 @@
 
 #include <random>
 
-#include "collaborators/common/hex_text.h"
 #include "interfaces/common/file_helper.h"
 #include "tests/contract/common/test_bytes.h"
 #include "tests/contract/common/test_folders.h"
@@ -63,7 +62,14 @@ protected:
         return key;
     }
 
-    static std::string HexOf(const Bytes& bytes) { return HexText<std::string>(bytes.data(), bytes.size()); }
+    static std::string HexOf(const Bytes& bytes) {
+        std::string text;
+        for (const unsigned char byte : bytes) {
+            text.push_back("0123456789abcdef"[byte >> 4]);
+            text.push_back("0123456789abcdef"[byte & 15]);
+        }
+        return text;
+    }
 
     std::mt19937 random{20240611};
 };
