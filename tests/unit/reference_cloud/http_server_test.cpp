@@ -1,5 +1,6 @@
 #include "reference_cloud/http_server.h"
 
+#include <algorithm>
 #include <chrono>
 #include <fstream>
 #include <sstream>
@@ -52,6 +53,10 @@ protected:
             if (lines.size() >= wanted) break;
             std::this_thread::sleep_for(std::chrono::milliseconds(10));
         }
+        // In the order in which they began: a line is written on its connection's thread.
+        std::sort(lines.begin(), lines.end(), [](const Json::Value& one, const Json::Value& other) {
+            return one["begin"].asDouble() < other["begin"].asDouble();
+        });
         return lines;
     }
     RawConnection Connect(int window = 0) { return RawConnection(server_->Port(), window); }
@@ -231,6 +236,28 @@ TEST_F(HttpServerTest, ARuleDelaysCutsAndDamagesAnswers) {
     EXPECT_EQ(client_->Get("/rate?bytes=10000").body.size(), 10000U);
     EXPECT_GT(Since(start), 0.15);
     EXPECT_EQ(JournalLines(4)[1]["clientGone"], false) << "the cut was the server's";
+}
+
+// REF-SCENARIO-04
+TEST_F(HttpServerTest, ARuleBendsLengthBodyHeadersAndFieldsOfAnAnswer) {
+    Run({}, R"({"rules": [{"path": "/longer", "contentLength": 9000}, {"path": "/shorter", "contentLength": 10},
+        {"path": "/garbage", "body": "{garbage"}, {"path": "/digest", "headers": {"X-Object-Sha256": "00"}},
+        {"path": "/fields", "remove": ["a"], "set": {"b.0": {"c": 1}}},
+        {"path": "/upload", "uploadRate": 20000}]})");
+    const Answer longer = client_->Get("/longer?bytes=500");
+    EXPECT_FALSE(longer.whole);
+    EXPECT_EQ(longer.body.size(), 500U);
+    EXPECT_EQ(longer.headers.at("content-length"), "9000");
+    const Answer shorter = client_->Get("/shorter?bytes=500");
+    EXPECT_TRUE(shorter.whole);
+    EXPECT_EQ(shorter.body.size(), 10U);
+    EXPECT_EQ(client_->Get("/garbage?bytes=5").body, "{garbage");
+    const Answer digest = client_->Get("/digest?bytes=5");
+    EXPECT_EQ(digest.body + digest.headers.at("x-object-sha256"), "aaaaa00");
+    EXPECT_EQ(client_->Post("/fields", std::string(R"({"a": 1, "b": [2, 3]})")).body, R"({"b":[{"c":1},3]})");
+    const auto start = Clock::now();
+    EXPECT_EQ(client_->Post("/upload", std::string(5000, 'u')).body.size(), 5000U);
+    EXPECT_GT(Since(start), 0.2);
 }
 
 // REF-SCENARIO-04
