@@ -18,6 +18,7 @@
 extern "C" {
 void __sanitizer_start_switch_fiber(void** fakeStack, const void* bottom, std::size_t size);
 void __sanitizer_finish_switch_fiber(void* fakeStack, const void** bottomBefore, std::size_t* sizeBefore);
+void __lsan_register_root_region(const void* begin, std::size_t size);
 }
 #endif
 
@@ -113,6 +114,10 @@ void* NewStack() {
         std::perror("no stack for a virtual thread");
         std::abort();
     }
+#if defined(__SANITIZE_ADDRESS__)
+    // What a parked fiber holds is no leak.
+    __lsan_register_root_region(static_cast<char*>(stack) + kGuardSize, kStackSize);
+#endif
     return stack;
 }
 
