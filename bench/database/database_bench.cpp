@@ -1,8 +1,15 @@
-// Fills a database with many files and tasks and times what the engine calls every second and after every block.
-// Prints one JSON document; the exit status is 1 when an operation that the engine calls misses its target.
+// Fills a database with many files and tasks and times what the engine calls every second and after every block, alone
+// and beside another process that reads without a pause. Prints one JSON document; the exit status is 1 when an
+// operation that the engine calls misses its target.
+#include <signal.h>
+#include <spawn.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+
 #include <CLI/CLI.hpp>
 #include <cstdio>
 #include <filesystem>
+#include <thread>
 #include <utility>
 
 #include "bench/database/latencies.h"
@@ -19,6 +26,7 @@ constexpr double kMedianTarget = 5;
 constexpr double kTailTarget = 20;
 bool missed = false;
 bool isFirst = true;
+std::string beside;  // ends the name of each operation
 
 Drive::SQLiteDB::SQLiteDB& Db() { return Drive::SQLiteDB::SQLiteDB::GetInstance(); }
 
@@ -52,7 +60,8 @@ void Fill(int count) {
     for (int number = 0; number < count; number += 100) SyncRows::PutThumbnailTask(IdOf(number));
 }
 
-void Report(const Drive::Bench::Latencies& times, bool hasTarget) {
+void Report(Drive::Bench::Latencies times, bool hasTarget) {
+    times.name += beside;
     const bool misses = hasTarget && (times.Percentile(0.5) > kMedianTarget || times.Percentile(0.99) > kTailTarget);
     missed = missed || misses;
     const char* const verdict = hasTarget ? (misses ? "missed" : "met") : "none";
@@ -84,10 +93,9 @@ void UpdateTask(int number, int direction, const Drive::WMap& columns) {
 /// Three batches stand leased at most, as when all the slots are taken; then the leases end.
 void Fetch(const std::string& name, const std::string& states, const std::string& direction, int rounds) {
     std::vector<Drive::Common::TaskItem> tasks;
-    Drive::Bench::Latencies all{name, {}};
+    Drive::Bench::Latencies all{name, {}, {}};
     for (int done = 0; done < rounds; done += 3) {
-        const auto times = Measure(name, 3, [&](int) { Db().GetTaskAllItem(tasks, states, direction, 100); });
-        all.milliseconds.insert(all.milliseconds.end(), times.milliseconds.begin(), times.milliseconds.end());
+        all.Add(Measure(name, 3, [&](int) { Db().GetTaskAllItem(tasks, states, direction, 100); }));
         Db().ExecuteMulitNoQuerySQL({"UPDATE T_task SET module = 0 WHERE taskId = 0"});
     }
     Report(all, true);
@@ -95,11 +103,10 @@ void Fetch(const std::string& name, const std::string& states, const std::string
 
 /// The workers delete what they were handed.
 void FetchThumbnails(int rounds) {
-    Drive::Bench::Latencies all{"GetThumbnailFileDownLoadTask(100)", {}};
+    Drive::Bench::Latencies all{"GetThumbnailFileDownLoadTask(100)", {}, {}};
     for (int round = 0; round < rounds; ++round) {
         std::list<Drive::WMap> rows;
-        const auto once = Measure("", 1, [&](int) { Db().GetThumbnailFileDownLoadTask(rows, 100); });
-        all.milliseconds.push_back(once.milliseconds.front());
+        all.Add(Measure("", 1, [&](int) { Db().GetThumbnailFileDownLoadTask(rows, 100); }));
         for (const Drive::WMap& row : rows) Db().DeleteTaskItem(row.at(L"fileId"), 3);
     }
     Report(all, true);
@@ -113,36 +120,68 @@ void EverySecond(int rounds) {
     FetchThumbnails(std::min(rounds, 50));
 }
 
-void EachTransfer(int count, int rounds) {
-    const int up = count / 2;
+/// From these rows on, which are changed for good.
+void EachTransfer(int down, int up, int rounds) {
     const std::wstring record = L"{\"writePosition\":4194304,\"writeSliceIndex\":1,\"n\":";
-    Timed("GetTaskItem", rounds, [](int n) { Db().GetTaskItem(IdOf(n), 1); });
-    Timed("GetDriveDataItemWithKey", rounds, [](int n) { Db().GetDriveDataItemWithKey(IdOf(n)); });
-    Timed("GetDriveDataItem(place)", rounds, [](int n) {
-        const auto file = FileOf(n, 0);
+    Timed("GetTaskItem", rounds, [&](int n) { Db().GetTaskItem(IdOf(down + n), 1); });
+    Timed("GetDriveDataItemWithKey", rounds, [&](int n) { Db().GetDriveDataItemWithKey(IdOf(down + n)); });
+    Timed("GetDriveDataItem(place)", rounds, [&](int n) {
+        const auto file = FileOf(down + n, 0);
         Db().GetDriveDataItem(
             {{L"localFileName", file.GetLocalFileName()}, {L"localParentFolder", file.GetLocalParentFolder()}});
     });
-    Timed("UpdateDriveData(claim)", rounds, [](int n) { UpdateFile(n, {{L"fileStatus", L"22"}}); });
+    Timed("UpdateDriveData(claim)", rounds, [&](int n) { UpdateFile(down + n, {{L"fileStatus", L"22"}}); });
     Timed("UpdateTaskItem(fragmentInfo)", rounds, [&](int n) {
-        UpdateTask(n, 1, {{L"fragmentInfo", record + std::to_wstring(n) + L"}"}});
+        UpdateTask(down + n, 1, {{L"fragmentInfo", record + std::to_wstring(n) + L"}"}});
     });
     Timed("UpdateTaskItem(TaskStatus)", rounds, [&](int n) { UpdateTask(up + n, 2, {{L"TaskStatus", L"1"}}); });
     Timed("UpdateTaskItem(Priority)", rounds, [&](int n) { UpdateTask(up + n, 2, {{L"Priority", L"7"}}); });
-    Timed("UpdateDriveData(finish)", rounds, [](int n) {
-        UpdateFile(n, {{L"fileStatus", L"1"}, {L"localFileSha256", std::wstring(64, L'f')}});
+    Timed("UpdateDriveData(finish)", rounds, [&](int n) {
+        UpdateFile(down + n, {{L"fileStatus", L"1"}, {L"localFileSha256", std::wstring(64, L'f')}});
     });
-    Timed("DeleteTaskItem", rounds, [](int n) { Db().DeleteTaskItem(IdOf(n), 1); });
+    Timed("DeleteTaskItem", rounds, [&](int n) { Db().DeleteTaskItem(IdOf(down + n), 1); });
     Timed("UpdateDriveData(fileId)", rounds, [&](int n) {
-        UpdateFile(up + n, {{L"fileId", L"cloud-" + std::to_wstring(n)}, {L"fileStatus", L"1"}});
+        UpdateFile(up + n, {{L"fileId", L"cloud-" + std::to_wstring(up + n)}, {L"fileStatus", L"1"}});
     });
-    Drive::Bench::Latencies clearing{"ClearInvalidateTask(one)", {}};
+    Drive::Bench::Latencies clearing{"ClearInvalidateTask(one)", {}, {}};
     for (int n = 0; n < rounds; ++n) {
         Db().DeleteDriveDataItem(IdOf(up + rounds + n));
-        const auto once = Measure("", 1, [](int) { Db().ClearInvalidateTask(); });
-        clearing.milliseconds.push_back(once.milliseconds.front());
+        clearing.Add(Measure("", 1, [](int) { Db().ClearInvalidateTask(); }));
     }
     Report(clearing, true);
+}
+
+/// Another process of the same user that looks at the rows, as a status command does, and never rests.
+class Reader {
+public:
+    explicit Reader(const std::string& folder) {
+        std::string program = "/proc/self/exe", option = "--read", place = folder;
+        char* arguments[] = {program.data(), option.data(), place.data(), nullptr};
+        if (posix_spawn(&child, program.c_str(), nullptr, nullptr, arguments, environ) != 0) child = 0;
+        std::this_thread::sleep_for(std::chrono::seconds(1));
+    }
+    /// False when it had ended before it was told to.
+    bool End() {
+        int status = 0;
+        if (child == 0 || waitpid(child, &status, WNOHANG) != 0) return false;
+        kill(child, SIGTERM);
+        waitpid(child, &status, 0);
+        return true;
+    }
+
+private:
+    pid_t child = 0;
+};
+
+int ReadUntilEnded(const std::string& folder) {
+    prctl(PR_SET_PDEATHSIG, SIGTERM);
+    if (!Drive::SQLiteDB::OpenDatabaseReadOnly(Drive::Platform::EnginePath(folder)).ok()) return 2;
+    while (true) {
+        SyncRows::CountByStatus();
+        SyncRows::Tasks(1000);
+        int files = 0;
+        SyncRows::ForEachFile([&files](const Drive::Common::FileItem&) { return ++files < 10000; });
+    }
 }
 
 void AtStart() {
@@ -173,7 +212,10 @@ int main(int argumentCount, char** arguments) {
     program.add_option("--rows", count, "files, and as many tasks");
     program.add_option("--rounds", rounds, "runs of each operation");
     program.add_option("--folder", folder, "where the database is made and removed again");
+    std::string read;
+    program.add_option("--read", read, "does nothing but read the database in this folder until it is ended");
     CLI11_PARSE(program, argumentCount, arguments);
+    if (!read.empty()) return ReadUntilEnded(read);
 
     std::filesystem::remove_all(folder);
     const std::wstring wide = Drive::Platform::EnginePath(folder);
@@ -184,10 +226,19 @@ int main(int argumentCount, char** arguments) {
         count, rounds, kMedianTarget, kTailTarget);
     Once("fill", [&](int) { Fill(count); });
     Drive::SQLiteDB::CloseDatabase();
-    Once("OpenDatabase", [&](int) { Drive::SQLiteDB::OpenDatabase(wide); });
+    Once("OpenDatabase(closed in good order)", [&](int) { Drive::SQLiteDB::OpenDatabase(wide); });
     EverySecond(rounds);
-    EachTransfer(count, rounds);
+    EachTransfer(0, count / 2, rounds);
+    Reader reader(folder);
+    beside = " beside a reader";
+    EverySecond(rounds);
+    EachTransfer(2 * rounds, count / 2 + 2 * rounds, rounds);
+    beside = "";
+    if (!reader.End()) return 2;
     AtStart();
+    Drive::SQLiteDB::CloseDatabase();
+    std::filesystem::remove(folder + "/transfer.clean");
+    Once("OpenDatabase(whole check)", [&](int) { Drive::SQLiteDB::OpenDatabase(wide); });
     Once("ClearTaskTable", [](int) { Db().ClearTaskTable(); });
     Drive::SQLiteDB::CloseDatabase();
     std::filesystem::remove_all(folder);
