@@ -99,7 +99,7 @@ void Carrier::RemoveDue(std::int64_t now) {
             return;
         }
     }
-    if (!services.refresh()) {
+    if (!services.refresh(false)) {
         return;
     }
     {
@@ -204,12 +204,15 @@ void Carrier::MakeFolder(const NodePtr& node) {
         }
         parentId = node->parent->cloud.id;
         name = Platform::EngineName(node->name);
+        if (state.removals.count(CloudPlace(parentId, name)) != 0) {
+            return;  // once what stood there is gone
+        }
     }
     Cloud::CloudFile folder;
     const CallOutcome made = DriveAccount::CreateFolder(parentId, name, folder);
     if (!made.ok) {
         if (made.status == kTaken) {
-            services.refresh();
+            services.refresh(false);
         }
         return Failed(node, made.message);
     }
@@ -224,6 +227,10 @@ void Carrier::MakeFolder(const NodePtr& node) {
             state.removals[CloudPlace(parentId, name)] = {folder, 0, 0};
             return;
         }
+        if (const NodePtr other = state.tree.ById(folder.id); other && other != node) {
+            node->nextTry = Platform::MonotonicMilliseconds() + kQuiet;  // it stood there, and is about to move away
+            return;
+        }
         state.tree.SetCloud(*node, folder);
         node->failures = 0;
         path = state.tree.PathOf(*node);
@@ -232,7 +239,7 @@ void Carrier::MakeFolder(const NodePtr& node) {
     services.tell(path, Result::FolderMade, 0, "");
 }
 
-bool Carrier::GiveName(const NodePtr& node, Cloud::CloudFile& cloud, const std::wstring& name) {
+bool Carrier::GiveName(const NodePtr& node, Cloud::CloudFile& cloud, const std::wstring& name, bool& broken) {
     Cloud::CloudFile answer;
     const CallOutcome renamed = DriveAccount::Rename(cloud.id, name, answer);
     if (renamed.ok) {
@@ -241,6 +248,7 @@ bool Carrier::GiveName(const NodePtr& node, Cloud::CloudFile& cloud, const std::
     }
     if (renamed.status != kTaken) {
         Failed(node, renamed.message);
+        broken = true;
     }
     return false;
 }
@@ -259,8 +267,8 @@ void Carrier::Place(const NodePtr& node) {
         name = Platform::EngineName(node->name);
         cloud = node->cloud;
     }
-    const int failures = node->failures;
-    bool good = cloud.fileName == name || GiveName(node, cloud, name);
+    bool broken = false;  // a failure that is told already
+    bool good = cloud.fileName == name || GiveName(node, cloud, name, broken);
     if (good && cloud.parentFolder != parentId) {
         Cloud::CloudFile answer;
         const CallOutcome moved = DriveAccount::Move(cloud.id, parentId, answer);
@@ -268,13 +276,14 @@ void Carrier::Place(const NodePtr& node) {
         cloud.parentFolder = good ? parentId : cloud.parentFolder;
         if (!good && moved.status != kTaken) {
             Failed(node, moved.message);
+            broken = true;
         }
     }
-    if (!good && node->failures == failures) {
+    if (!good && !broken) {
         // The name is taken: by an entry that is about to move as well, or by one that the next list shows.
-        services.refresh();
+        services.refresh(false);
         if (cloud.fileName.rfind(L".moving-", 0) != 0) {
-            GiveName(node, cloud, L".moving-" + cloud.id.substr(0, 40));
+            GiveName(node, cloud, L".moving-" + cloud.id.substr(0, 40), broken);
         }
     }
     const std::lock_guard lock(state.mutex);
@@ -288,7 +297,7 @@ void Carrier::Place(const NodePtr& node) {
     if (good) {
         node->failures = 0;
         session.records.ForgetTrouble("path:" + state.tree.PathOf(*node));
-    } else if (node->failures == failures) {
+    } else if (!broken) {
         node->nextTry = Platform::MonotonicMilliseconds() + kQuiet;
     }
 }

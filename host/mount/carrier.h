@@ -20,8 +20,9 @@ namespace Drive::Host {
 class Carrier {
 public:
     struct Services {
-        /// Asks the cloud for its changes and takes them over. False when it could not be asked.
-        std::function<bool()> refresh;
+        /// Asks the cloud for its changes, or for its whole list, and takes that over. False when it could not be
+        /// asked.
+        std::function<bool(bool whole)> refresh;
         /// What became of an entry, for the report.
         std::function<void(const std::string& path, Result result, std::int64_t bytes, const std::string& message)>
             tell;
@@ -34,6 +35,9 @@ public:
 
     /// True when the cloud knows of everything.
     bool Idle();
+
+    /// True while contents are on their way: what the list tells of them is not taken over.
+    bool AnySent() const { return !sending.empty(); }
 
     // What the uploads report.
     void Sent(const UploadRun::Job& job);
@@ -57,7 +61,7 @@ private:
     void Perform(const NodePtr& node, Step step, UploadRun& uploads);
     void MakeFolder(const NodePtr& node);
     void Place(const NodePtr& node);
-    bool GiveName(const NodePtr& node, Cloud::CloudFile& cloud, const std::wstring& name);
+    bool GiveName(const NodePtr& node, Cloud::CloudFile& cloud, const std::wstring& name, bool& broken);
     void Send(const NodePtr& node, UploadRun& uploads);
     void SendVersion(const NodePtr& node, const Cloud::CloudFile& there, UploadRun& uploads);
     void SendEmpty(const NodePtr& node, const std::wstring& parentId, const std::wstring& name,

@@ -28,6 +28,7 @@ using Platform::NarrowText;
 namespace {
 
 constexpr int kGone = 404;
+constexpr std::int64_t kMoment = 1000;  // milliseconds
 constexpr const char* kEmptySha256 = "e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855";
 
 // The engine takes an id that begins so for a file that the cloud does not have yet.
@@ -82,12 +83,20 @@ void Carrier::Clean(const NodePtr& node, const CloudFile& cloud) {
 
 // Something that this content did not grow from stands at its place in the cloud.
 void Carrier::AdoptOrMoveAside(const NodePtr& node, const CloudFile& there) {
-    const std::int64_t changedAt = node->changedAt;
+    std::int64_t changedAt = 0;
+    {
+        const std::lock_guard lock(state.mutex);
+        changedAt = node->changedAt;
+    }
     const bool same = !there.isFolder && HoldsContentOf(node, there);
     bool aside = false;
     {
         const std::lock_guard lock(state.mutex);
         if (!node->Linked() || node->changedAt != changedAt || StopRequested()) {
+            return;
+        }
+        if (node->cloud.id != there.id && IsLeaving(state, there.id)) {
+            node->nextTry = Platform::MonotonicMilliseconds() + kMoment;  // its place will be free in a moment
             return;
         }
         if (same && !state.tree.ById(there.id)) {
@@ -100,7 +109,7 @@ void Carrier::AdoptOrMoveAside(const NodePtr& node, const CloudFile& there) {
         aside = true;
     }
     if (aside) {
-        services.refresh();
+        services.refresh(true);
     }
 }
 

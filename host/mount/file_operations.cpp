@@ -53,6 +53,9 @@ int FileOperations::MakeEmptyHere(const NodePtr& node) {
         node->here = true;
         node->fetch.reset();  // who reads the earlier content goes on with it
         node->base = node->cloud.contentVersion;
+        if (node->InCloud()) {
+            RememberBase(state, *node);
+        }
         TouchContent(state, node);
     }
     return problem;
@@ -88,6 +91,10 @@ int FileOperations::OpenNode(const NodePtr& node, int flags, bool mayFetch, std:
         if (const int problem = MakeEmptyHere(node); problem != 0) {
             return problem;
         }
+    }
+    if (node->here && node->Linked() && !node->dirty && node->InCloud() &&
+        state.visible.Look(state.tree.PathOf(*node)).kind == FileKind::Absent) {
+        node->here = false;  // somebody took it out of the root
     }
     if (!node->here && node->cloud.size > 0 && !mayFetch) {
         return EACCES;

@@ -327,8 +327,9 @@ std::string Reason(const std::string& mountPoint) {
 }  // namespace
 
 bool IsCutOffMount(const std::string& mountPoint) {
-    struct stat facts {};
-    if (stat(mountPoint.c_str(), &facts) == 0 || errno != ENOTCONN) {
+    // Opened, since what the kernel remembers of the folder answers for a while after the process has gone.
+    const OpenFile folder(open(mountPoint.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (folder.Number() >= 0 || (errno != ENOTCONN && errno != ECONNABORTED)) {
         return false;
     }
     std::ifstream mounts("/proc/self/mountinfo");

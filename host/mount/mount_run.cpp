@@ -40,6 +40,7 @@ DownloadLimits LimitsOf(int attempts) {
     DownloadLimits limits;
     limits.attempts = attempts;
     limits.alwaysOnDemand = true;
+    limits.givesBack = true;  // before a content is sent again the cloud is asked what it has
     return limits;
 }
 
@@ -71,10 +72,11 @@ MountRun::MountRun(Session& session, const MountOptions& options)
                 SyncPanelLog::WriteTraceLog("Mount: " + path + ": " + message);
                 reporter.Note(Printable(path) + ": " + Printable(message));
             }),
-      carrier(
-          session, state, merge,
-          {[this] { return Refresh(); }, [this](const std::string& path, Result result, std::int64_t bytes,
-                                                const std::string& message) { Report(path, result, bytes, message); }}),
+      carrier(session, state, merge,
+              {[this](bool whole) { return Refresh(whole); },
+               [this](const std::string& path, Result result, std::int64_t bytes, const std::string& message) {
+                   Report(path, result, bytes, message);
+               }}),
       downloads(session, *this, LimitsOf(options.attempts),
                 [this](const CloudEntry& entry, const Outcome& outcome) { FetchEnded(entry, outcome); }),
       uploads(session, session.staging, LimitsOf(6),
@@ -130,6 +132,7 @@ bool MountRun::List() {
         return false;
     }
     cursor = fresh;
+    passedOver = carrier.AnySent();
     const std::size_t longest = std::max(session.settings.root.size(), session.settings.staging.size());
     merge.List(PlaceEntries(std::move(listed), session.rootFileId, PATH_MAX - 2 - longest));
     lastAsked = Platform::MonotonicMilliseconds();
@@ -143,13 +146,20 @@ bool MountRun::IsKnown(const Cloud::CloudFile& change) {
     if (change.isDeleted) {
         return !node;
     }
-    return node && (node->sending || (node->cloud.contentVersion == change.contentVersion &&
-                                      node->cloud.parentFolder == change.parentFolder &&
-                                      node->cloud.fileName == change.fileName && node->cloud.size == change.size));
+    if (node && node->sending) {
+        passedOver = true;
+        return true;
+    }
+    return node && node->cloud.contentVersion == change.contentVersion &&
+           node->cloud.parentFolder == change.parentFolder && node->cloud.fileName == change.fileName &&
+           node->cloud.size == change.size;
 }
 
-bool MountRun::Refresh() {
+bool MountRun::Refresh(bool whole) {
     std::vector<Cloud::CloudFile> changes;
+    if (whole || (passedOver && !carrier.AnySent())) {
+        return List();
+    }
     lastAsked = Platform::MonotonicMilliseconds();
     if (!DriveAccount::Changes(cursor, changes).ok) {
         return false;
@@ -346,7 +356,7 @@ void MountRun::Turn() {
     downloads.Look();
     uploads.Look();
     if (Platform::MonotonicMilliseconds() - lastAsked >= options.everySeconds * 1000LL) {
-        Refresh();
+        Refresh(false);
     }
     carrier.Turn(uploads);
     TellProgress();

@@ -48,7 +48,7 @@ private:
     int Prepare();
     void ForgetEarlierRuns();
     bool List();
-    bool Refresh();
+    bool Refresh(bool whole);
     bool IsKnown(const Cloud::CloudFile& change);
     void Turn();
     void BringWanted();
@@ -76,6 +76,7 @@ private:
     KeyPatience keys;
     std::map<std::wstring, Fetching> fetching;  // by file id
     std::wstring cursor;                        // of the changes that are known
+    bool passedOver = false;                    // a change of something that was being sent
     std::int64_t lastAsked = 0;
     Tally tally;
 };

@@ -54,16 +54,25 @@ void MoveProved(MountState& state, const Node& node) {
 int MoveNode(MountState& state, const NodePtr& node, Node& folder, const std::string& name, bool wished) {
     const std::string from = state.tree.PathOf(*node);
     const std::string to = Below(state.tree.PathOf(folder), name);
-    if (const int problem = MoveInRoot(state, *node, from, to); problem != 0) {
-        return problem;
-    }
-    state.tree.Move(*node, folder, name);
+    const std::string id = NarrowText(node->cloud.id);
+    // What is wished for comes first: a kill in between leaves a wish that nothing in the root contradicts.
     if (node->isFolder) {
         state.wishes.MoveBelow(from, to);
     }
     if (wished && node->InCloud()) {
-        state.wishes.PutPlace(NarrowText(node->cloud.id), to);
+        state.wishes.PutPlace(id, to);
     }
+    if (const int problem = MoveInRoot(state, *node, from, to); problem != 0) {
+        if (node->isFolder) {
+            state.wishes.MoveBelow(to, from);
+        }
+        if (wished && node->InCloud()) {
+            state.wishes.PutPlace(id, from);
+            state.pending.insert(node);  // which takes it back when nothing is to be done
+        }
+        return problem;
+    }
+    state.tree.Move(*node, folder, name);
     MoveProved(state, *node);
     return 0;
 }
@@ -83,11 +92,29 @@ void TouchContent(MountState& state, const NodePtr& node) {
     Touch(state, node);
 }
 
+void NoteRemoval(MountState& state, const Node& node) {
+    if (node.InCloud()) {
+        state.wishes.PutRemoval(NarrowText(node.cloud.id), NarrowText(node.cloud.contentVersion));
+    }
+}
+
+bool IsLeaving(const MountState& state, const std::wstring& fileId) {
+    for (const auto& [place, removal] : state.removals) {
+        if (removal.cloud.id == fileId) {
+            return true;
+        }
+    }
+    const NodePtr node = state.tree.ById(fileId);
+    return node && node->parent != nullptr &&
+           (node->parent->cloud.id != node->cloud.parentFolder ||
+            Platform::EngineName(node->name) != node->cloud.fileName);
+}
+
 void RemoveFromMount(MountState& state, const NodePtr& node) {
     const std::wstring place = CloudPlace(node->cloud.parentFolder, node->cloud.fileName);
     const bool inCloud = node->InCloud();
+    NoteRemoval(state, *node);
     if (inCloud) {
-        state.wishes.PutRemoval(NarrowText(node->cloud.id), NarrowText(node->cloud.contentVersion));
         state.records.ForgetProved(NarrowText(node->cloud.id));
     }
     const NodePtr held = node;
@@ -118,6 +145,7 @@ void TakeOverRemoved(MountState& state, const NodePtr& node) {
     node->base = node->cloud.contentVersion;
     state.wishes.Forget(NarrowText(node->cloud.id));
     state.removals.erase(found);
+    RememberBase(state, *node);
     TouchContent(state, node);
 }
 
@@ -130,6 +158,13 @@ bool RememberProved(MountState& state, const Node& node) {
     state.records.PutProved(NarrowText(node.cloud.id), {path, facts.size, facts.changed, NarrowText(node.cloud.sha256),
                                                         NarrowText(node.cloud.contentVersion)});
     return true;
+}
+
+void RememberBase(MountState& state, const Node& node) {
+    // No file looks like that: whoever finds the record knows the version and that the content is another.
+    constexpr std::int64_t kNever = 0;
+    state.records.PutProved(NarrowText(node.cloud.id), {state.tree.PathOf(node), node.cloud.size, kNever,
+                                                        NarrowText(node.cloud.sha256), NarrowText(node.base)});
 }
 
 bool LooksProved(MountState& state, const Node& node) {

@@ -63,8 +63,16 @@ void Touch(MountState& state, const NodePtr& node);
 /// The content of a node differs from the cloud's from now on.
 void TouchContent(MountState& state, const NodePtr& node);
 
+/// To be called before something of a node that is to be removed goes from the root: after a kill or a failure in
+/// between, the removal is known.
+void NoteRemoval(MountState& state, const Node& node);
+
 /// Takes a node out of the tree for good, and the cloud's entry with it when it has one.
 void RemoveFromMount(MountState& state, const NodePtr& node);
+
+/// True when an entry of the cloud is about to leave the place where the cloud has it: it was removed here, or has
+/// another place here.
+bool IsLeaving(const MountState& state, const std::wstring& fileId);
 
 /// A file that the cloud does not have yet stands where an entry was removed: it becomes that entry's new version.
 void TakeOverRemoved(MountState& state, const NodePtr& node);
@@ -75,6 +83,9 @@ int MoveNode(MountState& state, const NodePtr& node, Node& folder, const std::st
 
 /// Remembers how a file looks that is known to hold the cloud's content. False when it no longer stands there.
 bool RememberProved(MountState& state, const Node& node);
+
+/// Remembers, for a mount after a kill, which version of the cloud's entry the content here takes the place of.
+void RememberBase(MountState& state, const Node& node);
 
 /// True when the file stands in the root as it did when it was proved to be what the cloud has at that version.
 bool LooksProved(MountState& state, const Node& node);

@@ -145,8 +145,10 @@ int FileOperations::RemoveFile(std::uint64_t number, const std::string& name) {
     if (!node || node->isFolder) {
         return node ? EISDIR : ENOENT;
     }
+    NoteRemoval(state, *node);
     if (node->here) {
         if (const int problem = Local::Unlink(state.visible, state.tree.PathOf(*node)); problem != 0) {
+            Touch(state, node);  // which takes the noted removal back
             return problem;
         }
     }
@@ -203,6 +205,7 @@ int FileOperations::ReplaceTarget(const NodePtr& source, const NodePtr& target) 
     state.pending.erase(target);
     state.tree.Remove(*target);
     state.tree.SetCloud(*source, cloud);
+    RememberBase(state, *source);  // the move that follows puts its path right
     TouchContent(state, source);
     return 0;
 }

@@ -8,7 +8,7 @@ import harness
 from host_case import MIB, HostCase, main, powerless, tree
 
 COMMANDS = {"get": [], "put": [], "fetch": ["x"], "verify": [], "status": [], "watch": [], "sync": [], "cancel": ["x"],
-            "mount": ["x"]}
+            "mount": ["x"], "evict": ["x"]}
 
 
 class HostCommands(HostCase):

@@ -83,6 +83,25 @@ TEST(RunDesk, HandsAWishToTheCommandAndItsAnswerBack) {
     EXPECT_EQ(answer, "{\"answer\":\"cancelled\"}");
 }
 
+// HOST-EVICT-03
+TEST(RunDesk, AWishToEvictReachesACommandThatCanAndIsRefusedByOneThatCannot) {
+    const auto ask = [](const RunDesk::Decision& evict) {
+        std::atomic<bool> done{false};
+        std::thread command([&] {
+            while (!done) {
+                RunDesk::Get().Serve([](const std::string&) { return std::string(kCancelled); }, evict);
+                std::this_thread::yield();
+            }
+        });
+        const std::string answer = RunDesk::Get().Answer(EvictRequest("folder/x"));
+        done = true;
+        command.join();
+        return answer;
+    };
+    EXPECT_EQ(ask([](const std::string& path) { return "evicted " + path; }), "{\"answer\":\"evicted folder/x\"}");
+    EXPECT_NE(ask({}).find("cannot do that"), std::string::npos);
+}
+
 // HOST-DESK-06
 TEST(RunDesk, NonsenseIsNotUnderstood) {
     EXPECT_EQ(RunDesk::Get().Answer("{"), "{\"answer\":\"not understood\"}");

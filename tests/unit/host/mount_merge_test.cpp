@@ -194,6 +194,21 @@ TEST_F(MountMerge, AnEditIsFoundAgainByTheNextMount) {
 }
 
 // HOST-MOUNT-18
+TEST_F(MountMerge, ANewContentInPlaceOfAPlaceholderIsNoConflictForTheNextMount) {
+    const std::unique_ptr<Handle> handle = Opened("folder/file", O_WRONLY | O_TRUNC);
+    ASSERT_EQ(Write(*handle, "new"), 0);
+    Save("", "top.tmp", "saved");
+    ASSERT_EQ(Rename("", "top.tmp", "", "top"), 0);
+    Restart();
+    List(Usual());
+    ReadRoot();
+    for (const char* path : {"folder/file", "top"}) {
+        EXPECT_TRUE(At(path)->dirty) << path;
+        EXPECT_EQ(At(path)->base, L"1") << path;
+    }
+}
+
+// HOST-MOUNT-18
 TEST_F(MountMerge, WhatChangedInTheCloudBetweenTwoMountsIsTakenOver) {
     Arrive("folder/file", "text");
     Arrive("top", "text");

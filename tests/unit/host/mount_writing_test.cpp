@@ -198,6 +198,26 @@ TEST_F(MountWriting, AFolderTakesAlongWhatIsInIt) {
 }
 
 // HOST-MOUNT-13
+TEST_F(MountWriting, WhatMovesAwayOrIsRemovedIsKnownToLeaveItsPlaceInTheCloud) {
+    EXPECT_FALSE(IsLeaving(*state, L"t"));
+    ASSERT_EQ(Rename("", "top", "folder", "top"), 0);
+    EXPECT_TRUE(IsLeaving(*state, L"t"));
+    ASSERT_EQ(Rename("folder", "top", "", "top"), 0);
+    EXPECT_FALSE(IsLeaving(*state, L"t"));
+    ASSERT_EQ(files->RemoveFile(Number(""), "top"), 0);
+    EXPECT_TRUE(IsLeaving(*state, L"t"));
+}
+
+// HOST-MOUNT-10
+TEST_F(MountWriting, AFileThatSomebodyTookOutOfTheRootIsAPlaceholderAgain) {
+    Arrive("top", "text");
+    std::filesystem::remove(folder.Path("root/top"));
+    const std::unique_ptr<Handle> handle = Opened("top", O_RDONLY);
+    EXPECT_FALSE(At("top")->here);
+    EXPECT_FALSE(handle->file);
+}
+
+// HOST-MOUNT-13
 TEST_F(MountWriting, RemovingKeepsTheRulesOfTheSystem) {
     EXPECT_EQ(files->RemoveFolder(Number(""), "folder"), ENOTEMPTY);
     EXPECT_EQ(files->RemoveFile(Number(""), "folder"), EISDIR);
