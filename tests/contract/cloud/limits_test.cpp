@@ -14,15 +14,19 @@ using Cloud::CloudFile;
 using Cloud::DriveAccount;
 using Cloud::FileTransRequest;
 
-class Limits : public CloudTest {
+/// As patient as every other test, since nothing here waits for a limit of time.
+class Sharing : public CloudTest {
 protected:
-    Limits() { GiveUpEarly(); }
-
     int Download(const std::function<bool()>& each = [] { return true; }) {
         FileTransRequest request;
         request.receiveDownloadFileCallBackFun([&](const unsigned char*, const std::int64_t&) { return each(); });
         return FileTransRequest::DownloadCloudFileRequest(server.WideUrl("/x"), {}, &request);
     }
+};
+
+class Limits : public Sharing {
+protected:
+    Limits() { GiveUpEarly(); }
 };
 
 // CLOUD-LIMIT-01
@@ -70,7 +74,7 @@ TEST_F(Limits, ContentThatTricklesIsGivenUp) {
     reply.pauseMilliseconds = 50;
     server.AnswerAll(reply);
     const auto took = MillisecondsOf([&] { EXPECT_EQ(-1, Download()); });
-    EXPECT_LT(took, 10000);
+    EXPECT_LT(took, 15000);
 }
 
 // CLOUD-LIMIT-03
@@ -191,7 +195,7 @@ TEST_F(Limits, TheStopOfDownloadsEndsASilentOneSoonAndLeavesCallsAlone) {
 }
 
 // CLOUD-LIMIT-06
-TEST_F(Limits, ADownloadKeepsToItsBandwidth) {
+TEST_F(Sharing, ADownloadKeepsToItsBandwidth) {
     Reply reply;
     reply.body = Content(300'000);
     server.AnswerAll(reply);
@@ -200,7 +204,7 @@ TEST_F(Limits, ADownloadKeepsToItsBandwidth) {
     Configure(settings);
     const auto took = MillisecondsOf([&] { EXPECT_EQ(200, Download()); });
     EXPECT_GT(took, 700);
-    EXPECT_LT(took, 10000);
+    EXPECT_LT(took, 15000);
 }
 
 // CLOUD-LIMIT-03
@@ -219,7 +223,7 @@ TEST_F(Limits, AnUploadOverASlowLineIsNotTakenForASilentOne) {
 }
 
 // CLOUD-LIMIT-06
-TEST_F(Limits, TwoUploadsShareOneBandwidth) {
+TEST_F(Sharing, TwoUploadsShareOneBandwidth) {
     server.AnswerAll(Reply{});
     auto settings = Settings();
     settings.uploadBytesPerSecond = 400'000;
@@ -236,11 +240,11 @@ TEST_F(Limits, TwoUploadsShareOneBandwidth) {
         other.join();
     });
     EXPECT_GT(took, 700);
-    EXPECT_LT(took, 10000);
+    EXPECT_LT(took, 15000);
 }
 
 // CLOUD-NET-03
-TEST_F(Limits, ManyThreadsAtOnceGetEachItsOwnAnswer) {
+TEST_F(Sharing, ManyThreadsAtOnceGetEachItsOwnAnswer) {
     server.Answer([](const SeenRequest& request) {
         Reply reply;
         reply.body = Content(50'000, static_cast<unsigned>(std::stoul(request.target.substr(1))));
@@ -268,7 +272,7 @@ TEST_F(Limits, ManyThreadsAtOnceGetEachItsOwnAnswer) {
 }
 
 // CLOUD-NET-06
-TEST_F(Limits, AProxyOfTheEnvironmentIsNotAskedForThisMachine) {
+TEST_F(Sharing, AProxyOfTheEnvironmentIsNotAskedForThisMachine) {
     HttpServer proxy;
     proxy.AnswerAll(Reply::Json(R"({"id":"proxied"})"));
     server.AnswerAll(Reply::Json(R"({"id":"direct"})"));
