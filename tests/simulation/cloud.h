@@ -29,13 +29,23 @@ public:
     bool Altered(const std::wstring& fileId) const;
     void BeginsAnew(const std::wstring& fileId);
 
+    /// How many bytes of this upload the file proxy has held at most.
+    std::int64_t Reached(const std::wstring& fileId) const;
+    /// What the file proxy was sent and should not have been; empty when all was right.
+    const std::string& ProxyTrouble() const { return trouble; }
+
     void SetSpace(std::int64_t bytes) { space = bytes; }
+    /// While on, nothing reaches the cloud, and what is on its way breaks off.
+    void SetDown(bool on) { down = on; }
 
 private:
     void InstallDownloads();
     void InstallUploads();
     void InstallFinish();
+    void InstallProxy();
 
+    /// One of `oneOf` calls fails, and every one while the line is down.
+    bool Fails(int oneOf) { return dice.OneOf(oneOf) || down; }
     /// Takes time, and throws once in a while.
     void Call();
     const PlannedFile* Planned(const std::wstring& fileId) const;
@@ -57,11 +67,22 @@ private:
     bool Gather(const Common::CreateUpdateRequestModel& model, const std::string& sha256, std::string& bytes) const;
     void Answer(const Common::FileItem& file, const std::wstring& id, WMap& result) const;
 
+    bool ByProxy(const Common::FileItem& file) const;
+    std::string ProxyPlan(const Common::FileItem& file, const std::string& sha256);
+    bool Refuse(WMap& result);
+    bool OpenSession(const std::string& id, WMap& result);
+    bool TakeWhole(const std::string& id, const std::string& content, WMap& result);
+    bool TakeSlice(const std::string& id, const std::string& slice, const WMap& headers, WMap& result);
+    void ForgetSession(const std::string& id);
+    bool MakeFile(const std::string& id, const std::string& content, WMap& result);
+
     const Plan& plan;
     const Weather& weather;
     Memory& memory;
     Dice dice;
     std::int64_t space = std::int64_t{1} << 40;
+    bool down = false;
+    std::string trouble;
 };
 
 /// Where a file of this row stands, as the cloud and the checks name it.

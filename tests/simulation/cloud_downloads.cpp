@@ -47,8 +47,10 @@ void Cloud::Install() {
     InstallDownloads();
     InstallUploads();
     InstallFinish();
+    InstallProxy();
     ScriptedCloud::Get().getUserSpace.Always([this](std::wstring&) -> std::int64_t {
         Call();
+        if (down) return -1;
         if (!dice.OneOf(weather.space)) return space;
         return dice.Pick<std::int64_t>({-1, g_SpaceIsFullSize - 1, g_SpaceWillBeFullSize});
     });
@@ -79,12 +81,12 @@ void Cloud::InstallDownloads() {
     ScriptedCloud& cloud = ScriptedCloud::Get();
     cloud.getDownloadAddressInfo.Always([this](const std::wstring& fileId, Common::DownLoadAddressInfoModel& model) {
         Call();
-        return !dice.OneOf(weather.address) && GiveAddress(fileId, model);
+        return !Fails(weather.address) && GiveAddress(fileId, model);
     });
     cloud.getDownloadKelpAddress.Always(
         [this](const Common::KelpAddressRequestModel& request, Common::DownloadKelpAddressInfo& info) {
             Call();
-            if (dice.OneOf(weather.address)) return false;
+            if (Fails(weather.address)) return false;
             info.SetUrl(L"http://store/" + request.objectId);
             return true;
         });
@@ -122,7 +124,7 @@ bool Cloud::GiveObject(const std::wstring& url, const std::vector<unsigned char>
                        const std::vector<unsigned char>& iv, std::vector<unsigned char>& received) {
     received.clear();
     Call();
-    if (dice.OneOf(weather.object)) return false;
+    if (Fails(weather.object)) return false;
     const std::string name = Rest(url);
     const std::size_t at = name.rfind('@');
     const PlannedFile* file = Planned(Wide(name.substr(0, at)));
@@ -137,8 +139,9 @@ bool Cloud::GiveObject(const std::wstring& url, const std::vector<unsigned char>
 
 int Cloud::SendPlain(const std::wstring& url, const WMap& headers, const Receiver& receiver) {
     Call();
+    if (down) return -1;
     if (url.rfind(L"http://picture/", 0) == 0) {
-        return SendPieces("a picture", 0, dice.OneOf(weather.transfer) ? dice.Below(9) : -1, receiver);
+        return SendPieces("a picture", 0, Fails(weather.transfer) ? dice.Below(9) : -1, receiver);
     }
     const PlannedFile* file = Planned(Wide(Rest(url)));
     if (file == nullptr) return 404;
@@ -148,7 +151,7 @@ int Cloud::SendPlain(const std::wstring& url, const WMap& headers, const Receive
     if (offset > 0 && offset >= file->size) return 416;
     std::string body = BytesOf(*file);
     std::int64_t cut = -1;
-    if (dice.OneOf(weather.transfer)) {
+    if (Fails(weather.transfer)) {
         switch (dice.Below(4)) {
             case 0:
                 return static_cast<int>(dice.Pick<std::int64_t>({-1, 404, 500}));
@@ -172,6 +175,7 @@ int Cloud::SendPieces(const std::string& body, std::int64_t offset, std::int64_t
     for (std::int64_t done = offset; done < end;) {
         const std::int64_t toBlock = kBlock - (done - offset) % kBlock;
         const std::int64_t length = std::min({end - done, toBlock, largest});
+        if (down) return -1;
         if (!receiver(reinterpret_cast<const unsigned char*>(body.data()) + done, length)) return 0;
         done += length;
         if (dice.OneOf(3)) VirtualTime::Pause(dice.Below(weather.slowest / 4 + 1));

@@ -49,7 +49,7 @@ void Cloud::InstallUploads() {
     cloud.getUploadKelpAddress.Always([this](const FileItem&, const Common::KelpAddressRequestModel& request,
                                              Common::GetKelpAddressModel& model, WMap& result) {
         Call();
-        if (dice.OneOf(weather.address)) {
+        if (Fails(weather.address)) {
             result[L"errorCode"] = dice.Pick<std::wstring>({L"", L"21000400", L"21000777"});
             result[L"statuscode"] = dice.Pick<std::wstring>({L"403", L"500", L"503"});
             return false;
@@ -69,7 +69,8 @@ void Cloud::InstallUploads() {
 }
 
 std::string Cloud::Start(const FileItem& file, const std::wstring& sha256, std::wstring& errorCode) {
-    if (dice.OneOf(weather.start)) {
+    if (Fails(weather.start)) {
+        if (down) return {};
         switch (dice.Below(8)) {
             case 0:
                 errorCode = L"21084031";
@@ -83,7 +84,8 @@ std::string Cloud::Start(const FileItem& file, const std::wstring& sha256, std::
                 return std::string();
         }
     }
-    return PlanFor(file, Narrow(sha256));
+    const std::string sum = Narrow(sha256);
+    return ByProxy(file) && !memory.Has("content/" + sum) ? ProxyPlan(file, sum) : PlanFor(file, sum);
 }
 
 // A plan is bound to the content and to the file's key: other bytes get another plan, with a version of their own, and
@@ -121,8 +123,8 @@ std::string Cloud::PlanFor(const FileItem& file, const std::string& sha256) {
 bool Cloud::Put(const std::wstring& url, const WMap& headers, const std::vector<unsigned char>& body) {
     Call();
     const std::string object = Narrow(url.substr(url.rfind(L'/') + 1));
-    const bool fails = dice.OneOf(weather.put);
-    if (fails && dice.OneOf(2)) return false;
+    const bool fails = Fails(weather.put);
+    if (fails && (down || dice.OneOf(2))) return false;
     Unwatched past;
     const auto digest = headers.find(L"Content-MD5");
     if (digest == headers.end() || Narrow(digest->second) != EncryptHelper::MD5_Encode(body)) return false;
@@ -132,7 +134,7 @@ bool Cloud::Put(const std::wstring& url, const WMap& headers, const std::vector<
 
 bool Cloud::Confirm(const Common::FragmentInfo& fragment) {
     Call();
-    if (dice.OneOf(weather.put)) return false;
+    if (Fails(weather.put)) return false;
     const std::string object = Narrow(fragment.objectId);
     if (static_cast<std::int64_t>(memory.Get("object/" + object).size()) != fragment.length) return false;
     memory.Set("confirmed/" + object, "yes");
@@ -151,7 +153,7 @@ void Cloud::InstallFinish() {
     cloud.inQuireCloudFile.Always([this](const FileItem& file, WMap& result) {
         Call();
         const std::string id = memory.Get("named/" + PlaceOf(file));
-        if (dice.OneOf(weather.finish) || id.empty()) return false;
+        if (Fails(weather.finish) || id.empty()) return false;
         Answer(file, Wide(id), result);
         return true;
     });
@@ -164,7 +166,8 @@ bool Cloud::FailFinish(WMap& result) {
 }
 
 bool Cloud::Finish(const FileItem& file, Common::CreateUpdateRequestModel& model, WMap& result) {
-    const bool fails = dice.OneOf(weather.finish);
+    const bool fails = Fails(weather.finish);
+    if (down) return false;
     if (fails && !dice.OneOf(3)) return FailFinish(result);
     const std::string sha256 = Narrow(file.GetHash());
     const std::string place = PlaceOf(file);

@@ -12,12 +12,14 @@ using SQLiteDB::UpdateDBInfo;
 
 void Faults::Install() {
     if (weather.database > 0) InstallDatabase();
-    if (weather.disk > 0) InstallDisk();
+    InstallDisk();
 }
 
 void Faults::Tick() {
     if (dice.OneOf(weather.pool)) ScriptedPool::FailNext(1);
 }
+
+bool Faults::Disk() { return dice.OneOf(weather.disk) || watch.diskFull; }
 
 bool Faults::Statement(const std::wstring& fileId) {
     if (!dice.OneOf(weather.database)) return false;
@@ -57,7 +59,7 @@ void Faults::InstallDatabase() {
 void Faults::InstallDisk() {
     WatchedCommon& common = WatchedCommon::Get();
     common.writeLocalFileV.Perhaps(
-        [this](std::int64_t, const char*, std::size_t, const std::wstring&) { return dice.OneOf(weather.disk); },
+        [this](std::int64_t, const char*, std::size_t, const std::wstring&) { return Disk(); },
         [](std::int64_t, const char*, std::size_t, const std::wstring&) { return false; });
     common.getFileHmac.Perhaps([this](const std::wstring&) { return dice.OneOf(weather.disk); },
                                [](const std::wstring&) { return std::string(); });
@@ -67,9 +69,7 @@ void Faults::InstallDisk() {
                               [](const wchar_t*, Platform::DWORD, Platform::DWORD, void*, Platform::DWORD,
                                  Platform::DWORD, Platform::HANDLE) { return Platform::kInvalidHandle; });
     files.getDiskFreeSpaceExW.Perhaps(
-        [this](const wchar_t*, Platform::DiskBytes*, Platform::DiskBytes*, Platform::DiskBytes*) {
-            return dice.OneOf(weather.disk);
-        },
+        [this](const wchar_t*, Platform::DiskBytes*, Platform::DiskBytes*, Platform::DiskBytes*) { return Disk(); },
         [](const wchar_t*, Platform::DiskBytes*, Platform::DiskBytes*, Platform::DiskBytes* free) {
             *free = 0xC800000;
             return Platform::BOOL{1};

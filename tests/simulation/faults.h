@@ -20,6 +20,7 @@ public:
 private:
     void InstallDatabase();
     void InstallDisk();
+    bool Disk();
     bool Statement(const std::wstring& fileId);
 
     const Weather& weather;

@@ -73,8 +73,9 @@ void Host::Listen() {
             Journal::Write(Kind::Callback, "notify(" + std::to_string(message) + (flag ? ", true)" : ", false)"));
             watch.Message(message);
         });
-    UpLoadTaskManger::getInstance().SetUploadServiceCallbackFun([](int kind, const std::wstring& path) {
+    UpLoadTaskManger::getInstance().SetUploadServiceCallbackFun([this](int kind, const std::wstring& path) {
         Journal::Write(Kind::Callback, "service(" + std::to_string(kind) + ", " + Narrow(path) + ")");
+        watch.UploadEvent(kind);
         return true;
     });
     DownLoadTaskManger::getInstance().SetDownLoadTaskCallBackFun(
@@ -139,6 +140,13 @@ void Host::Do(const Action& action) {
             return cloud.SetSpace(dice.Pick<std::int64_t>({0, g_SpaceIsFullSize - 1, g_SpaceWillBeFullSize}));
         case Deed::SpaceBack:
             return cloud.SetSpace(std::int64_t{1} << 40);
+        case Deed::LineDown:
+        case Deed::LineBack:
+            return cloud.SetDown(action.deed == Deed::LineDown);
+        case Deed::DiskFull:
+        case Deed::DiskBack:
+            watch.diskFull = action.deed == Deed::DiskFull;
+            return;
     }
 }
 

@@ -53,6 +53,7 @@ private:
     void DropLeftOvers(const Common::FileItem& row);
     void DownloadAnew(Common::FileItem row);
     void UploadAnew(Common::FileItem row);
+    void DropStaleHash(const Common::FileItem& row, const PlannedFile& file);
     std::string LocalSum(const PlannedFile& file) const;
 
     const Plan& plan;

@@ -132,10 +132,22 @@ void Host::DownloadAnew(FileItem row) {
 void Host::CheckUploads() {
     for (const FileItem& row : Rows()) {
         const PlannedFile* file = watch.Planned(PlaceOf(row));
-        if (file == nullptr || file->kind != FileKind::Upload || row.GetFileStatus() != 1) continue;
+        if (file == nullptr || file->kind != FileKind::Upload) continue;
+        if (row.GetFileStatus() == 11 || row.GetFileStatus() == 13) DropStaleHash(row, *file);
+        if (row.GetFileStatus() != 1) continue;
         if (!world.Exists(file->relative) || LocalSum(*file) == Narrow(row.GetHash())) continue;
         UploadAnew(row);
     }
+}
+
+// The engine trusts a stored hash, and the file proxy alone would see that the content is another.
+void Host::DropStaleHash(const FileItem& row, const PlannedFile& file) {
+    if (row.GetLocalFileSha256().empty() || !world.Exists(file.relative)) return;
+    if (LocalSum(file) == Narrow(row.GetLocalFileSha256())) return;
+    watch.HostWrites([&] {
+        world.Sql(
+            {"UPDATE T_cloudDriveData SET localFileSha256 = '' WHERE fileId = '" + Narrow(row.GetFileId()) + "'"});
+    });
 }
 
 void Host::UploadAnew(FileItem row) {

@@ -235,6 +235,29 @@ std::string Inv23(const Observed& seen) {
 
 std::string Inv24(const Observed& seen) { return seen.notDone.empty() ? std::string() : seen.notDone.front(); }
 
+std::string Inv25(const Observed& seen) {
+    const Job& job = *seen.ended;
+    if (job.pool != UploadPool || Faulted(seen, job.fileId)) return {};
+    if (job.told == (job.tookHome ? 1 : 0)) return {};
+    return NameOf(job) + " told " + Number(job.told) + " times, and its row is " + (job.tookHome ? "" : "not ") +
+           "home";
+}
+
+std::string Inv26(const Observed& seen) { return seen.proxyTrouble; }
+
+std::string Inv27(const Observed& seen) {
+    const Job& job = *seen.ended;
+    if (!job.byProxy || Faulted(seen, job.fileId) || job.tookHome == job.proxyHas) return {};
+    return NameOf(job) +
+           (job.proxyHas ? " took no notice of the proxy's answer" : " took for done what the proxy lacks");
+}
+
+std::string Inv28(const Observed& seen) {
+    const Job& job = *seen.ended;
+    if (!job.proxyGone || !job.recordLeft || Faulted(seen, job.fileId)) return {};
+    return NameOf(job) + " keeps a position of an upload that is gone";
+}
+
 const std::vector<Invariant>& Invariants() {
     static const std::vector<Invariant> all = {
         {1, Moment::Step, "No kind of worker ever has fewer than no slots left, or more than it was made with.", Inv01},
@@ -251,7 +274,7 @@ const std::vector<Invariant>& Invariants() {
         {7, Moment::Rows, "No file row is lost, but that of an upload whose local file is gone.", Inv07},
         {8, Moment::Rows,
          "A position record is never ahead of the data: what a download's says is on the disk, what an upload's says "
-         "is in the store and confirmed.",
+         "is in the store and confirmed, or held by the file proxy.",
          Inv08},
         {9, Moment::Rows, "When a row says that its upload is done, the cloud holds the content of the row's hash.",
          Inv09},
@@ -278,6 +301,15 @@ const std::vector<Invariant>& Invariants() {
          Inv23},
         {24, Moment::CalmLifeOver,
          "When nothing fails any more, every file comes home: its row at 1, the same bytes on both sides.", Inv24},
+        {25, Moment::JobEnded,
+         "An upload tells the host exactly once that it is done when it has brought its row home, and never otherwise.",
+         Inv25},
+        {26, Moment::Step, "No slice that the file proxy gets begins beyond what it holds.", Inv26},
+        {27, Moment::JobEnded,
+         "An upload through the file proxy counts as done exactly when the proxy has said that it has the whole "
+         "content.",
+         Inv27},
+        {28, Moment::JobEnded, "Once a resume URL is gone, the task keeps no position of it.", Inv28},
     };
     return all;
 }

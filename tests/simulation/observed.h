@@ -46,6 +46,14 @@ struct Job {
     bool gap = false;
     std::string wrongContent;  ///< what was wrong with the content when it was told to be complete
 
+    // An upload's.
+    int told = 0;             ///< events that say that it is done
+    bool tookHome = false;    ///< it wrote that its file is in step
+    bool byProxy = false;     ///< it sent content through the file proxy
+    bool proxyHas = false;    ///< the proxy's last answer said that it has the whole content
+    bool proxyGone = false;   ///< the last slice met a URL that is gone
+    bool recordLeft = false;  ///< at its end its task holds a position
+
     int passes = 0;
     std::int64_t firstWrite = -1;  ///< where a download's first block went
     int piecesAfterCancel = 0;     ///< blocks that were delivered once its row said cancel or stop
@@ -84,6 +92,7 @@ struct Observed {
     bool databaseFailed = false;             ///< a statement that names no file failed in this life
     std::set<std::string> removed;           ///< places whose local file was removed
     std::string recordAhead;                 ///< what is wrong with a position record
+    std::string proxyTrouble;                ///< what the file proxy should not have been sent
     std::string notInCloud;                  ///< what is wrong with a row that says that its upload is done
 
     std::array<bool, kPools> queueEmpty{};

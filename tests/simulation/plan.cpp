@@ -11,6 +11,7 @@ namespace Drive::Simulation {
 namespace {
 
 constexpr std::int64_t kBlock = 4 << 20;
+constexpr std::int64_t kLargeUpload = 10 << 20;
 
 std::int64_t SizeOf(Dice& dice, FileKind kind) {
     // Blocks of a plain transfer are of 4 MiB: now and then a file of more than one.
@@ -35,6 +36,10 @@ PlannedFile MakeFile(Dice& dice, std::size_t number) {
     if (file.kind == FileKind::Upload) {
         file.fileStatus = dice.Pick<int>({11, 11, 11, 13, 12});
         file.existing = dice.OneOf(8);
+        file.road = dice.Pick<UploadRoad>(
+            {UploadRoad::Objects, UploadRoad::Objects, UploadRoad::Whole, UploadRoad::Slices, UploadRoad::Slices});
+        // Now and then at the very size that the engine's own choice of the road depends on.
+        if (file.road == UploadRoad::Whole && dice.OneOf(40)) file.size = kLargeUpload - dice.Below(2);
         return file;
     }
     file.fileStatus = dice.Pick<int>({21, 21, 21, 23, 22, 0});
@@ -69,8 +74,14 @@ Weather Storm(Dice& dice) {
 
 std::vector<Action> MakeActions(Dice& dice, const Plan& plan, std::int64_t length) {
     std::vector<Action> actions;
-    const std::vector<Deed> deeds = {Deed::Fetch, Deed::Fetch,   Deed::FetchByPath, Deed::Cancel,    Deed::Cancel,
-                                     Deed::Edit,  Deed::RowStop, Deed::Remove,      Deed::SpaceFull, Deed::SpaceBack};
+    const std::vector<Deed> deeds = {Deed::Fetch,     Deed::Fetch,     Deed::FetchByPath, Deed::Cancel,
+                                     Deed::Cancel,    Deed::Edit,      Deed::RowStop,     Deed::Remove,
+                                     Deed::SpaceFull, Deed::SpaceBack, Deed::LineDown,    Deed::DiskFull};
+    const auto follow = [&](Action action, Deed deed, std::int64_t most) {
+        action.at += dice.Below(most);
+        action.deed = deed;
+        actions.push_back(action);
+    };
     for (std::int64_t left = dice.Below(6); left > 0; --left) {
         Action action;
         action.at = dice.Between(0, length);
@@ -79,6 +90,12 @@ std::vector<Action> MakeActions(Dice& dice, const Plan& plan, std::int64_t lengt
         actions.push_back(action);
         // The impatient ask twice.
         if (action.deed == Deed::Fetch && dice.OneOf(3)) actions.push_back(action);
+        // A fetch that is given up, or that meets its trouble on the way.
+        if (action.deed == Deed::Fetch && dice.OneOf(2)) {
+            follow(action, dice.Pick<Deed>({Deed::Cancel, Deed::RowStop, Deed::LineDown, Deed::DiskFull}), 3000);
+        }
+        if (actions.back().deed == Deed::LineDown) follow(actions.back(), Deed::LineBack, 9000);
+        if (actions.back().deed == Deed::DiskFull) follow(actions.back(), Deed::DiskBack, 9000);
     }
     std::stable_sort(actions.begin(), actions.end(), [](const Action& a, const Action& b) { return a.at < b.at; });
     return actions;

@@ -9,6 +9,13 @@ namespace Drive::Simulation {
 
 enum class FileKind { Plain, Encrypted, Upload };
 
+/// How an upload travels, as the cloud's start answer and the file's size decide.
+enum class UploadRoad {
+    Objects,  ///< encrypted objects to the store
+    Whole,    ///< through the file proxy, in one request when it is small
+    Slices    ///< through the file proxy, slice by slice
+};
+
 struct PlannedFile {
     FileKind kind = FileKind::Plain;
     std::wstring id;
@@ -18,6 +25,7 @@ struct PlannedFile {
     int fileStatus = 21;    ///< of the row at the beginning
     int priority = 1;
     bool hasTask = true;
+    UploadRoad road = UploadRoad::Objects;
     bool existing = false;      ///< an upload whose content the cloud has already
     bool picture = false;       ///< a thumbnail of it is to be fetched as well
     bool placeholder = false;   ///< an empty local file stands in its place, so that it can be fetched on demand
@@ -41,7 +49,20 @@ struct Weather {
     std::int64_t slowest = 200;  ///< a call of the cloud takes up to so many milliseconds
 };
 
-enum class Deed { Fetch, FetchByPath, Cancel, RowStop, Edit, Remove, SpaceFull, SpaceBack };
+enum class Deed {
+    Fetch,
+    FetchByPath,
+    Cancel,
+    RowStop,
+    Edit,
+    Remove,
+    SpaceFull,
+    SpaceBack,
+    LineDown,  ///< nothing reaches the cloud any more
+    LineBack,
+    DiskFull,  ///< no local write succeeds any more
+    DiskBack
+};
 
 struct Action {
     std::int64_t at = 0;  ///< milliseconds of the life

@@ -142,6 +142,7 @@ void Watch::OnItem(const ScriptedPool::Item& item, Stage stage) {
 void Watch::JobEnds(std::map<std::uint64_t, Job>::iterator job) {
     Step();
     if (job->second.keyless) ++seen.slots[job->second.pool].keyless;
+    ReadRecordLeft(job->second);
     seen.ended = &job->second;
     Check(Moment::JobEnded);
     seen.ended = nullptr;
@@ -179,12 +180,15 @@ void Watch::ReadEngine() {
 }
 
 // A feed is closed for good when nothing is left that could open it: no job, nothing queued, and no refused work item,
-// whose job would have reported.
+// whose job would have reported. A dispatcher whose last slot went with a retry that had no key holds its task for
+// ever.
 void Watch::ReadFeeds() {
     const std::int64_t now = VirtualTime::Now();
     const auto busy = [&](int pool) {
         return !seen.queueEmpty[static_cast<std::size_t>(pool)] ||
                seen.slots[static_cast<std::size_t>(pool)].refused > 0 ||
+               (seen.slots[static_cast<std::size_t>(pool)].keyless > 0 &&
+                seen.slots[static_cast<std::size_t>(pool)].left == 0) ||
                std::any_of(seen.jobs.begin(), seen.jobs.end(),
                            [&](const auto& job) { return job.second.pool == pool; });
     };

@@ -41,6 +41,8 @@ public:
     void HostWrites(const std::function<void()>& writing);
     /// An event of the download callback, on the worker's thread; before the host answers it.
     void Event(const TransferService::DOWNLOADCALLBACK_CONTEXT& record);
+    /// An event of the upload callback, on the worker's thread.
+    void UploadEvent(int kind);
     /// A message of the service.
     void Message(int number);
     void Removed(const std::string& place) { seen.removed.insert(place); }
@@ -54,6 +56,7 @@ public:
 
     Observed seen;
     std::uint64_t steps = 0;
+    bool diskFull = false;  ///< no local write succeeds
 
     /// No job runs, no queue holds anything.
     bool Idle() const;
@@ -73,9 +76,11 @@ private:
     void WatchDatabase();
     void WatchFiles();
     void WatchCloud();
+    void WatchProxy();
     void FileWritten(bool ok, const SQLiteDB::UpdateDBInfo& info);
     void TaskWritten(bool ok, const SQLiteDB::UpdateDBInfo& info, int direction);
     void Piece();
+    void ReadRecordLeft(Job& job) const;
 
     // watch_rows.cpp
     void ReadRows();

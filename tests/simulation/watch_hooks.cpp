@@ -54,6 +54,7 @@ void Watch::FileWritten(bool ok, const SQLiteDB::UpdateDBInfo& info) {
     if (!ok || mine == nullptr || status.empty() || mine->fileId != info.key) return;
     if (mine->pool == UploadPool) {
         if (status != L"12") mine->transfers = false;
+        if (status == L"1") mine->tookHome = true;
     } else {
         mine->transfers = status == L"22";
     }
@@ -92,6 +93,7 @@ void Watch::WatchFiles() {
 }
 
 void Watch::WatchCloud() {
+    WatchProxy();
     ScriptedCloud& script = ScriptedCloud::Get();
     script.getDownloadAddressInfo.Before([this](const std::wstring&, Common::DownLoadAddressInfoModel&) {
         Job* mine = Mine();
@@ -104,6 +106,27 @@ void Watch::WatchCloud() {
             const Job* mine = Mine();
             if (mine != nullptr && mine->afterStop) ++seen.begunAfterStop;
         });
+}
+
+void Watch::WatchProxy() {
+    using HttpInterface::InterfaceName;
+    ScriptedCloud& script = ScriptedCloud::Get();
+    script.fileproxyUpload.After([this](const bool&, const std::wstring&, const std::wstring&, InterfaceName operation,
+                                        const std::string&, const std::string&, const WMap&, WMap& result) {
+        seen.proxyTrouble = cloud.ProxyTrouble();
+        Job* mine = Mine();
+        if (mine == nullptr || operation == InterfaceName::ResumeCreate || operation == InterfaceName::ResumeUpdate) {
+            return;
+        }
+        mine->byProxy = true;
+        mine->proxyHas = result[L"statuscode"] == L"200";
+        mine->proxyGone = operation == InterfaceName::ResumeSlice && result[L"statuscode"] == L"404";
+    });
+}
+
+void Watch::UploadEvent(int kind) {
+    Job* mine = Mine();
+    if (mine != nullptr && kind == 1) ++mine->told;
 }
 
 void Watch::Piece() {

@@ -87,11 +87,20 @@ std::string Watch::PositionAhead(const TaskState& task) const {
 std::string Watch::StoreAhead(const TaskState& task) const {
     Json::Value record;
     if (!Json::Reader().parse(Narrow(task.record), record) || !record.isObject()) return {};
+    if (!record["resumeUrl"].asString().empty() && record["position"].asInt64() > cloud.Reached(task.fileId)) {
+        return Narrow(task.fileId) + ": the file proxy holds less than " + record["position"].asString();
+    }
     for (const Json::Value& item : record["items"]) {
         if (!item["status"].asBool() || cloud.Confirmed(Wide(item["objectId"].asString()))) continue;
         return Narrow(task.fileId) + ": the cloud has not confirmed " + item["objectId"].asString();
     }
     return {};
+}
+
+void Watch::ReadRecordLeft(Job& job) const {
+    job.recordLeft = std::any_of(seen.tasks.begin(), seen.tasks.end(), [&](const TaskState& task) {
+        return task.direction == 2 && task.fileId == job.fileId && !task.record.empty();
+    });
 }
 
 std::string Watch::NotInCloud() const {
