@@ -240,19 +240,21 @@ class Media(HostCase):
         self.begin()
         source = self.work / "source"
         (source / "many").mkdir(parents=True)
+        photo = self.media() / "photo.webp"
         for number in range(12):
-            shutil.copy(self.media() / "photo.webp", source / "many" / f"{number}.webp")
+            shutil.copy(photo, source / "many" / f"{number}.webp")
         self.cloud.stop()
         self.cloud.import_tree(source)
         self.cloud.start()
         slow = {"path": "/v1/files/*/thumbnail", "from": 4, "delay": 60}
         self.cloud.tell(slow)
         events = self.events(self.up, "thumbnails", "--timeout", "6", expect=5)
-        self.assertEqual({"downloaded": 3, "pending": 9}, {word: events[-1]["results"].get(word)
-                                                           for word in ("downloaded", "pending")})
+        come = events[-1]["results"].get("downloaded", 0)
+        self.assertLessEqual(come, 3)
+        self.assertEqual(12 - come, events[-1]["results"]["pending"])
         self.cloud.tell({**slow, "from": 3})
         process = self.spawn_host(self.up, "thumbnails")
-        self.wait_until(lambda: len(list((self.up.state / "thumbnails").rglob("*.jpg"))) >= 5, 60, "two more")
+        self.wait_until(lambda: len(self.brought()) >= come + 2, 120, "two more")
         process.kill()
         process.wait(30)
         self.assertNotEqual([], self.up.query("SELECT fileId FROM T_task WHERE direction = 3"), "tasks are left behind")
@@ -263,7 +265,11 @@ class Media(HostCase):
         events = self.events(self.up, "thumbnails")
         self.assertEqual(12, events[-1]["entries"])
         self.assertEqual(0, events[-1]["troubles"])
-        self.assertEqual(12, len(list((self.up.state / "thumbnails").rglob("*.jpg"))))
+        self.assertEqual(12, len(self.brought()))
+
+    def brought(self):
+        """Small pictures that are more than a name yet."""
+        return [path for path in (self.up.state / "thumbnails").rglob("*.jpg") if path.stat().st_size > 0]
 
 
 if __name__ == "__main__":
