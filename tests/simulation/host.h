@@ -50,6 +50,7 @@ private:
     void MakeTasks(bool alsoRunning);
     void CheckDownloads();
     void CheckUploads();
+    void CutOverlong();
     void DropLeftOvers(const Common::FileItem& row);
     void DownloadAnew(Common::FileItem row);
     void UploadAnew(Common::FileItem row);

@@ -69,6 +69,7 @@ void Host::BeforeStart() {
         const std::string place = Narrow(file.relative);
         if (memory.Has("removed/" + place)) watch.Removed(place);
     }
+    CutOverlong();
     watch.HostWrites([&] {
         SyncRows::ForgetEncryptedPositions();
         SyncRows::ResetPriorityKeys();
@@ -76,6 +77,17 @@ void Host::BeforeStart() {
     });
     CheckDownloads();
     CheckUploads();
+}
+
+// A resumed encrypted download writes its first object at the saved position, at times beyond the file's end; a crash
+// then leaves that behind a record that is emptied here.
+void Host::CutOverlong() {
+    for (const FileItem& row : Rows()) {
+        const PlannedFile* file = watch.Planned(PlaceOf(row));
+        if (file == nullptr || file->kind != FileKind::Encrypted || row.GetFileStatus() == 1) continue;
+        if (!world.Exists(file->relative)) continue;
+        if (static_cast<std::int64_t>(world.ReadFile(file->relative).size()) > file->size) DropLeftOvers(row);
+    }
 }
 
 void Host::Reconcile() {
