@@ -76,13 +76,16 @@ struct RotatingFile::Body {
             if (!Rename(NameOf(number), NameOf(number + 1))) GiveUp(number);
         }
         file.open(place.path, true);
-        size = linesWritten = lossesTold = 0;
+        size = linesWritten = linesThatTell = lossesTold = 0;
     }
 
-    /// The next file takes the name.
+    /// The next file takes the name. A line that tells of losses is none itself: what it told of is told anew.
     void GiveUp(int number) {
-        const std::uint64_t known = number == 0 ? linesWritten : 0;
-        givenUp += std::max(CountLines(NameOf(number)), known) + (number == 0 ? lossesTold : 0);
+        if (number != 0) {
+            givenUp += CountLines(NameOf(number));
+            return;
+        }
+        givenUp += std::max(CountLines(NameOf(number)), linesWritten) - linesThatTell + lossesTold;
     }
 
     const Place place;
@@ -90,6 +93,7 @@ struct RotatingFile::Body {
     // Of the current file.
     std::uint64_t size = 0;
     std::uint64_t linesWritten = 0;
+    std::uint64_t linesThatTell = 0;
     std::uint64_t lossesTold = 0;
 
     std::uint64_t givenUp = 0;
@@ -112,6 +116,7 @@ void RotatingFile::Write(const std::string& line, std::uint64_t tells) {
     body->file.write(bytes);
     body->size += bytes.size();
     ++body->linesWritten;
+    if (tells != 0) ++body->linesThatTell;
     body->lossesTold += tells;
 }
 
