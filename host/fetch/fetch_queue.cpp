@@ -19,13 +19,16 @@ using TransferService::DOWNLOADTASK_CONTEXT;
 
 constexpr std::int64_t kPriorityKey = 2;
 constexpr std::int64_t kOrdinaryKey = 11;
+constexpr int kMostAskers = 8;
 
-// Never destroyed: its thread may be inside the engine when the process ends.
+// Never destroyed: its threads may be inside the engine when the process ends.
 struct Queue {
     std::mutex mutex;
     std::condition_variable changed;
-    std::deque<Common::FileItem> files;  // guarded by mutex
-    bool started = false;                // guarded by mutex
+    // Guarded by mutex.
+    std::deque<Common::FileItem> files;
+    int askers = 0;
+    std::size_t atRest = 0;
 };
 
 Queue& TheQueue() {
@@ -68,7 +71,9 @@ void Serve() {
     Queue& queue = TheQueue();
     for (;;) {
         std::unique_lock lock(queue.mutex);
+        ++queue.atRest;
         queue.changed.wait(lock, [&queue] { return !queue.files.empty(); });
+        --queue.atRest;
         const Common::FileItem file = queue.files.front();
         queue.files.pop_front();
         lock.unlock();
@@ -87,9 +92,12 @@ void FetchQueue::Ask(const Common::FileItem& file) {
     const std::lock_guard lock(queue.mutex);
     queue.files.push_back(file);
     queue.changed.notify_one();
-    if (!queue.started) {
-        queue.started = true;
+    if (queue.files.size() <= queue.atRest || queue.askers == kMostAskers) return;
+    try {
         std::thread(Serve).detach();
+        ++queue.askers;
+    } catch (const std::exception&) {
+        if (queue.askers == 0) throw;
     }
 }
 

@@ -3,7 +3,8 @@
 #include "interfaces/common/file_item.h"
 
 /// Asks the engine for files ahead of everything else. The engine may block for seconds behind a pass of its own, so
-/// the asking is done on a thread of its own, one file after the other.
+/// the asking is done on threads of its own: those that wait side by side when the pass ends go with the next one all
+/// together, where one after the other would cost a pass each.
 namespace Drive::Host {
 
 class FetchQueue {
