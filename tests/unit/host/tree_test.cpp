@@ -5,6 +5,9 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <filesystem>
+#include <iterator>
+#include <thread>
 
 #include "host/tree/free_space.h"
 #include "host/tree/read_digest.h"
@@ -14,6 +17,20 @@ namespace Drive::Host {
 namespace {
 
 bool Never() { return false; }
+
+std::ptrdiff_t Threads() {
+    using Entries = std::filesystem::directory_iterator;
+    return std::distance(Entries("/proc/self/task"), Entries());
+}
+
+// A reader that was left alone must not be caught by the end of the process inside a library that is being closed.
+void AwaitThreads(std::ptrdiff_t count) {
+    const auto until = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+    while (Threads() > count && std::chrono::steady_clock::now() < until) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    EXPECT_LE(Threads(), count);
+}
 
 class Trees : public testing::Test {
 protected:
@@ -164,11 +181,13 @@ TEST_F(Trees, ADigestIsThatOfTheDiskAndNeverAMemory) {
 TEST_F(Trees, TheReadingOfALargeFileEndsWithTheWishToStop) {
     folder.Write("tree/large", "x");
     std::filesystem::resize_file(folder.Path("tree/large"), std::uintmax_t{8} << 30);  // a hole, which reads as slowly
+    const std::ptrdiff_t threads = Threads();
     const auto begun = std::chrono::steady_clock::now();
     EXPECT_EQ(ReadDigest(folder.Path("tree"), "large", [] { return true; }), L"");
     EXPECT_LT(std::chrono::steady_clock::now() - begun, std::chrono::seconds(2));
     std::filesystem::resize_file(folder.Path("tree/large"), std::uintmax_t{65} << 20);
     EXPECT_EQ(ReadDigest(folder.Path("tree"), "large", Never).size(), 64u);
+    AwaitThreads(threads);
 }
 
 // HOST-SPACE-04
