@@ -25,7 +25,7 @@ std::ptrdiff_t Threads() {
 
 // A reader that was left alone must not be caught by the end of the process inside a library that is being closed.
 void AwaitThreads(std::ptrdiff_t count) {
-    const auto until = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+    const auto until = std::chrono::steady_clock::now() + std::chrono::seconds(30);
     while (Threads() > count && std::chrono::steady_clock::now() < until) {
         std::this_thread::sleep_for(std::chrono::milliseconds(5));
     }
@@ -181,6 +181,7 @@ TEST_F(Trees, ADigestIsThatOfTheDiskAndNeverAMemory) {
 TEST_F(Trees, TheReadingOfALargeFileEndsWithTheWishToStop) {
     folder.Write("tree/large", "x");
     std::filesystem::resize_file(folder.Path("tree/large"), std::uintmax_t{8} << 30);  // a hole, which reads as slowly
+    std::thread([] {}).join();  // with the first one a sanitizer begins a thread of its own, which stays
     const std::ptrdiff_t threads = Threads();
     const auto begun = std::chrono::steady_clock::now();
     EXPECT_EQ(ReadDigest(folder.Path("tree"), "large", [] { return true; }), L"");
