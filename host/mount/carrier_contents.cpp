@@ -1,13 +1,12 @@
 // Contents on their way to the cloud. What is sent stands under a second name in the staging tree, which is the
 // engine's root here, so that renames and removals on the mount do not disturb it.
-#include <openssl/rand.h>
-
 #include <utility>
 
 #include "host/get/file_rows.h"
 #include "host/module/stop_signal.h"
 #include "host/mount/carrier.h"
 #include "host/mount/local_calls.h"
+#include "host/put/local_id.h"
 #include "host/tree/read_digest.h"
 #include "interfaces/cloud/drive_account.h"
 #include "interfaces/common/file_helper.h"
@@ -30,19 +29,6 @@ namespace {
 constexpr int kGone = 404;
 constexpr std::int64_t kMoment = 1000;  // milliseconds
 constexpr const char* kEmptySha256 = "e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855";
-
-// The engine takes an id that begins so for a file that the cloud does not have yet.
-std::wstring NewLocalId() {
-    unsigned char bytes[16] = {};
-    RAND_bytes(bytes, sizeof bytes);
-    std::wstring id = L"Local";
-    for (const unsigned char byte : bytes) {
-        constexpr const wchar_t* kDigits = L"0123456789abcdef";
-        id += kDigits[byte >> 4];
-        id += kDigits[byte & 15];
-    }
-    return id;
-}
 
 std::wstring EngineFolder(const std::string& path) {
     const std::size_t slash = path.rfind('/');

@@ -1,7 +1,6 @@
 // What "put" does for one entry, step by step.
-#include <openssl/rand.h>
-
 #include "host/module/stop_signal.h"
+#include "host/put/local_id.h"
 #include "host/put/put_command.h"
 #include "host/tree/read_digest.h"
 #include "interfaces/common/file_helper.h"
@@ -15,19 +14,6 @@ namespace {
 
 constexpr const char* kNoFolder = "its folder is not in the cloud";
 constexpr const wchar_t* kEmptySha256 = L"e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855";
-
-// The engine takes an id that begins so for a file that the cloud does not have yet.
-std::wstring NewLocalId() {
-    unsigned char bytes[16] = {};
-    RAND_bytes(bytes, sizeof bytes);
-    std::wstring id = L"Local";
-    for (const unsigned char byte : bytes) {
-        constexpr const wchar_t* kDigits = L"0123456789abcdef";
-        id += kDigits[byte >> 4];
-        id += kDigits[byte & 15];
-    }
-    return id;
-}
 
 std::wstring PlaceOf(const LocalEntry& entry) { return entry.parentFolder + L"\\" + entry.name; }
 
