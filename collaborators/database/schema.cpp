@@ -79,6 +79,17 @@ std::vector<std::string> FirstSchema() {
 
 }  // namespace
 
+ColumnKind KindOf(std::string_view column) {
+    for (const std::string_view large : {"size", "transferKey", "LastNotifySpaceFull"}) {
+        if (column == large) return ColumnKind::Int64;
+    }
+    for (const std::string_view number :
+         {"fileStatus", "status", "isFolder", "direction", "TaskStatus", "Priority", "module"}) {
+        if (column == number) return ColumnKind::Int;
+    }
+    return ColumnKind::Text;
+}
+
 std::string_view FindColumn(std::span<const std::string_view> columns, const std::string& name) {
     for (const std::string_view column : columns) {
         if (SameName(std::string(column), name)) return column;

@@ -38,6 +38,10 @@ inline constexpr std::array<std::string_view, 7> kTaskColumns = {"fileId", "dire
 /// The columns of T_SyncConf that an update may write.
 inline constexpr std::array<std::string_view, 1> kConfColumns = {"LastNotifySpaceFull"};
 
+/// What a column's value has to fit into when its row is read.
+enum class ColumnKind { Text, Int, Int64 };
+ColumnKind KindOf(std::string_view column);
+
 /// The name as the schema spells it, or an empty view when there is no such column.
 std::string_view FindColumn(std::span<const std::string_view> columns, const std::string& name);
 

@@ -78,7 +78,7 @@ std::wstring TextAt(const SQLite::Statement& statement, int column) {
 }
 
 bool SameName(const std::string& left, const std::string& right) {
-    return sqlite3_stricmp(left.c_str(), right.c_str()) == 0;
+    return left.size() == right.size() && sqlite3_stricmp(left.c_str(), right.c_str()) == 0;
 }
 
 }  // namespace Drive::SQLiteDB

@@ -1,5 +1,8 @@
 #include "collaborators/database/update_row.h"
 
+#include <charconv>
+#include <limits>
+#include <set>
 #include <stdexcept>
 #include <vector>
 
@@ -21,12 +24,28 @@ struct Assignments {
     std::vector<const std::wstring*> values;
 };
 
+/// SQLite itself takes "1e3" and " 7 ", and would keep a number that comes back as another one when the row is read.
+bool Fits(ColumnKind kind, const std::string& value) {
+    if (kind == ColumnKind::Text) return true;
+    std::int64_t number = 0;
+    const char* const end = value.data() + value.size();
+    const auto parsed = std::from_chars(value.data(), end, number);
+    if (parsed.ec != std::errc() || parsed.ptr != end) return false;
+    return kind == ColumnKind::Int64 ||
+           (number >= std::numeric_limits<int>::min() && number <= std::numeric_limits<int>::max());
+}
+
 Assignments Assign(std::span<const std::string_view> columns, const WMap& map) {
     Assignments result;
+    std::set<std::string_view> named;
     for (const auto& [name, value] : map) {
         const std::string narrow = Platform::NarrowText(name);
         const std::string_view column = FindColumn(columns, narrow);
         if (column.empty()) throw std::invalid_argument("there is no column \"" + narrow + "\"");
+        // Two spellings of one column: whichever were taken, the other would be dropped without a word.
+        if (!named.insert(column).second) throw std::invalid_argument("there are two values for \"" + narrow + "\"");
+        if (!Fits(KindOf(column), EncodeText(value)))
+            throw std::invalid_argument("\"" + EncodeText(value) + "\" is no value for \"" + narrow + "\"");
         result.text += (result.text.empty() ? "" : ", ") + std::string(column) + " = ?";
         result.values.push_back(&value);
     }

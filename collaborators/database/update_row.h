@@ -7,7 +7,7 @@
 #include "interfaces/database/update_info.h"
 
 /// Updates that come as maps of column names and texts. Run inside a transaction; throw std::invalid_argument for an
-/// unknown column and SQLite::Exception otherwise.
+/// unknown column, one that is named twice and a value that does not fit, and SQLite::Exception otherwise.
 namespace Drive::SQLiteDB {
 
 /// Writes the columns to the file row with that key; none is no failure. A new file id that another row has already:

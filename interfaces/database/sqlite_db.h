@@ -52,8 +52,9 @@ public:
     /// Deletes that row. True also when there was none; false when the statement failed and the row still stands.
     bool DeleteTaskItem(const std::wstring& fileId, int direction);
 
-    /// Writes the columns to the row with that key and direction. True also when no row matched; false when the
-    /// statement failed or a column is unknown, with nothing written. Column names are compared without regard to case.
+    /// Writes the columns to the row with that key and direction. True also when no row matched. False, with nothing
+    /// written, when the statement failed, a column is unknown or named twice, or a number is not whole, decimal and
+    /// within its range. Column names are compared without regard to case.
     bool UpdateTaskItem(const UpdateDBInfo& info, int direction);
 
     /// The first file row for which all pairs (column name, required value) hold; an empty one if none does, for an

@@ -144,6 +144,58 @@ TEST_F(FileRows, AnUnknownColumnOrValueOfTheWrongKindIsFalseAndNothingIsWritten)
     EXPECT_TRUE(Db().UpdateDriveData(Update(L"id1", {}))) << "nothing to write";
 }
 
+// DB-FILE-18
+TEST_F(FileRows, ANumberThatWouldComeBackAsAnotherIsRefused) {
+    ASSERT_TRUE(SQLiteDB::SyncRows::PutFile(FullFile()));
+
+    EXPECT_FALSE(Db().UpdateDriveData(Update(L"id1", {{L"fileStatus", L"4294967297"}}))) << "as an int that is 1";
+    EXPECT_FALSE(Db().UpdateDriveData(Update(L"id1", {{L"status", L"2147483648"}})));
+    EXPECT_FALSE(Db().UpdateDriveData(Update(L"id1", {{L"size", L"9223372036854775808"}})));
+    EXPECT_FALSE(Db().UpdateDriveData(Update(L"id1", {{L"size", L"1e3"}})));
+    EXPECT_TRUE(Db().UpdateDriveData(Update(L"id1", {{L"size", L"9223372036854775807"}})));
+    EXPECT_EQ(Db().GetDriveDataItemWithKey(L"id1").GetSize(), 9223372036854775807LL);
+    EXPECT_EQ(Db().GetDriveDataItemWithKey(L"id1").GetFileStatus(), 13);
+}
+
+// DB-FILE-19
+TEST_F(FileRows, AColumnThatIsNamedTwiceIsFalseAndNothingIsWritten) {
+    PutUpload(L"Local1", 12);
+    PutDownload(L"cloud1", 21);
+
+    EXPECT_FALSE(Db().UpdateDriveData(Update(L"Local1", {{L"fileStatus", L"1"}, {L"FILESTATUS", L"13"}})));
+    EXPECT_FALSE(Db().UpdateDriveData(Update(L"Local1", {{L"fileId", L"cloud2"}, {L"FILEID", L"cloud1"}})));
+    EXPECT_EQ(Db().GetDriveDataItemWithKey(L"Local1").GetFileStatus(), 12);
+    EXPECT_EQ(Db().GetDriveDataItemWithKey(L"cloud1").GetFileStatus(), 21);
+    EXPECT_TRUE(SQLiteDB::SyncRows::DisplacedFiles(10).empty());
+}
+
+// DB-FILE-20
+TEST_F(FileRows, EveryColumnMayBeUpdatedInOneMap) {
+    ASSERT_TRUE(SQLiteDB::SyncRows::PutFile(FullFile()));
+    const WMap texts{{L"fileId", L"id2"},
+                     {L"name", L"n"},
+                     {L"localFileName", L"l"},
+                     {L"localParentFolder", L"f\\"},
+                     {L"localParentId", L"lp"},
+                     {L"parentId", L"p"},
+                     {L"parentFolder", L"pf\\"},
+                     {L"hash", L"h"},
+                     {L"localFileSha256", L"s"},
+                     {L"mimeType", L"m/t"},
+                     {L"kind", L"k"},
+                     {L"contentVersion", L"8"},
+                     {L"thunbnailDownloadLink", L"link"},
+                     {L"attachmentSize", L"3 4"}};
+    WMap columns = texts;
+    columns.insert({{L"size", L"7"}, {L"fileStatus", L"21"}, {L"status", L"3"}, {L"isFolder", L"1"}});
+    ASSERT_TRUE(Db().UpdateDriveData(Update(L"id1", columns)));
+
+    std::list<WMap> rows;
+    Db().ExcuteQuerySQL(rows, L"SELECT * FROM T_cloudDriveData");
+    ASSERT_EQ(rows.size(), 1u);
+    EXPECT_EQ(rows.front(), columns);
+}
+
 // DB-FILE-11
 TEST_F(FileRows, ANewIdMovesTheRowAndLeavesTheTaskUnderTheOld) {
     PutUpload(L"Local1", 12);

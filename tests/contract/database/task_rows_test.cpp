@@ -1,3 +1,5 @@
+#include <limits>
+
 #include "tests/contract/database/open_database.h"
 
 namespace Drive::Testing {
@@ -73,9 +75,11 @@ TEST_F(TaskRows, AnUnknownColumnIsFalseAndNothingIsWritten) {
     PutUpload(L"x");
 
     for (const wchar_t* column :
-         {L"noSuch", L"", L"Priority = 9, TaskStatus", L"taskId", L"fileStatus", L"readyState"}) {
+         {L"noSuch", L"", L"Priority = 9, TaskStatus", L"taskId", L"fileStatus", L"readyState", L"TaskStatus "}) {
         EXPECT_FALSE(Db().UpdateTaskItem(Update(L"x", {{L"Priority", L"9"}, {column, L"1"}}), 2)) << column;
     }
+    const std::wstring behindNul(L"TaskStatus\0x", 12);
+    EXPECT_FALSE(Db().UpdateTaskItem(Update(L"x", {{L"Priority", L"9"}, {behindNul, L"1"}}), 2));
     EXPECT_EQ(Db().GetTaskItem(L"x", 2).GetPriority(), 1);
 }
 
@@ -83,8 +87,64 @@ TEST_F(TaskRows, AnUnknownColumnIsFalseAndNothingIsWritten) {
 TEST_F(TaskRows, AValueThatIsNoNumberIsFalseAndNothingIsWritten) {
     PutUpload(L"x");
 
-    EXPECT_FALSE(Db().UpdateTaskItem(Update(L"x", {{L"Priority", L"9"}, {L"TaskStatus", L"soon"}}), 2));
+    for (const std::wstring value : {L"soon", L"", L" 4", L"4 ", L"+4", L"4.0", L"1e3", L"0x4", L"NULL"}) {
+        EXPECT_FALSE(Db().UpdateTaskItem(Update(L"x", {{L"Priority", L"9"}, {L"TaskStatus", value}}), 2)) << value;
+    }
+    EXPECT_FALSE(Db().UpdateTaskItem(Update(L"x", {{L"Priority", L"9"}, {L"TaskStatus", {L"4\0", 2}}}), 2));
     EXPECT_EQ(Db().GetTaskItem(L"x", 2).GetPriority(), 1);
+}
+
+// DB-TASK-14
+TEST_F(TaskRows, ANumberThatWouldComeBackAsAnotherIsRefused) {
+    PutUpload(L"x");
+    const auto write = [](const wchar_t* column, const wchar_t* value) {
+        return Db().UpdateTaskItem(Update(L"x", {{column, value}}), 2);
+    };
+    for (const wchar_t* column : {L"TaskStatus", L"Priority", L"module", L"direction"}) {
+        for (const wchar_t* value : {L"2147483648", L"-2147483649", L"4294967297", L"9223372036854775808"}) {
+            EXPECT_FALSE(write(column, value)) << column << value;
+        }
+    }
+    EXPECT_FALSE(write(L"transferKey", L"9223372036854775808"));
+    EXPECT_TRUE(write(L"Priority", L"-2147483648") && write(L"TaskStatus", L"2147483647"));
+    EXPECT_TRUE(write(L"transferKey", L"9223372036854775807"));
+    const Common::TaskItem task = Db().GetTaskItem(L"x", 2);
+    EXPECT_EQ(task.GetPriority(), std::numeric_limits<int>::min());
+    EXPECT_EQ(task.GetTaskstatus(), std::numeric_limits<int>::max());
+    EXPECT_EQ(task.GetTransferKey(), std::numeric_limits<std::int64_t>::max());
+}
+
+// DB-TASK-15
+TEST_F(TaskRows, AColumnThatIsNamedTwiceIsFalseAndNothingIsWritten) {
+    PutUpload(L"x");
+
+    EXPECT_FALSE(Db().UpdateTaskItem(Update(L"x", {{L"Priority", L"8"}, {L"PRIORITY", L"9"}}), 2));
+    EXPECT_FALSE(Db().UpdateTaskItem(Update(L"x", {{L"fragmentInfo", L"a"}, {L"fragmentinfo", L"a"}}), 2));
+    EXPECT_EQ(Db().GetTaskItem(L"x", 2).GetPriority(), 1);
+    EXPECT_EQ(Db().GetTaskItem(L"x", 2).GetFragmentInfo(), L"");
+}
+
+// DB-TASK-16
+TEST_F(TaskRows, EveryColumnOfATaskMayBeUpdated) {
+    PutUpload(L"x");
+
+    ASSERT_TRUE(Db().UpdateTaskItem(Update(L"x", {{L"fileId", L"y"},
+                                                  {L"direction", L"1"},
+                                                  {L"TaskStatus", L"4"},
+                                                  {L"Priority", L"5"},
+                                                  {L"module", L"1"},
+                                                  {L"transferKey", L"6"},
+                                                  {L"fragmentInfo", L"record"}}),
+                                    2));
+    EXPECT_TRUE(Db().GetTaskItem(L"x", 2).GetFileId().empty());
+    const Common::TaskItem task = Db().GetTaskItem(L"y", 1);
+    EXPECT_EQ(task.GetFileId(), L"y");
+    EXPECT_EQ(task.GetDirection(), 1);
+    EXPECT_EQ(task.GetTaskstatus(), 4);
+    EXPECT_EQ(task.GetPriority(), 5);
+    EXPECT_EQ(task.GetModule(), 1);
+    EXPECT_EQ(task.GetTransferKey(), 6);
+    EXPECT_EQ(task.GetFragmentInfo(), L"record");
 }
 
 // DB-TASK-10
