@@ -42,9 +42,11 @@ FolderLock::Outcome FolderLock::Take(const std::filesystem::path& folder) {
         detail = error.code().message();
         return Outcome::Failed;
     }
-    descriptor = ::open((folder / "transfer.lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+    // The holder's number is written into it: a link could make that any file of the user.
+    descriptor = ::open((folder / "transfer.lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
     if (descriptor < 0) {
-        detail = std::generic_category().message(errno);
+        detail = errno == ELOOP ? "its file transfer.lock is a link, which has to go"
+                                : std::generic_category().message(errno);
         return Outcome::Failed;
     }
     if (::flock(descriptor, LOCK_EX | LOCK_NB) == 0) {

@@ -4,6 +4,7 @@
 
 #include "collaborators/database/clean_end.h"
 #include "collaborators/database/failure_text.h"
+#include "collaborators/database/refusals.h"
 #include "collaborators/database/schema.h"
 #include "collaborators/database/set_aside.h"
 #include "interfaces/platform/clock.h"
@@ -14,42 +15,23 @@ namespace Drive::SQLiteDB {
 namespace {
 
 const char* const kFileName = "transfer.db";
+constexpr std::uintmax_t kSmallestPage = 512;
 
-OpenedFile Refuse(OpenOutcome outcome, std::string message) {
+OpenedFile Refused(OpenResult result) {
     OpenedFile refused;
-    refused.result = {outcome, std::move(message)};
+    refused.result = std::move(result);
     return refused;
 }
 
-OpenedFile RefuseNewer(const std::string& path, int version) {
-    return Refuse(OpenOutcome::NewerSchema,
-                  "The database " + path + " was written by a later version of this program (schema " +
-                      std::to_string(version) + ", this version knows up to " + std::to_string(SchemaVersion()) +
-                      "). Nothing was changed. Install that version again, or choose another state folder.");
-}
-
-OpenedFile RefuseForeign(const std::string& path) {
-    return Refuse(OpenOutcome::Failed, "The file " + path +
-                                           " is a database of another program. Nothing was changed. Move it away or "
-                                           "choose another state folder.");
-}
-
-/// The memory beside the log is a file as well, and one that does not fit is told as an error of the disk.
-bool IsFull(const std::filesystem::path& file) {
-    constexpr std::uintmax_t kLeast = 64 << 10;
-    std::error_code unknown;
-    const auto space = std::filesystem::space(file.parent_path(), unknown);
-    return !unknown && space.available < kLeast;
-}
-
-OpenedFile RefuseFailure(const std::string& path, int code, const std::string& message) {
-    if ((code & 0xff) == SQLITE_IOERR && IsFull(path)) code = SQLITE_FULL;
-    return Refuse(OpenOutcome::Failed, "Could not open the database " + path + ": " + ExplainFailure(code, message));
-}
+bool HasOurMark(Connection& connection) { return connection.Number("PRAGMA application_id") == kApplicationId; }
 
 bool IsForeign(Connection& connection, int version) {
-    if (version != 0) return connection.Number("PRAGMA application_id") != kApplicationId;
+    if (version != 0) return !HasOurMark(connection);
     return connection.Number("SELECT EXISTS (SELECT 1 FROM sqlite_master)") != 0;
+}
+
+OpenResult RefuseUnknownVersion(Connection& connection, const std::string& path, int version) {
+    return HasOurMark(connection) ? RefuseNewer(path, version) : RefuseForeign(path);
 }
 
 bool IsSound(Connection& connection) {
@@ -62,6 +44,10 @@ void SetUp(Connection& connection) {
     if (!mode.executeStep() || mode.getColumn(0).getString() != "wal") {
         throw SQLite::Exception("the file system cannot hold a write-ahead log; use a folder on a local disk",
                                 SQLITE_ERROR);
+    }
+    // SQLite opens what may not be written for reading, without a word.
+    if (sqlite3_db_readonly(connection.Handle(), "main") != 0) {
+        throw SQLite::Exception("the file may not be written", SQLITE_READONLY);
     }
     connection.Execute("PRAGMA synchronous = FULL");
     connection.Execute("PRAGMA recursive_triggers = ON");
@@ -78,10 +64,10 @@ OpenedFile OpenChecked(const std::filesystem::path& path, bool existed, std::int
     opened.checkedAt = checkedAt > 0 ? checkedAt : Platform::UnixTimeSeconds();
     opened.writer = std::make_unique<Connection>(opened.path, false);
     const int version = opened.writer->Number("PRAGMA user_version");
-    if (version > SchemaVersion()) return RefuseNewer(opened.path, version);
+    if (version > SchemaVersion()) return Refused(RefuseUnknownVersion(*opened.writer, opened.path, version));
     if (existed && checkedAt == 0 && !IsSound(*opened.writer))
         throw SQLite::Exception("the check failed", SQLITE_CORRUPT);
-    if (IsForeign(*opened.writer, version)) return RefuseForeign(opened.path);
+    if (IsForeign(*opened.writer, version)) return Refused(RefuseForeign(opened.path));
     opened.writer->FoldInOnClose();
     SetUp(*opened.writer);
     Migrate(*opened.writer, Migrations());
@@ -104,17 +90,21 @@ OpenedFile Rebuild(const std::filesystem::path& path) {
     return opened;
 }
 
-bool HoldsSomething(const std::filesystem::path& path) {
+std::uintmax_t SizeOf(const std::filesystem::path& path) {
     std::error_code none;
     const auto size = std::filesystem::file_size(path, none);
-    return !none && size > 0;
+    return none ? 0 : size;
 }
+
+bool HoldsSomething(const std::filesystem::path& path) { return SizeOf(path) > 0; }
 
 OpenedFile OpenOrRebuild(const std::filesystem::path& path) {
     const bool existed = HoldsSomething(path);
     try {
         // A log without its database is what an interrupted move left.
         if (!existed && HoldsSomething(path.string() + "-wal")) SetAside(path);
+        // SQLite takes what is shorter than any page for an empty file and writes over it.
+        if (existed && SizeOf(path) < kSmallestPage) return Rebuild(path);
         MakePrivateFile(path);
         return OpenChecked(path, existed, TakeCleanEnd(path));
     } catch (const SQLite::Exception& error) {
@@ -132,20 +122,21 @@ OpenedFile OpenForWriting(const std::wstring& folder, FolderLock& lock) {
         path = (native / kFileName).string();
         const auto outcome = lock.Take(native);
         if (outcome == FolderLock::Outcome::HeldByOther) {
-            return Refuse(OpenOutcome::Locked, "The state folder " + native.string() + " is in use by process " +
-                                                   lock.Detail() + ". End that one first, or use another folder.");
+            return Refused({OpenOutcome::Locked, "The state folder " + native.string() + " is in use by process " +
+                                                     lock.Detail() + ". End that one first, or use another folder."});
         }
         if (outcome == FolderLock::Outcome::Failed) {
-            return Refuse(OpenOutcome::Failed, "Could not use the state folder " + native.string() + ": " +
-                                                   lock.Detail() + ". Check that it can be made and written.");
+            return Refused({OpenOutcome::Failed, "Could not use the state folder " + native.string() + ": " +
+                                                     lock.Detail() + ". Check that it can be made and written."});
         }
+        if (OpenResult odd = RefuseOddPlaces(path); !odd.ok()) return Refused(std::move(odd));
         OpenedFile opened = OpenOrRebuild(path);
         SyncFolder(native);
         return opened;
     } catch (const SQLite::Exception& error) {
-        return RefuseFailure(path, error.getErrorCode(), error.what());
+        return Refused(RefuseFailure(path, error.getErrorCode(), error.what()));
     } catch (const std::exception& error) {
-        return RefuseFailure(path, SQLITE_ERROR, error.what());
+        return Refused(RefuseFailure(path, SQLITE_ERROR, error.what()));
     }
 }
 
@@ -153,25 +144,26 @@ OpenedFile OpenForReading(const std::wstring& folder) {
     OpenedFile opened;
     try {
         opened.path = (std::filesystem::path(Platform::NativePath(folder)) / kFileName).string();
+        if (OpenResult odd = RefuseOddPlaces(opened.path); !odd.ok()) return Refused(std::move(odd));
         if (!HoldsSomething(opened.path)) {
-            return Refuse(OpenOutcome::Failed,
-                          "There is no database " + opened.path + ". Start the program there once.");
+            return Refused(
+                {OpenOutcome::Failed, "There is no database " + opened.path + ". Start the program there once."});
         }
         opened.reader = std::make_unique<Connection>(opened.path, true);
         const int version = opened.reader->Number("PRAGMA user_version");
-        if (version > SchemaVersion()) return RefuseNewer(opened.path, version);
-        if (IsForeign(*opened.reader, version)) return RefuseForeign(opened.path);
+        if (version > SchemaVersion()) return Refused(RefuseUnknownVersion(*opened.reader, opened.path, version));
+        if (IsForeign(*opened.reader, version)) return Refused(RefuseForeign(opened.path));
         if (version < SchemaVersion()) {
-            return Refuse(OpenOutcome::Failed, "The database " + opened.path +
-                                                   " is from an earlier version. Start the program there once; it "
-                                                   "brings the file up to date.");
+            return Refused({OpenOutcome::Failed, "The database " + opened.path +
+                                                     " is from an earlier version. Start the program there once; it "
+                                                     "brings the file up to date."});
         }
         opened.result = {OpenOutcome::Opened, "Opened the database " + opened.path + " for reading."};
         return opened;
     } catch (const SQLite::Exception& error) {
-        return RefuseFailure(opened.path, error.getErrorCode(), error.what());
+        return Refused(RefuseFailure(opened.path, error.getErrorCode(), error.what()));
     } catch (const std::exception& error) {
-        return RefuseFailure(opened.path, SQLITE_ERROR, error.what());
+        return Refused(RefuseFailure(opened.path, SQLITE_ERROR, error.what()));
     }
 }
 

@@ -253,8 +253,122 @@ TEST_F(Opening, ADatabaseOfAnotherProgramIsLeftAlone) {
     EXPECT_EQ(OpenDatabase(folder.Wide()).outcome, OpenOutcome::Failed);
     Run("PRAGMA user_version = 1");
     EXPECT_EQ(OpenDatabase(folder.Wide()).outcome, OpenOutcome::Failed);
+    Run("PRAGMA user_version = 1000");
+    const OpenResult result = OpenDatabase(folder.Wide());
+    EXPECT_EQ(result.outcome, OpenOutcome::Failed) << "no later version of ours";
+    EXPECT_TRUE(Mentions(result, "another program")) << result.message;
+    EXPECT_EQ(OpenDatabaseReadOnly(folder.Wide()).outcome, OpenOutcome::Failed);
     Run("INSERT INTO theirs VALUES (2)");
     EXPECT_TRUE(Names(".damaged-").empty());
+}
+
+// DB-OPEN-23
+TEST_F(Opening, WhatIsNoFileInThePlaceOfTheDatabaseIsToldAndLeftAlone) {
+    const auto database = folder.Database();
+    const auto elsewhere = folder.Native() / "elsewhere.db";
+    const auto refuses = [this](const char* what) {
+        for (const OpenResult& result : {OpenDatabase(folder.Wide()), OpenDatabaseReadOnly(folder.Wide())}) {
+            EXPECT_EQ(result.outcome, OpenOutcome::Failed) << what;
+            EXPECT_TRUE(Mentions(result, what) && Mentions(result, "Nothing was changed")) << result.message;
+        }
+        EXPECT_TRUE(Names(".damaged-").empty());
+    };
+    std::filesystem::create_directory(database);
+    refuses("is a folder");
+    std::ofstream(database.string() + "-wal") << std::string(5000, 'x');
+    refuses("is a folder");
+    std::filesystem::remove(database);
+    std::filesystem::remove(database.string() + "-wal");
+
+    std::filesystem::create_symlink(elsewhere, database);
+    refuses("is a link");
+    EXPECT_FALSE(std::filesystem::exists(elsewhere)) << "nothing is made where it points";
+    std::filesystem::remove(database);
+
+    ASSERT_EQ(mkfifo(database.c_str(), 0600), 0);
+    refuses("is no ordinary file");
+    std::filesystem::remove(database);
+
+    MakeWithOneRow();
+    std::filesystem::create_directory(database.string() + "-wal");
+    refuses("transfer.db-wal is a folder");
+    std::filesystem::remove(database.string() + "-wal");
+    EXPECT_EQ(OpenDatabase(folder.Wide()).outcome, OpenOutcome::Opened);
+    EXPECT_EQ(Db().GetDriveDataItemWithKey(L"kept").GetFileId(), L"kept");
+}
+
+// DB-OPEN-24
+TEST_F(Opening, ALinkInThePlaceOfTheLockIsNotWrittenThrough) {
+    std::ofstream(folder.Native() / "precious") << "precious";
+    std::filesystem::create_symlink("precious", folder.Native() / "transfer.lock");
+    const OpenResult result = OpenDatabase(folder.Wide());
+
+    EXPECT_EQ(result.outcome, OpenOutcome::Failed);
+    EXPECT_TRUE(Mentions(result, "transfer.lock is a link")) << result.message;
+    EXPECT_EQ(std::filesystem::file_size(folder.Native() / "precious"), 8u);
+}
+
+/// Another user's rights while this stands, where the tests run as one whom no rights bind.
+class AsAnotherUser {
+public:
+    explicit AsAnotherUser(const std::filesystem::path& folder) {
+        constexpr uid_t kNobody = 65534;
+        if (geteuid() == 0 && chown(folder.c_str(), kNobody, kNobody) == 0) changed = seteuid(kNobody) == 0;
+    }
+    ~AsAnotherUser() {
+        if (changed && seteuid(0) != 0) abort();
+    }
+    AsAnotherUser(const AsAnotherUser&) = delete;
+    AsAnotherUser& operator=(const AsAnotherUser&) = delete;
+
+private:
+    bool changed = false;
+};
+
+// DB-OPEN-25
+TEST_F(Opening, WithoutTheRightToReadOrWriteIsToldAndLosesNothing) {
+    MakeWithOneRow();
+    std::filesystem::remove(folder.Native() / "transfer.lock");
+    for (const mode_t mode : {0000u, 0444u}) {
+        ASSERT_EQ(chmod(folder.Database().c_str(), mode), 0);
+        const AsAnotherUser user(folder.Native());
+        const OpenResult result = OpenDatabase(folder.Wide());
+        EXPECT_EQ(result.outcome, OpenOutcome::Failed) << mode;
+        EXPECT_TRUE(Mentions(result, "transfer.db") && Mentions(result, "owner")) << result.message;
+        EXPECT_TRUE(Names(".damaged-").empty());
+        std::filesystem::remove(folder.Native() / "transfer.lock");
+    }
+    ASSERT_EQ(chmod(folder.Database().c_str(), 0600), 0);
+    EXPECT_EQ(OpenDatabase(folder.Wide()).outcome, OpenOutcome::Opened);
+    EXPECT_EQ(Db().GetDriveDataItemWithKey(L"kept").GetFileId(), L"kept");
+}
+
+// DB-OPEN-26
+TEST_F(Opening, ADatabaseThatWasCutAnywhereIsMovedAsideOrWhole) {
+    MakeWithOneRow();
+    const std::filesystem::path copy = folder.Native() / "copy";
+    std::filesystem::copy_file(folder.Database(), copy);
+    const auto size = std::filesystem::file_size(copy);
+    for (std::uintmax_t left = 1; left < size; left += left < 4096 ? 511 : 4096) {
+        std::filesystem::copy_file(copy, folder.Database(), std::filesystem::copy_options::overwrite_existing);
+        std::filesystem::resize_file(folder.Database(), left);
+        EXPECT_EQ(OpenDatabase(folder.Wide()).outcome, OpenOutcome::Rebuilt) << left;
+        EXPECT_TRUE(SyncRows::PutFile(File(L"a", 1)));
+        CloseDatabase();
+    }
+}
+
+// DB-OPEN-27
+TEST_F(Opening, ADamagedLogLosesNothingThatTheFileHolds) {
+    MakeWithOneRow();
+    for (const std::string& log : {std::string(5000, 'x'), std::string(100, '\0'), std::string("\x37\x7f\x06\x82")}) {
+        std::ofstream(folder.Database().string() + "-wal", std::ios::trunc) << log;
+        std::ofstream(folder.Database().string() + "-shm", std::ios::trunc) << std::string(32768, 'y');
+        EXPECT_EQ(OpenDatabase(folder.Wide()).outcome, OpenOutcome::Opened);
+        EXPECT_EQ(Db().GetDriveDataItemWithKey(L"kept").GetFileId(), L"kept");
+        EXPECT_TRUE(SyncRows::PutFile(File(L"more", 1)));
+        CloseDatabase();
+    }
 }
 
 // DB-OPEN-15
