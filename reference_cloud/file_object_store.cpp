@@ -5,9 +5,14 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdlib>
 #include <filesystem>
+#include <memory>
+#include <mutex>
+#include <new>
 #include <system_error>
 #include <utility>
+#include <vector>
 
 #include "reference_cloud/crypto.h"
 #include "reference_cloud/sync_folder.h"
@@ -21,6 +26,9 @@ namespace fs = std::filesystem;
 
 constexpr std::size_t kKeyDigits = 32;
 constexpr const char* kUnfinished = "unfinished";
+constexpr std::size_t kBlock = 512 * 1024;  // one for each object on its way in
+constexpr std::size_t kAlignment = 4096;    // what direct writing asks for
+constexpr std::size_t kSpareBlocks = 16;
 
 [[noreturn]] void Fail(const std::string& what) { throw std::system_error(errno, std::generic_category(), what); }
 
@@ -40,44 +48,139 @@ private:
     int value_;
 };
 
-class FileWriter : public ObjectWriter {
+/// Aligned blocks of memory, kept for the next object: fresh ones would cost a page fault for every page of it.
+class Blocks {
 public:
-    explicit FileWriter(fs::path root)
-        : root_(std::move(root)),
-          key_(RandomId(kKeyDigits / 2)),
-          path_(root_ / kUnfinished / key_),
-          file_(::open(path_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600)) {
+    struct Free {
+        void operator()(char* block) const { std::free(block); }
+    };
+    using Block = std::unique_ptr<char, Free>;
+
+    Block Take() {
+        {
+            const std::lock_guard lock(mutex_);
+            if (!spare_.empty()) {
+                Block block = std::move(spare_.back());
+                spare_.pop_back();
+                return block;
+            }
+        }
+        Block block(static_cast<char*>(std::aligned_alloc(kAlignment, kBlock)));
+        if (!block) throw std::bad_alloc();
+        return block;
+    }
+
+    void Give(Block block) {
+        const std::lock_guard lock(mutex_);
+        if (block && spare_.size() < kSpareBlocks) spare_.push_back(std::move(block));
+    }
+
+private:
+    std::mutex mutex_;
+    std::vector<Block> spare_;  // guarded by mutex_
+};
+
+/// The bytes of an object on their way to its file: whole blocks past the page cache, which nobody will read them from
+/// soon enough to be worth a second copy of each; the rest, and all of it where the file system knows no direct
+/// writing, through the cache.
+class BlockFile {
+public:
+    BlockFile(fs::path path, std::shared_ptr<Blocks> blocks, bool direct)
+        : path_(std::move(path)),
+          blocks_(std::move(blocks)),
+          file_(::open(path_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600)),
+          mayBeDirect_(direct) {
         if (file_.Get() < 0) Fail("create object " + path_.string());
     }
 
-    ~FileWriter() override {
-        if (!committed_) ::unlink(path_.c_str());
-    }
+    ~BlockFile() { blocks_->Give(std::move(block_)); }
 
-    void Append(std::string_view bytes) override {
+    const fs::path& Path() const { return path_; }
+
+    void Append(std::string_view bytes) {
+        if (!block_) block_ = blocks_->Take();
         while (!bytes.empty()) {
-            const ssize_t count = ::write(file_.Get(), bytes.data(), bytes.size());
-            if (count < 0 && errno == EINTR) continue;
-            if (count < 0) Fail("write object " + path_.string());
-            bytes.remove_prefix(static_cast<std::size_t>(count));
+            const std::size_t count = bytes.copy(block_.get() + held_, kBlock - held_);
+            bytes.remove_prefix(count);
+            held_ += count;
+            if (held_ < kBlock) return;
+            SetDirect(mayBeDirect_);
+            WriteHeld();
         }
     }
 
-    std::string Commit(bool sync) override {
+    void Close(bool sync) {
+        SetDirect(false);
+        WriteHeld();
         if (sync && ::fsync(file_.Get()) != 0) Fail("sync object " + path_.string());
         if (!file_.Close()) Fail("close object " + path_.string());
+    }
+
+private:
+    void SetDirect(bool direct) {
+        if (direct == isDirect_) return;
+        if (::fcntl(file_.Get(), F_SETFL, direct ? O_DIRECT : 0) == 0) {
+            isDirect_ = direct;
+        } else if (direct) {
+            mayBeDirect_ = false;
+        } else {
+            Fail("write object " + path_.string());
+        }
+    }
+
+    void WriteHeld() {
+        const char* at = block_.get();
+        while (held_ > 0) {
+            const ssize_t count = ::write(file_.Get(), at, held_);
+            if (count < 0 && errno == EINTR) continue;
+            if (count < 0 && errno == EINVAL && isDirect_) {  // larger blocks than ours, or the rest of a short write
+                mayBeDirect_ = false;
+                SetDirect(false);
+                continue;
+            }
+            if (count < 0) Fail("write object " + path_.string());
+            at += count;
+            held_ -= static_cast<std::size_t>(count);
+        }
+    }
+
+    const fs::path path_;
+    const std::shared_ptr<Blocks> blocks_;
+    Descriptor file_;
+    Blocks::Block block_;
+    std::size_t held_ = 0;
+    bool mayBeDirect_;
+    bool isDirect_ = false;
+};
+
+class FileWriter : public ObjectWriter {
+public:
+    FileWriter(fs::path root, std::shared_ptr<Blocks> blocks, bool sync)
+        : root_(std::move(root)),
+          key_(RandomId(kKeyDigits / 2)),
+          sync_(sync),
+          file_(root_ / kUnfinished / key_, std::move(blocks), sync) {}
+
+    ~FileWriter() override {
+        if (!committed_) ::unlink(file_.Path().c_str());
+    }
+
+    void Append(std::string_view bytes) override { file_.Append(bytes); }
+
+    std::string Commit() override {
+        file_.Close(sync_);
         const fs::path folder = root_ / key_.substr(0, 2);
-        fs::rename(path_, folder / key_);
+        fs::rename(file_.Path(), folder / key_);
         committed_ = true;
-        if (sync) SyncFolder(folder);
+        if (sync_) SyncFolder(folder);
         return key_;
     }
 
 private:
     const fs::path root_;
     const std::string key_;
-    const fs::path path_;
-    Descriptor file_;
+    const bool sync_;
+    BlockFile file_;
     bool committed_ = false;
 };
 
@@ -110,7 +213,9 @@ public:
         SyncFolder(root_);
     }
 
-    std::unique_ptr<ObjectWriter> Create() override { return std::make_unique<FileWriter>(root_); }
+    std::unique_ptr<ObjectWriter> Create(bool sync) override {
+        return std::make_unique<FileWriter>(root_, blocks_, sync);
+    }
 
     std::shared_ptr<ObjectReader> Open(const std::string& key) override {
         if (!IsLowerHex(key, kKeyDigits)) return nullptr;
@@ -148,6 +253,7 @@ public:
 
 private:
     const fs::path root_;
+    const std::shared_ptr<Blocks> blocks_ = std::make_shared<Blocks>();
 };
 
 }  // namespace

@@ -93,7 +93,7 @@ void Importer::Entry(const fs::path& path, const std::string& parentId) {
 
 bool Importer::ReadIn(int file, Pending& pending) {
     Digest sha256 = Digest::Sha256(), md5 = Digest::Md5();
-    auto writer = cloud_.objects->Create();
+    auto writer = cloud_.objects->Create(false);
     std::string buffer(1024 * 1024, '\0');
     for (;;) {
         const ssize_t count = ::read(file, buffer.data(), buffer.size());
@@ -107,7 +107,7 @@ bool Importer::ReadIn(int file, Pending& pending) {
     }
     pending.content.sha256 = sha256.Hex();
     pending.content.md5 = md5.Hex();
-    if (pending.content.size > 0) pending.blob = writer->Commit(false);
+    if (pending.content.size > 0) pending.blob = writer->Commit();
     return true;
 }
 

@@ -14,9 +14,8 @@ class ObjectWriter {
 public:
     virtual ~ObjectWriter() = default;
     virtual void Append(std::string_view bytes) = 0;
-    /// Puts the object in place and returns its key. `sync` true: it survives a power cut when this returns; false:
-    /// only after the store's Flush.
-    virtual std::string Commit(bool sync = true) = 0;
+    /// Puts the object in place and returns its key.
+    virtual std::string Commit() = 0;
 };
 
 /// An object on its way out. It can be read to its end even when it is removed meanwhile, or reading fails from then
@@ -33,7 +32,8 @@ public:
 class ObjectStore {
 public:
     virtual ~ObjectStore() = default;
-    virtual std::unique_ptr<ObjectWriter> Create() = 0;
+    /// `sync` true: the object survives a power cut when its Commit returns; false: only after Flush.
+    virtual std::unique_ptr<ObjectWriter> Create(bool sync = true) = 0;
     /// Null when there is no such object.
     virtual std::shared_ptr<ObjectReader> Open(const std::string& key) = 0;
     /// Quiet when there is none.

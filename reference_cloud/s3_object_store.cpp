@@ -62,7 +62,7 @@ public:
         }
     }
 
-    std::string Commit(bool) override {
+    std::string Commit() override {
         S3Request put;
         put.method = "PUT", put.key = key_, put.sha256 = digest_.Hex(), put.length = length_;
         put.body = [this](std::int64_t offset, char* buffer, std::size_t length) {
@@ -127,7 +127,7 @@ public:
         Claim(owner);
     }
 
-    std::unique_ptr<ObjectWriter> Create() override { return std::make_unique<S3Writer>(client_, spoolFolder_); }
+    std::unique_ptr<ObjectWriter> Create(bool) override { return std::make_unique<S3Writer>(client_, spoolFolder_); }
 
     std::shared_ptr<ObjectReader> Open(const std::string& key) override {
         if (!IsLowerHex(key, kKeyDigits)) return nullptr;

@@ -95,8 +95,8 @@ protected:
 // REF-STORE-01
 TEST_F(DurabilityTest, AnObjectThatWasTakenSurvivesAPowerCutWithItsNameAndAllItsBytes) {
     const auto store = OpenFileObjectStore(root_);
-    for (int object = 0; object < 20; ++object) {
-        const fs::path path = PathOf(Put(*store, std::string(1000, 'x')));
+    for (const std::size_t size : {1000U, 524288U, 524289U, (4U << 20) + 16}) {
+        const fs::path path = PathOf(Put(*store, std::string(size, 'x')));
         EXPECT_TRUE(g_disk.HasBytes(path));
         EXPECT_TRUE(g_disk.HasName(path));
         EXPECT_TRUE(g_disk.HasName(path.parent_path()));

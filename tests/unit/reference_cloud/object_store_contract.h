@@ -55,8 +55,8 @@ private:
     }
 
     void GivesBackWhatWasWritten() {
-        for (const std::size_t size :
-             {std::size_t{0}, std::size_t{1}, std::size_t{1 << 20}, std::size_t{(3 << 20) + 7}}) {
+        for (const std::size_t size : {std::size_t{0}, std::size_t{1}, std::size_t{1 << 20}, std::size_t{(3 << 20) + 7},
+                                       std::size_t{(4 << 20) + 16}}) {
             const std::string text = Text(size, static_cast<unsigned>(size));
             const auto reader = store_.Open(Put(text, 300001));
             ASSERT_TRUE(reader);
