@@ -51,6 +51,8 @@ bool PasswordIs(const std::string& password, const std::string& stored) {
     return is;
 }
 
+std::string SignInOf(const std::string& family) { return family.substr(0, family.find('.')); }
+
 [[noreturn]] void Unauthorised(const char* text) { throw Refusal(401, Wire::kUnauthorised, text); }
 
 }  // namespace
@@ -124,14 +126,12 @@ void Accounts::NoteFailure(const std::string& name) {
     failures_[name].push_back(cloud_.now());
 }
 
-Response Accounts::NewPair(const User& user, const std::string& family) {
+Json::Value Accounts::NewPair(Rows& rows, const User& user, const std::string& family) {
     const std::int64_t now = cloud_.now();
     const std::string access = RandomId(32), refresh = RandomId(32);
-    cloud_.metadata->Change([&](Rows& rows) {
-        rows.DropExpiredTokens(now);
-        rows.PutToken({Sha256Hex(access), family, user.id, false, now + cloud_.settings.accessSeconds});
-        rows.PutToken({Sha256Hex(refresh), family, user.id, true, now + cloud_.settings.refreshSeconds});
-    });
+    rows.DropExpiredTokens(now);
+    rows.PutToken({Sha256Hex(access), family, user.id, false, now + cloud_.settings.accessSeconds});
+    rows.PutToken({Sha256Hex(refresh), family, user.id, true, now + cloud_.settings.refreshSeconds});
     Json::Value answer(Json::objectValue);
     answer[Wire::kAccessToken] = access;
     answer[Wire::kRefreshToken] = refresh;
@@ -139,7 +139,7 @@ Response Accounts::NewPair(const User& user, const std::string& family) {
     answer[Wire::kUserId] = user.id;
     answer[Wire::kRootFileId] = user.rootId;
     answer[Wire::kServerVersion] = "1";
-    return JsonResponse(answer);
+    return answer;
 }
 
 Response Accounts::Login(const Request&, const Json::Value& body) {
@@ -153,27 +153,27 @@ Response Accounts::Login(const Request&, const Json::Value& body) {
         NoteFailure(name);
         Unauthorised("user or password is wrong");
     }
-    return NewPair(*user, RandomId(12));
+    return JsonResponse(cloud_.Change([&](Rows& rows) { return NewPair(rows, *user, RandomId(12)); }));
 }
 
 Response Accounts::Refresh(const Json::Value& body) {
     const std::string hash = Sha256Hex(NeededText(body, Wire::kRefreshToken));
     const std::int64_t now = cloud_.now();
-    User user;
-    cloud_.metadata->Change([&](Rows& rows) {
+    // One transaction: a server that ends in between would leave a pair that dies and none in its place.
+    return JsonResponse(cloud_.Change([&](Rows& rows) {
         const auto token = rows.TokenByHash(hash);
         if (!token || !token->refresh || token->expires <= now) Unauthorised("the sign-in has ended; sign in again");
         const auto owner = rows.UserById(token->userId);
         if (!owner) Unauthorised("the user is not there any more");
-        user = *owner;
         rows.LimitFamily(token->family, now + kSecondChance);
-    });
-    return NewPair(user, RandomId(12));
+        return NewPair(rows, *owner, SignInOf(token->family) + "." + RandomId(6));
+    }));
 }
 
 Response Accounts::Logout(const Request& request) {
     cloud_.metadata->Change([&](Rows& rows) {
-        rows.LimitFamily(request.tokenFamily, 0);
+        // Also what lives on for a lost answer: its refresh token would give a fresh pair after the sign-out.
+        rows.LimitSignIn(SignInOf(request.tokenFamily), 0);
         rows.DropExpiredTokens(cloud_.now());
     });
     return JsonResponse(Json::Value(Json::objectValue));

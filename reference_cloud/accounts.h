@@ -11,6 +11,7 @@ namespace Drive::ReferenceCloud {
 
 struct Cloud;
 class Router;
+class Rows;
 
 /// Users, sign-in and tokens. Any thread.
 class Accounts {
@@ -31,7 +32,7 @@ private:
     Response Refresh(const Json::Value& body);
     Response Logout(const Request& request);
     Response Space(const Request& request);
-    Response NewPair(const User& user, const std::string& family);
+    Json::Value NewPair(Rows& rows, const User& user, const std::string& family);
     void CheckPatience(const std::string& name);
     void NoteFailure(const std::string& name);
 

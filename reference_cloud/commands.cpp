@@ -50,11 +50,16 @@ User NeedUser(Cloud& cloud, const std::string& name) {
     return *user;
 }
 
+/// As it stands in the row: empty for the server's own setting.
+std::string UploadTypeOf(const UserOptions& options) {
+    return options.uploadType == "default" ? std::string() : options.uploadType;
+}
+
 void AddUser(const UserOptions& options) {
     const auto cloud = OpenCloudRows(options.data);
     Accounts accounts(*cloud);
     User user = accounts.Create(options.name, ReadPassword(options), options.quota > 0 ? options.quota : kDefaultQuota);
-    user.uploadType = options.uploadType;
+    user.uploadType = UploadTypeOf(options);
     cloud->metadata->Change([&](Rows& rows) { rows.PutUser(user); });
     std::cout << "user " << user.name << " added, id " << user.id << std::endl;
 }
@@ -75,7 +80,7 @@ void SetUser(const UserOptions& options) {
     cloud->metadata->Change([&](Rows& rows) {
         User user = *rows.UserById(id);
         if (options.quota > 0) user.quota = options.quota;
-        if (!options.uploadType.empty()) user.uploadType = options.uploadType == "default" ? "" : options.uploadType;
+        if (!options.uploadType.empty()) user.uploadType = UploadTypeOf(options);
         if (password) {
             user.passwordHash = hash;
             rows.DropUserTokens(id);

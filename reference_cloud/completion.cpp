@@ -84,7 +84,7 @@ std::string Keys(const Json::Value& body) {
         key[Wire::kEfek] = NeededText(given, Wire::kEfek);
         key[Wire::kIv] = iv;
         key[Wire::kKeyType] = std::to_string(type);
-        key[Wire::kKeyUid] = TextField(given, Wire::kKeyUid);
+        key[Wire::kKeyUid] = ShortText(given, Wire::kKeyUid);
         key[Wire::kEncryptAlgorithm] = NeededText(given, Wire::kEncryptAlgorithm);
         type == 1 && first.isNull() ? first = key : others.append(key);
     }
@@ -169,7 +169,7 @@ FileRow CompleteUpload(Rows& rows, const Cloud& cloud, const User& user, bool cr
                                             : TakeObjects(rows, cloud, user, *upload, body, now);
     const bool named = !TextField(body, Wire::kFileName).empty();
     const std::string name = named ? NameField(body, Wire::kFileName) : upload->name;
-    fresh.mimeType = TextField(body, Wire::kMimeType);
+    fresh.mimeType = ShortText(body, Wire::kMimeType);
     if (fresh.mimeType.empty()) fresh.mimeType = upload->mimeType.empty() ? MediaTypeOf(name) : upload->mimeType;
     fresh.created = NumberField(body, Wire::kCreatedTime, 0);
     fresh.edited = NumberField(body, Wire::kEditedTime, 0);

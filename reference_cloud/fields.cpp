@@ -28,11 +28,20 @@ std::string TextField(const Json::Value& object, const char* name) {
     const Json::Value& value = object[name];
     if (value.isNull()) return {};
     if (!value.isString()) Wrong(name, "text");
-    return value.asString();
+    std::string text = value.asString();
+    if (!IsUtf8(text)) Wrong(name, "text in UTF-8");
+    return text;
+}
+
+std::string ShortText(const Json::Value& object, const char* name) {
+    static constexpr std::size_t longest = 1024;
+    std::string text = TextField(object, name);
+    if (text.size() > longest) Wrong(name, "text of at most 1024 bytes");
+    return text;
 }
 
 std::string NeededText(const Json::Value& object, const char* name) {
-    std::string text = TextField(object, name);
+    std::string text = ShortText(object, name);
     if (text.empty()) Wrong(name, "there and not empty");
     return text;
 }

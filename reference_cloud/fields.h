@@ -14,7 +14,9 @@ Json::Value RequestObject(const std::string& body);
 
 /// Absent and null give the empty text.
 std::string TextField(const Json::Value& object, const char* name);
-/// Refuses an absent or empty text.
+/// The same of at most 1024 bytes: for texts that are kept and come back in every list.
+std::string ShortText(const Json::Value& object, const char* name);
+/// Refuses an absent, empty or longer text.
 std::string NeededText(const Json::Value& object, const char* name);
 /// Text, or an array of one text.
 std::string TextOrSingle(const Json::Value& object, const char* name);

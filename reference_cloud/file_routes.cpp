@@ -1,4 +1,4 @@
-#include <cstdio>
+#include <limits>
 
 #include "interfaces/cloud/wire/codes.h"
 #include "interfaces/cloud/wire/fields.h"
@@ -28,6 +28,10 @@ struct ListCursor {
     std::int64_t changes = -1;
 };
 
+[[noreturn]] void RefuseCursor() {
+    throw Refusal(400, Wire::kBadRequest, "this cursor was not given by this cloud; list the files again");
+}
+
 std::string WriteCursor(const ListCursor& cursor) {
     return std::to_string(cursor.changes) + "." + std::to_string(cursor.depth) + "." + cursor.id;
 }
@@ -39,7 +43,7 @@ ListCursor ReadCursor(const std::string& text) {
     const auto changes = ParseNumber(text.substr(0, first));
     const auto depth =
         second == std::string::npos ? std::nullopt : ParseNumber(text.substr(first + 1, second - first - 1));
-    if (!changes || !depth) throw Refusal(400, Wire::kBadRequest, "this cursor was not given by this cloud");
+    if (!changes || !depth || *depth > std::numeric_limits<int>::max()) RefuseCursor();
     cursor.changes = *changes;
     cursor.depth = static_cast<int>(*depth);
     cursor.id = text.substr(second + 1);
@@ -59,7 +63,9 @@ Response List(Cloud& cloud, const Request& request) {
     const int limit = ReadLimit(request);
     std::vector<FileRow> files;
     cloud.metadata->Read([&](Rows& rows) {
-        if (cursor.changes < 0) cursor.changes = rows.LastChange(request.user.id);
+        const std::int64_t last = rows.LastChange(request.user.id);
+        if (cursor.changes > last) RefuseCursor();
+        if (cursor.changes < 0) cursor.changes = last;
         files = rows.ListAfter(request.user.id, cursor.depth, cursor.id, limit);
     });
     Json::Value answer(Json::objectValue);
@@ -78,9 +84,13 @@ Response List(Cloud& cloud, const Request& request) {
 Response Changes(Cloud& cloud, const Request& request) {
     const std::string& text = request.Query(Wire::kCursor);
     const auto after = text.empty() ? 0 : ParseNumber(text);
-    if (!after) throw Refusal(400, Wire::kBadRequest, "this cursor was not given by this cloud");
+    if (!after) RefuseCursor();
     const int limit = ReadLimit(request);
-    const auto changes = cloud.Read([&](Rows& rows) { return rows.ChangesAfter(request.user.id, *after, limit); });
+    const auto changes = cloud.Read([&](Rows& rows) {
+        // One ahead of its user is of another user, or of a cloud that was put back to an earlier state since.
+        if (*after > rows.LastChange(request.user.id)) RefuseCursor();
+        return rows.ChangesAfter(request.user.id, *after, limit);
+    });
     Json::Value answer(Json::objectValue);
     answer[Wire::kItems] = Json::Value(Json::arrayValue);
     for (const Change& change : changes) {

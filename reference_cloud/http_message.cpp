@@ -6,6 +6,7 @@
 #include "interfaces/cloud/wire/codes.h"
 #include "interfaces/cloud/wire/fields.h"
 #include "reference_cloud/refusal.h"
+#include "reference_cloud/text.h"
 
 namespace Drive::ReferenceCloud {
 
@@ -68,7 +69,8 @@ std::string JsonText(const Json::Value& value) {
     Json::StreamWriterBuilder builder;
     builder["indentation"] = "";
     builder["emitUTF8"] = true;
-    return Json::writeString(builder, value);
+    std::string text = Json::writeString(builder, value);
+    return IsUtf8(text) ? text : Readable(text);
 }
 
 std::optional<Json::Value> ParseJson(const std::string& text) {

@@ -67,6 +67,8 @@ Response RefusalResponse(int status, const std::string& code, const std::string&
 /// A handler for small bodies: holds up to `limit` bytes, more is refused with 413.
 std::unique_ptr<Handler> SmallBody(std::size_t limit, std::function<Response(std::string&& body)> answer);
 
+/// Always well-formed UTF-8, whatever the texts hold: one odd byte in a name of method or path, or in an old row, would
+/// make a whole list or a line of the journal unreadable.
 std::string JsonText(const Json::Value& value);
 /// Nothing when the text is not one JSON value.
 std::optional<Json::Value> ParseJson(const std::string& text);

@@ -26,6 +26,8 @@ public:
     virtual void PutToken(const Token& token) = 0;
     virtual std::optional<Token> TokenByHash(const std::string& hash) = 0;
     virtual void LimitFamily(const std::string& family, std::int64_t expires) = 0;
+    /// Every pair of a sign-in.
+    virtual void LimitSignIn(const std::string& signIn, std::int64_t expires) = 0;
     virtual void DropUserTokens(const std::string& userId) = 0;
     virtual void DropExpiredTokens(std::int64_t now) = 0;
 

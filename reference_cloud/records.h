@@ -24,7 +24,7 @@ struct User {
 
 struct Token {
     std::string hash;    ///< SHA-256 of the token; the token itself is never kept
-    std::string family;  ///< one sign-in and what was refreshed from it
+    std::string family;  ///< of one pair: its sign-in, and behind a point what tells a refreshed pair apart
     std::string userId;
     bool refresh = false;
     std::int64_t expires = 0;

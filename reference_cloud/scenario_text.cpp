@@ -11,19 +11,35 @@ namespace Drive::ReferenceCloud {
 
 namespace {
 
-enum class Kind { flag, whole, count, number, text, texts, textMap, anyMap };
+enum class Kind { flag, shift, count, status, seconds, text, texts, headers, anyMap };
+
+constexpr std::int64_t kLongestShift = 100LL * 366 * 86400;  // of the clock: a century
+constexpr double kLongestDelay = 86400;
 
 const std::map<std::string, Kind> kRule = {
     {"name", Kind::text},           {"method", Kind::text},    {"path", Kind::text},      {"user", Kind::text},
     {"nth", Kind::count},           {"from", Kind::count},     {"times", Kind::count},    {"every", Kind::count},
-    {"status", Kind::count},        {"errorCode", Kind::text}, {"afterWork", Kind::flag}, {"description", Kind::text},
-    {"headers", Kind::textMap},     {"delay", Kind::number},   {"rate", Kind::count},     {"uploadRate", Kind::count},
+    {"status", Kind::status},       {"errorCode", Kind::text}, {"afterWork", Kind::flag}, {"description", Kind::text},
+    {"headers", Kind::headers},     {"delay", Kind::seconds},  {"rate", Kind::count},     {"uploadRate", Kind::count},
     {"cutAfter", Kind::count},      {"corrupt", Kind::count},  {"drop", Kind::flag},      {"body", Kind::text},
     {"contentLength", Kind::count}, {"remove", Kind::texts},   {"set", Kind::anyMap}};
-const std::map<std::string, Kind> kTop = {{"migrating", Kind::flag}, {"quota", Kind::count}, {"clock", Kind::whole}};
+const std::map<std::string, Kind> kTop = {{"migrating", Kind::flag}, {"quota", Kind::count}, {"clock", Kind::shift}};
 
 bool AllTexts(const Json::Value& values) {
     return std::all_of(values.begin(), values.end(), [](const Json::Value& value) { return value.isString(); });
+}
+
+/// Names and values that can stand in a header: others would be left out of the answer without a word.
+bool AllHeaders(const Json::Value& headers) {
+    static constexpr const char* letters =
+        "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789!#$%&'*+-.^_`|~";
+    const auto fits = [&](const std::string& name) {
+        const bool token = !name.empty() && name.find_first_not_of(letters) == std::string::npos;
+        const std::string value = headers[name].isString() ? headers[name].asString() : "\n";
+        return token && std::none_of(value.begin(), value.end(), [](unsigned char c) { return c < 0x20 || c == 0x7F; });
+    };
+    const auto names = headers.getMemberNames();
+    return std::all_of(names.begin(), names.end(), fits);
 }
 
 /// What the value should be; empty when it is that.
@@ -31,18 +47,26 @@ std::string Wrong(const Json::Value& value, Kind kind) {
     switch (kind) {
         case Kind::flag:
             return value.isBool() ? "" : "true or false";
-        case Kind::whole:
-            return value.isInt64() ? "" : "a whole number";
+        case Kind::shift:
+            return value.isInt64() && value.asInt64() <= kLongestShift && value.asInt64() >= -kLongestShift
+                       ? ""
+                       : "a whole number of seconds, a century at most";
+        case Kind::status:  // 0: the answer's own
+            return value.isInt64() && (value == 0 || (value.asInt64() >= 200 && value.asInt64() <= 599))
+                       ? ""
+                       : "a status from 200 to 599";
         case Kind::count:
             return value.isInt64() && value.asInt64() >= 0 ? "" : "a whole number of at least 0";
-        case Kind::number:
-            return value.isNumeric() && value.asDouble() >= 0 ? "" : "a number of at least 0";
+        case Kind::seconds:
+            return value.isNumeric() && value.asDouble() >= 0 && value.asDouble() <= kLongestDelay
+                       ? ""
+                       : "a number of seconds from 0 to 86400";
         case Kind::text:
             return value.isString() ? "" : "text";
         case Kind::texts:
             return value.isArray() && AllTexts(value) ? "" : "an array of texts";
-        case Kind::textMap:
-            return value.isObject() && AllTexts(value) ? "" : "an object of texts";
+        case Kind::headers:
+            return value.isObject() && AllHeaders(value) ? "" : "an object of texts without control characters";
         case Kind::anyMap:
             return value.isObject() ? "" : "an object";
     }

@@ -131,6 +131,11 @@ public:
     void LimitFamily(const std::string& family, std::int64_t expires) override {
         Run("UPDATE tokens SET expires = min(expires, ?) WHERE family = ?", expires, family);
     }
+    void LimitSignIn(const std::string& signIn, std::int64_t expires) override {
+        // Families are the sign-in itself, or begin with it and a point, behind which comes the slash.
+        Run("UPDATE tokens SET expires = min(expires, ?) WHERE family >= ? AND family < ?", expires, signIn,
+            signIn + "/");
+    }
     void DropUserTokens(const std::string& userId) override { Run("DELETE FROM tokens WHERE userId = ?", userId); }
     void DropExpiredTokens(std::int64_t now) override { Run("DELETE FROM tokens WHERE expires < ?", now); }
 

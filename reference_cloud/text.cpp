@@ -3,6 +3,7 @@
 #include <openssl/crypto.h>
 #include <openssl/evp.h>
 
+#include <algorithm>
 #include <charconv>
 
 namespace Drive::ReferenceCloud {
@@ -98,6 +99,18 @@ bool IsUtf8(std::string_view text) {
         text.remove_prefix(length);
     }
     return true;
+}
+
+std::string Readable(std::string_view text) {
+    static constexpr std::string_view replacement = "\xEF\xBF\xBD";
+    std::string readable;
+    while (!text.empty()) {
+        char32_t value = 0;
+        const std::size_t length = Decode(text, value);
+        readable += length == 0 ? replacement : text.substr(0, length);
+        text.remove_prefix(std::max<std::size_t>(length, 1));
+    }
+    return readable;
 }
 
 std::wstring Widen(std::string_view text) {

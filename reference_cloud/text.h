@@ -23,6 +23,9 @@ std::optional<std::string> FromBase64(std::string_view text);
 /// True for well-formed UTF-8 without surrogates.
 bool IsUtf8(std::string_view text);
 
+/// The text with U+FFFD in place of each byte that is not part of well-formed UTF-8.
+std::string Readable(std::string_view text);
+
 /// Narrow to wide; a byte that is not part of well-formed UTF-8 becomes U+DC00 plus its value.
 std::wstring Widen(std::string_view text);
 

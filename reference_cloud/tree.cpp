@@ -1,7 +1,7 @@
 #include "reference_cloud/tree.h"
 
 #include <algorithm>
-#include <functional>
+#include <iterator>
 
 #include "interfaces/cloud/wire/codes.h"
 #include "reference_cloud/cloud_name.h"
@@ -64,14 +64,15 @@ void Adopt(Rows& rows, const std::string& contentId) {
     rows.PutContent(*content);
 }
 
-/// Visits the live things below a folder, parents first or last.
-void VisitBelow(Rows& rows, const std::string& folderId, bool parentsFirst,
-                const std::function<void(FileRow&)>& visit) {
-    for (FileRow& child : rows.LiveChildren(folderId)) {
-        if (parentsFirst) visit(child);
-        if (child.folder) VisitBelow(rows, child.id, parentsFirst, visit);
-        if (!parentsFirst) visit(child);
+/// The live things below a folder, parents first. Without recursion: a tree may be deeper than a thread's stack.
+std::vector<FileRow> Below(Rows& rows, const std::string& folderId) {
+    std::vector<FileRow> found = rows.LiveChildren(folderId);
+    for (std::size_t next = 0; next < found.size(); ++next) {
+        if (!found[next].folder) continue;
+        auto children = rows.LiveChildren(found[next].id);
+        std::move(children.begin(), children.end(), std::back_inserter(found));
     }
+    return found;
 }
 
 void CheckFree(Rows& rows, const std::string& parentId, const std::string& name) {
@@ -80,10 +81,10 @@ void CheckFree(Rows& rows, const std::string& parentId, const std::string& name)
 
 void ShiftBelow(Rows& rows, const FileRow& folder, int shift) {
     if (!folder.folder || shift == 0) return;
-    VisitBelow(rows, folder.id, true, [&](FileRow& file) {
+    for (FileRow& file : Below(rows, folder.id)) {
         file.depth += shift;
         rows.PutFile(file);
-    });
+    }
 }
 
 }  // namespace
@@ -211,7 +212,8 @@ void Remove(Rows& rows, const User& user, const std::string& id, std::int64_t no
         freed += gone.size;
         Save(rows, gone);
     };
-    if (file.folder) VisitBelow(rows, file.id, false, remove);
+    auto below = file.folder ? Below(rows, file.id) : std::vector<FileRow>();
+    std::for_each(below.rbegin(), below.rend(), remove);  // what a folder holds goes before it
     remove(file);
     rows.AddUsed(user.id, -freed);
 }
@@ -245,7 +247,8 @@ FileRow Restore(Rows& rows, const User& user, const std::string& id) {
 
 void CheckSpace(Rows& rows, const User& user, std::int64_t more) {
     const auto now = rows.UserById(user.id);
-    if (more > 0 && (!now || now->used + more > std::min(now->quota, user.quota))) {
+    // The sum could be beyond what a number holds: a client names any size.
+    if (more > 0 && (!now || more > std::min(now->quota, user.quota) - now->used)) {
         throw Refusal(507, Wire::kQuotaExceeded, "the cloud space is full; delete something or get more space");
     }
 }

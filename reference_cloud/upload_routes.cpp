@@ -21,6 +21,7 @@ namespace {
 
 constexpr const char* kLocalMark = "Local";  // ids that a client made up itself
 constexpr std::int64_t kLargestAttachment = 1LL << 31;
+constexpr Json::ArrayIndex kMostAttachments = 16;  // their sizes come back in every list
 
 Uploads::StartRequest ReadStart(const Json::Value& body) {
     Uploads::StartRequest start;
@@ -33,10 +34,14 @@ Uploads::StartRequest ReadStart(const Json::Value& body) {
     if (!body[Wire::kSize].isInt64()) throw Refusal(400, Wire::kBadRequest, "\"size\" must be there");
     start.size = NumberField(body, Wire::kSize, 0);
     start.sha256 = DigestField(body, Wire::kSha256, 64);
-    start.mimeType = TextField(body, Wire::kMimeType);
+    start.mimeType = ShortText(body, Wire::kMimeType);
     start.recordCursor = TextField(body, Wire::kRecordCursor);
     start.keyDigest = DigestField(body, Wire::kKeyDigest, 64);
-    for (const Json::Value& size : ArrayField(body, Wire::kAttachmentSize)) {
+    const Json::Value attachments = ArrayField(body, Wire::kAttachmentSize);
+    if (attachments.size() > kMostAttachments) {
+        throw Refusal(400, Wire::kBadRequest, "a file has at most 16 attachments");
+    }
+    for (const Json::Value& size : attachments) {
         if (!size.isInt64() || size.asInt64() < 0 || size.asInt64() >= kLargestAttachment) {
             throw Refusal(400, Wire::kBadRequest, "\"attachmentSize\" must hold byte counts");
         }

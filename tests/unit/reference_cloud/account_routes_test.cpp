@@ -1,3 +1,11 @@
+#include <algorithm>
+#include <cctype>
+#include <fstream>
+#include <set>
+#include <sstream>
+
+#include "reference_cloud/http_message.h"
+#include "reference_cloud/text.h"
 #include "tests/unit/reference_cloud/cloud_fixture.h"
 
 namespace Drive::ReferenceCloud {
@@ -120,6 +128,28 @@ TEST_F(AccountRoutes, EveryRouteOfTheServerButFiveRefusesEveryTokenThatMustNotDo
     EXPECT_TRUE(Works(token)) << "and the right one still does";
 }
 
+// REF-HTTP-20
+TEST_F(AccountRoutes, TheServerHasTheRoutesOfTheDocumentAndNoOthers) {
+    std::ifstream stream(ZELKOR_PROTOCOL_DOCUMENT);
+    std::ostringstream text;
+    text << stream.rdbuf();
+    const Json::Value paths = (*ParseJson(text.str()))["paths"];
+    std::set<std::string> documented, present;
+    for (const auto& path : paths.getMemberNames()) {
+        for (std::string method : paths[path].getMemberNames()) {
+            const Json::Value& security = paths[path][method]["security"];
+            const bool open = security.isArray() && security.empty();
+            std::transform(method.begin(), method.end(), method.begin(), ::toupper);
+            documented.insert(method + " " + path + (open ? " open" : ""));
+        }
+    }
+    for (const auto& route : Shared().server->Routes()) {
+        present.insert(route.method + " " + route.pattern + (route.access == Router::Access::open ? " open" : ""));
+    }
+    EXPECT_EQ(present, documented);
+    EXPECT_GT(present.size(), 25U);
+}
+
 // REF-ACCOUNT-06
 TEST_F(AccountRoutes, TokensEndWithTheirTime) {
     const std::string token = Login().json["accessToken"].asString();
@@ -153,6 +183,23 @@ TEST_F(AccountRoutes, LogoutRevokesBothTokens) {
     EXPECT_TRUE(Works(client.token)) << "another sign-in of the same user goes on";
 }
 
+// REF-ACCOUNT-11
+TEST_F(AccountRoutes, SigningOutEndsWhatARefreshHasLeftAliveAndNoOtherSignIn) {
+    const Answer login = Login(), elsewhere = Login();
+    const std::string old = login.json["refreshToken"].asString();
+    const Answer second = Refresh(old), third = Refresh(second.json["refreshToken"].asString());
+    ASSERT_EQ(third.status, 200);
+    TestClient signedIn(Shared().base);
+    signedIn.token = third.json["accessToken"].asString();
+    EXPECT_EQ(signedIn.Post("/v1/account/logout", Json::Value(Json::objectValue)).status, 200);
+    for (const Answer& pair : {login, second, third}) {
+        EXPECT_FALSE(Works(pair.json["accessToken"].asString()));
+        EXPECT_EQ(Refresh(pair.json["refreshToken"].asString()).status, 401) << "it would give a fresh pair";
+    }
+    EXPECT_TRUE(Works(elsewhere.json["accessToken"].asString()));
+    EXPECT_EQ(Refresh(elsewhere.json["refreshToken"].asString()).status, 200);
+}
+
 // REF-ACCOUNT-09
 TEST_F(AccountRoutes, SpaceCountsLiveBytes) {
     const std::int64_t total = client.Get("/v1/account/space").json["total"].asInt64();
@@ -178,6 +225,12 @@ TEST_F(AccountRoutes, UnknownAddressesAndMethodsAreTold) {
     EXPECT_EQ(client.Get("/v2/files").status, 404);
     EXPECT_EQ(client.Get("/v1/account/login").status, 405);
     EXPECT_EQ(client.Send("PUT", "/v1/files", "x").status, 405);
+    EXPECT_EQ(client.Send("OPTIONS", "/v1/files", "x").status, 405);
+    EXPECT_EQ(client.Send("get", "/v1/files", "x").status, 405) << "methods are told apart by case";
+    const Answer odd = client.Send("B\xffT", "/v1/files", "x");
+    EXPECT_EQ(odd.status, 405);
+    EXPECT_EQ(odd.json["errorCode"], "21004001") << "an answer is JSON, and JSON is UTF-8: " << odd.body;
+    EXPECT_TRUE(IsUtf8(odd.body));
 }
 
 }  // namespace

@@ -137,7 +137,23 @@ TEST_F(FileRoutes, BadCursorsAndLimitsAreRefused) {
     for (const char* query : {"cursor=x", "cursor=1.x.y", "cursor=1", "limit=0", "limit=x"}) {
         EXPECT_EQ(client.Get(std::string("/v1/files?") + query).status, 400) << query;
     }
+    EXPECT_EQ(client.Get("/v1/files?cursor=0.99999999999.x").status, 400);
     EXPECT_EQ(client.Get("/v1/changes?cursor=x").status, 400);
+}
+
+// REF-FILE-06
+TEST_F(FileRoutes, ACursorOfAnotherUserOrOfALaterTimeIsRefused) {
+    EmptyFile("mine");
+    const std::string own = client.Get("/v1/files").json["changeCursor"].asString();
+    const TestClient other = Shared().NewUser();
+    other.Post("/v1/folders", Body("first", other.root));
+    other.Post("/v1/folders", Body("second", other.root));
+    const Json::Value page = other.Get("/v1/files?limit=1").json;
+    EXPECT_EQ(client.Get("/v1/changes?cursor=" + own).status, 200);
+    EXPECT_EQ(client.Get("/v1/changes?cursor=" + page["changeCursor"].asString()).status, 400);
+    EXPECT_EQ(client.Get("/v1/files?cursor=" + page["nextCursor"].asString()).status, 400);
+    EXPECT_EQ(client.Get("/v1/changes?cursor=9223372036854775807").status, 400)
+        << "who goes on from there would never hear of anything";
 }
 
 // REF-FILE-07

@@ -8,6 +8,7 @@
 #include <fstream>
 
 #include "reference_cloud/http_message.h"
+#include "reference_cloud/text.h"
 #include "tests/unit/reference_cloud/temporary_folder.h"
 
 namespace Drive::ReferenceCloud {
@@ -54,6 +55,20 @@ private:
     rlimit limit_{};
     void (*before_)(int) = nullptr;
 };
+
+// REF-JOURNAL-07
+TEST_F(JournalTest, EveryLineIsReadableWhateverWasAskedFor) {
+    Journal journal(folder_.Path() / "journal");
+    JournalEntry entry = Entry("/a\xff\n\"b");
+    entry.method = "G\xfeT", entry.range = "\xc3", entry.contentRange = "\x80";
+    journal.Write(entry);
+    std::ifstream stream(folder_.Path() / "journal");
+    std::string line;
+    ASSERT_TRUE(std::getline(stream, line));
+    EXPECT_TRUE(IsUtf8(line)) << line;
+    EXPECT_EQ((*ParseJson(line))["path"], "/a\xef\xbf\xbd\n\"b");
+    EXPECT_FALSE(std::getline(stream, line)) << "a line feed that was asked for makes no line";
+}
 
 // REF-JOURNAL-03
 TEST_F(JournalTest, LinesAreWrittenAgainWhenTheDiskHasSpaceAgain) {

@@ -149,6 +149,13 @@ TEST_F(ProcessTest, UsersAreAddedChangedAndListed) {
     EXPECT_EQ(Run({"user", "add", "--data", data_, "eve", "--password", "visible"}), 1);
     StartServer();
     client_.Login("anna", "secret");
+    EXPECT_EQ(Run({"user", "add", "--data", data_, "max", "--password-file", folder_.Path() / "password",
+                   "--upload-type", "default"}),
+              0)
+        << Text("err");
+    TestClient usual(client_.base);
+    usual.Login("max", "secret");
+    EXPECT_EQ(usual.Post("/v1/uploads/start", SampleUpload("abc").Start(usual)).json["uploadType"], "client");
     std::ofstream(folder_.Path() / "new") << "other\n";
     EXPECT_EQ(Run({"user", "set", "--data", data_, "anna", "--password-file", folder_.Path() / "new", "--quota", "7",
                    "--upload-type", "server"}),

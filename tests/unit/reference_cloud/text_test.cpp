@@ -33,6 +33,17 @@ TEST(Text, KnowsWellFormedUtf8) {
 }
 
 // REF-HTTP-19
+TEST(Text, MakesAnyTextReadable) {
+    EXPECT_EQ(Readable("a\xc3\xa4"), "a\xc3\xa4");
+    EXPECT_EQ(Readable("\xff"
+                       "a\xc3"),
+              "\xef\xbf\xbd"
+              "a\xef\xbf\xbd");
+    EXPECT_EQ(Readable("\xed\xb0\x80"), "\xef\xbf\xbd\xef\xbf\xbd\xef\xbf\xbd");
+    EXPECT_EQ(Readable(""), "");
+}
+
+// REF-HTTP-19
 TEST(Text, ReadsOnlyWholeDecimalNumbers) {
     EXPECT_EQ(ParseNumber("0"), 0);
     EXPECT_EQ(ParseNumber("9223372036854775807"), 9223372036854775807LL);

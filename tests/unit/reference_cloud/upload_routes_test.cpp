@@ -25,6 +25,14 @@ protected:
     SampleUpload sample_{RandomText(3000)};
 };
 
+/// The body as text, with these very bytes as the value of the last field of this name.
+std::string WithBytes(const Json::Value& body, const std::string& name, const std::string& bytes) {
+    std::string text = JsonText(body);
+    const std::string head = "\"" + name + "\":\"";
+    const std::size_t at = text.rfind(head) + head.size();
+    return text.replace(at, text.find('"', at) - at, bytes);
+}
+
 // REF-UPLOAD-01
 TEST_F(UploadRoutes, TheStartPlansOneObjectASliceAndOneForTheAttachments) {
     sample_.attachments = {100, 333};
@@ -231,10 +239,48 @@ TEST_F(UploadRoutes, TheStartRefusesBodiesThatAreNotRight) {
     Json::Value negative(Json::arrayValue);
     negative.append(-5);
     ExpectRefusal(with("attachmentSize", negative), 400, "21004001");
+    Json::Value many(Json::arrayValue);
+    for (int index = 0; index < 17; ++index) many.append(1);
+    ExpectRefusal(with("attachmentSize", many), 400, "21004001");
+    ExpectRefusal(with("mimeType", std::string(1025, 'm')), 400, "21004001");
     TestClient roomy = Shared().NewUser(std::int64_t{1} << 50);
     Json::Value huge = sample_.Start(roomy);
     huge["size"] = Json::Int64(1) << 40;
     ExpectRefusal(roomy.Post("/v1/uploads/start", huge), 413, "21004131");
+}
+
+// REF-UPLOAD-06
+TEST_F(UploadRoutes, TheStartRefusesASizeThatNoSpaceHoldsHoweverItIsSent) {
+    UploadEncrypted(client, SampleUpload(RandomText(100), "first"));  // so that the sum would be beyond all numbers
+    for (const char* name : {"huge.bin", "huge.plain"}) {
+        Json::Value body = sample_.Start(client);
+        body["fileName"] = name;
+        for (const std::int64_t size : {std::numeric_limits<std::int64_t>::max(), std::int64_t{1} << 62}) {
+            body["size"] = Json::Int64(size);
+            ExpectRefusal(client.Post("/v1/uploads/start", body), 507, "21004913");
+        }
+        body["size"] = Json::UInt64(1) << 63;
+        ExpectRefusal(client.Post("/v1/uploads/start", body), 400, "21004001");
+    }
+}
+
+// REF-UPLOAD-29
+TEST_F(UploadRoutes, TextsThatAreKeptAreShortAndInUtf8) {
+    const Json::Value start = sample_.Start(client);
+    ExpectRefusal(client.Post("/v1/uploads/start", WithBytes(start, "mimeType", "text/\xff")), 400, "21004001");
+    const Answer plan = client.Post("/v1/uploads/start", start);
+    SendObjects(client, plan.json);
+    const Json::Value good = sample_.Completion(client, plan.json);
+    const auto refuses = [&](const char* name, const std::string& bytes) {
+        ExpectRefusal(client.Post("/v1/uploads/create-complete", WithBytes(good, name, bytes)), 400, "21004001");
+    };
+    for (const char* name : {"efek", "keyUid", "encryptAlgorithm", "mimeType"}) {
+        refuses(name, std::string(1025, 'x'));
+        refuses(name, "a\xff");
+        refuses(name, "a\\udc00");
+    }
+    EXPECT_EQ(client.Post("/v1/uploads/create-complete", good).status, 200);
+    EXPECT_EQ(client.Get("/v1/files").json["items"].size(), 1U) << "one odd byte would make the whole list unreadable";
 }
 
 // REF-UPLOAD-08
