@@ -8,7 +8,6 @@ namespace Drive::SQLiteDB {
 
 namespace {
 
-constexpr std::chrono::seconds kMostWaiting{10};
 constexpr std::chrono::milliseconds kLookAgain{1};
 /// Update statements differ by their set of columns; far fewer than this are ever in use.
 constexpr std::size_t kMostStatements = 200;
@@ -76,7 +75,7 @@ int Connection::WaitForOthers(void* self, int attempt) {
     auto* connection = static_cast<Connection*>(self);
     const auto now = std::chrono::steady_clock::now();
     if (attempt == 0) connection->waitingSince = now;
-    if (now - connection->waitingSince > kMostWaiting) return 0;
+    if (now - connection->waitingSince > kMostWaiting || now > connection->waitUntil) return 0;
     std::this_thread::sleep_for(kLookAgain);
     return 1;
 }

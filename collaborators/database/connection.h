@@ -11,6 +11,9 @@
 /// a mutex. Throws SQLite::Exception.
 namespace Drive::SQLiteDB {
 
+/// The longest time for which an operation waits for another program that holds the file.
+inline constexpr std::chrono::seconds kMostWaiting{10};
+
 /// A statement from the connection's store, or one of its own when the store is full; reset when this goes, so that it
 /// holds no snapshot of the file.
 class KeptStatement {
@@ -50,6 +53,9 @@ public:
     /// Closing folds the write-ahead log in from now on: the file is known to be sound and ours.
     void FoldInOnClose();
 
+    /// Others who hold the file are waited for until then at most, and never longer than ten seconds.
+    void WaitUntil(std::chrono::steady_clock::time_point time) { waitUntil = time; }
+
     /// Runs a text without results.
     void Execute(const std::string& text);
 
@@ -76,6 +82,7 @@ private:
     Permission permission = Permission::Everything;
     bool wroteTasks = false;
     std::chrono::steady_clock::time_point waitingSince;
+    std::chrono::steady_clock::time_point waitUntil = std::chrono::steady_clock::time_point::max();
 };
 
 /// Sets the permission for the life of this object.

@@ -2,12 +2,24 @@
 
 #include <sqlite3.h>
 
+#include <algorithm>
+
 #include "collaborators/database/clean_end.h"
 #include "collaborators/database/failure_text.h"
 #include "collaborators/database/open_steps.h"
 #include "interfaces/logging/sync_panel_log.h"
 
 namespace Drive::SQLiteDB {
+
+namespace {
+
+/// The end of a program waits no longer for readers: the log is folded in by the next one.
+constexpr std::chrono::seconds kMostWaitingAtEnd{1};
+
+/// What an operation may still wait for the file when it has waited for its turn already.
+constexpr std::chrono::milliseconds kLeastWaiting{100};
+
+}  // namespace
 
 Core& Core::Get() {
     static Core* const core = new Core;
@@ -28,6 +40,7 @@ OpenResult Core::Open(const std::wstring& folder) {
         transfers = {};
         thumbnails = {};
         WatchTaskRows(*opened.writer, transfers, thumbnails);
+        log.Watch(*opened.writer);
         reader = std::make_unique<Connection>(opened.path, true);
         writer = std::move(opened.writer);
         path = opened.path;
@@ -65,6 +78,7 @@ void Core::Close() {
     reader.reset();
     if (writer) {
         try {
+            writer->WaitUntil(std::chrono::steady_clock::now() + kMostWaitingAtEnd);
             writer->Execute("PRAGMA wal_checkpoint(TRUNCATE)");
         } catch (const std::exception&) {
             // The log file stays beside the database and is folded in when it is opened next.
@@ -78,13 +92,17 @@ void Core::Close() {
 }
 
 bool Core::Write(const char* operation, const Work& work, Durability durability) {
+    const auto asked = std::chrono::steady_clock::now();
     const std::lock_guard guard(writing);
     if (!writer) return false;
+    // Were each to wait its ten seconds after the others', the last of many would wait for minutes.
+    writer->WaitUntil(std::max(asked + kMostWaiting, std::chrono::steady_clock::now() + kLeastWaiting));
     try {
         Commit(work, durability);
         transfers.Commit();
         thumbnails.Commit();
         CountTransferTasks();
+        FoldIn();
         return true;
     } catch (...) {
         transfers.RollBack();
@@ -116,6 +134,15 @@ void Core::CountTransferTasks() {
     } catch (const std::exception&) {
         Report("count the transfer tasks");
     }
+}
+
+/// What was committed stands whatever happens here.
+void Core::FoldIn() noexcept try {
+    const std::string trouble = log.FoldIn(*writer);
+    if (trouble.empty()) return;
+    SyncPanelLog::WriteErrorLog("DataBase", "SQLiteDB", "The write-ahead log of the database " + path + trouble);
+} catch (const std::exception&) {
+    return;
 }
 
 bool Core::Hand(const char* operation, const Work& work) {

@@ -10,6 +10,7 @@
 #include "collaborators/database/connection.h"
 #include "collaborators/database/folder_lock.h"
 #include "collaborators/database/leases.h"
+#include "collaborators/database/write_ahead_log.h"
 #include "interfaces/database/sync_rows.h"
 
 namespace Drive::SQLiteDB {
@@ -59,10 +60,12 @@ private:
     void Commit(const Work& work, Durability durability);
     void Durable(Durability durability);
     void CountTransferTasks();
+    void FoldIn() noexcept;
     void Report(const char* operation) const;
 
     // Guarded by `writing`.
     std::mutex writing;
+    WriteAheadLog log;
     std::unique_ptr<Connection> writer;
     FolderLock lock;
     TaskLeases transfers;

@@ -2,6 +2,9 @@
 
 #include <sqlite3.h>
 
+#include <array>
+#include <fstream>
+
 #include "collaborators/database/clean_end.h"
 #include "collaborators/database/failure_text.h"
 #include "collaborators/database/refusals.h"
@@ -52,7 +55,6 @@ void SetUp(Connection& connection) {
     connection.Execute("PRAGMA synchronous = FULL");
     connection.Execute("PRAGMA recursive_triggers = ON");
     connection.Execute("PRAGMA secure_delete = FAST");
-    connection.Execute("PRAGMA wal_autocheckpoint = 1000");
     connection.Execute("PRAGMA journal_size_limit = 16777216");
 }
 
@@ -90,13 +92,37 @@ OpenedFile Rebuild(const std::filesystem::path& path) {
     return opened;
 }
 
+/// 0 for what is not there. What cannot be looked at is no empty file, or a healthy database would be moved aside.
 std::uintmax_t SizeOf(const std::filesystem::path& path) {
-    std::error_code none;
-    const auto size = std::filesystem::file_size(path, none);
-    return none ? 0 : size;
+    std::error_code failure;
+    const auto size = std::filesystem::file_size(path, failure);
+    if (!failure) return size;
+    if (failure == std::errc::no_such_file_or_directory) return 0;
+    throw std::filesystem::filesystem_error("cannot look at the file", path, failure);
 }
 
 bool HoldsSomething(const std::filesystem::path& path) { return SizeOf(path) > 0; }
+
+void RequireReadable(const std::filesystem::path& path) {
+    if (!HoldsSomething(path)) return;
+    std::ifstream file(path, std::ios::binary);
+    std::array<char, 65536> block;
+    while (file.read(block.data(), block.size())) continue;
+    if (!file.is_open() || file.bad()) throw SQLite::Exception("not all of it can be read", SQLITE_IOERR);
+}
+
+/// SQLite tells what the disk did not give it as damage, too. So the file is looked at once more, and only what was
+/// read whole and is still found to be damaged counts as that.
+OpenedFile OpenAgainOrRebuild(const std::filesystem::path& path, bool existed) {
+    RequireReadable(path);
+    RequireReadable(path.string() + "-wal");
+    try {
+        return OpenChecked(path, existed, 0);
+    } catch (const SQLite::Exception& error) {
+        if (!MeansDamage(error.getErrorCode())) throw;
+    }
+    return Rebuild(path);
+}
 
 OpenedFile OpenOrRebuild(const std::filesystem::path& path) {
     const bool existed = HoldsSomething(path);
@@ -110,7 +136,7 @@ OpenedFile OpenOrRebuild(const std::filesystem::path& path) {
     } catch (const SQLite::Exception& error) {
         if (!MeansDamage(error.getErrorCode())) throw;
     }
-    return Rebuild(path);
+    return OpenAgainOrRebuild(path, existed);
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
-#include <sqlite3.h>
+#include <algorithm>
 
+#include "interfaces/logging/log_settings.h"
 #include "tests/fault/database/faulty_disk.h"
 #include "tests/fault/database/scenario.h"
 
@@ -22,35 +23,36 @@ std::string NameOf(const Fault& fault) {
 
 void PrintTo(const Fault& fault, std::ostream* out) { *out << NameOf(fault); }
 
-/// Runs the steps and gives the rows that the operations which answered true must have left.
-Rows RunSteps(const std::vector<Step>& steps) {
-    Rows expected;
-    for (const Step& step : steps) {
-        if (step.run()) step.effect(expected);
-    }
-    return expected;
-}
-
-std::string IntegrityOf(const std::filesystem::path& file) {
-    sqlite3* raw = nullptr;
-    std::string answer;
-    sqlite3_open(file.c_str(), &raw);
-    sqlite3_exec(
-        raw, "PRAGMA integrity_check",
-        [](void* into, int, char** values, char**) {
-            *static_cast<std::string*>(into) += values[0];
-            return 0;
-        },
-        &answer, nullptr);
-    sqlite3_close(raw);
-    return answer;
-}
-
 class EveryNthFailure : public testing::TestWithParam<Fault> {
 protected:
+    void SetUp() override {
+        Logging::SetTextSink([this](const Logging::TextRecord& record) { lines.push_back(record); });
+    }
     void TearDown() override {
         FaultyDisk::Get().Heal();
+        Logging::SetTextSink({});
         SQLiteDB::CloseDatabase();
+    }
+
+    /// Runs the steps and gives the rows that the operations which answered true must have left.
+    Rows RunSteps(const std::vector<Step>& steps, bool isOpen) {
+        Rows expected;
+        for (const Step& step : steps) {
+            lines.clear();
+            if (step.run()) {
+                step.effect(expected);
+            } else if (isOpen) {
+                EXPECT_TRUE(IsTold()) << step.name << " failed without a word";
+            }
+        }
+        return expected;
+    }
+
+    bool IsTold() const {
+        return std::any_of(lines.begin(), lines.end(), [](const Logging::TextRecord& line) {
+            return line.level == Logging::Level::Error && line.text.starts_with("Could not ") &&
+                   line.text.find("transfer.db") != std::string::npos;
+        });
     }
 
     /// One life with a fault at the Nth call. Answers whether there was one.
@@ -59,7 +61,7 @@ protected:
         FaultyDisk& disk = FaultyDisk::Get();
         disk.FailNth(nth, GetParam().lasting, GetParam().kind);
         const auto opened = SQLiteDB::OpenDatabase(folder.Wide());
-        const Rows expected = RunSteps(GetParam().Life());
+        const Rows expected = RunSteps(GetParam().Life(), opened.ok());
         const bool injected = disk.Heal();
         EXPECT_NE(opened.outcome, OpenOutcome::Rebuilt) << "a failing disk is no damage";
         if (opened.ok()) {
@@ -74,6 +76,8 @@ protected:
         EXPECT_EQ(IntegrityOf(folder.Database()), "ok");
         return injected;
     }
+
+    std::vector<Logging::TextRecord> lines;
 };
 
 // DB-FAIL-06

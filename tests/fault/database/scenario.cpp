@@ -1,5 +1,7 @@
 #include "tests/fault/database/scenario.h"
 
+#include <sqlite3.h>
+
 namespace Drive::Testing {
 
 namespace {
@@ -137,6 +139,21 @@ Rows ReadRows() {
     return rows;
 }
 
+std::string IntegrityOf(const std::filesystem::path& file) {
+    sqlite3* raw = nullptr;
+    std::string answer;
+    sqlite3_open(file.c_str(), &raw);
+    sqlite3_exec(
+        raw, "PRAGMA integrity_check",
+        [](void* into, int, char** values, char**) {
+            *static_cast<std::string*>(into) += values[0];
+            return 0;
+        },
+        &answer, nullptr);
+    sqlite3_close(raw);
+    return answer;
+}
+
 const std::vector<Step>& Steps() {
     static const std::vector<Step> steps = {
         Put(L"down", 21, 1),
@@ -167,9 +184,16 @@ const std::vector<Step>& Steps() {
 
 const std::vector<Step>& FirstSteps() {
     static const std::vector<Step> steps = {
-        Put(L"down", 21, 1),          Put(L"Local", 11, 2),     Claim(L"down", 22),
-        Position(L"down", 1, 40),     Finish(L"down"),          DeleteTask(L"down", 1),
-        Renumber(L"Local", L"cloud"), Position(L"Local", 2, 0), Fetch(L"down"),
+        Put(L"down", 21, 1),
+        Put(L"Local", 11, 2),
+        Claim(L"down", 22),
+        Position(L"down", 1, 40),
+        Finish(L"down"),
+        DeleteTask(L"down", 1),
+        Renumber(L"Local", L"cloud"),
+        Position(L"Local", 2, 0),
+        Fetch(L"down"),
+        RaiseAll(),
     };
     return steps;
 }

@@ -34,6 +34,9 @@ struct Rows {
 /// The rows as the open database gives them.
 Rows ReadRows();
 
+/// What the file's own check says of it: "ok".
+std::string IntegrityOf(const std::filesystem::path& file);
+
 /// One operation of the database and what it does to the rows.
 struct Step {
     std::string name;

@@ -133,5 +133,24 @@ TEST_F(HeldLock, FailsAWriteAfterTheBusyTimeoutAndNothingIsLost) {
               L"after,kept");
 }
 
+// DB-FAIL-15
+TEST_F(HeldLock, KeepsManyWritersNoLongerThanOne) {
+    sqlite3* other = nullptr;
+    ASSERT_EQ(sqlite3_open(folder.Database().c_str(), &other), SQLITE_OK);
+    ASSERT_EQ(sqlite3_exec(other, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr), SQLITE_OK);
+    std::vector<std::thread> writers;
+    Stopwatch waiting;
+    waiting.Time([&] {
+        for (int number = 0; number < 8; ++number) {
+            writers.emplace_back([] { EXPECT_FALSE(SyncRows::PutFile(File(L"refused", 1))); });
+        }
+        for (std::thread& writer : writers) writer.join();
+    });
+    EXPECT_LT(waiting.Longest(), 2 * kBusySeconds);
+    ASSERT_EQ(sqlite3_exec(other, "COMMIT", nullptr, nullptr, nullptr), SQLITE_OK);
+    sqlite3_close(other);
+    EXPECT_TRUE(SyncRows::PutFile(File(L"after", 1)));
+}
+
 }  // namespace
 }  // namespace Drive::Testing
