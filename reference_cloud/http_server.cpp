@@ -13,6 +13,7 @@
 #include <cstring>
 #include <iostream>
 #include <mutex>
+#include <set>
 #include <stdexcept>
 
 #include "interfaces/cloud/wire/codes.h"
@@ -43,10 +44,27 @@ std::string Lower(std::string text) {
     return text;
 }
 
+/// Headers that decide where a request ends, who asks, and for what: two readers must never see two of them.
+bool IsSingle(const std::string& lowerName) {
+    static const std::set<std::string> single = {
+        "authorization", "content-length", "content-md5", "content-range",     "content-type",
+        "expect",        "host",           "range",       "transfer-encoding", "x-object-sha256",
+    };
+    return single.count(lowerName) != 0;
+}
+
+struct CollectedHeaders {
+    std::map<std::string, std::string>& map;
+    bool ambiguous = false;
+};
+
 MHD_Result CollectHeader(void* target, MHD_ValueKind, const char* key, std::size_t keyLength, const char* value,
                          std::size_t valueLength) {
-    auto& map = *static_cast<std::map<std::string, std::string>*>(target);
-    map[Lower({key, keyLength})] = value ? std::string(value, valueLength) : std::string();
+    auto& collected = *static_cast<CollectedHeaders*>(target);
+    const std::string name = Lower({key, keyLength});
+    const bool twice = collected.map.count(name) != 0 && IsSingle(name);
+    if (twice || name.find_first_of(" \t\r\n") != std::string::npos) collected.ambiguous = true;
+    collected.map[name] = value ? std::string(value, valueLength) : std::string();
     return MHD_YES;
 }
 
@@ -168,6 +186,7 @@ struct Exchange {
     bool answered = false;
     bool cutOnPurpose = false;
     bool keepsBody = false;  ///< the request's body goes into the journal
+    bool ambiguous = false;  ///< its headers can be read in more than one way; nothing behind it is read
 };
 
 }  // namespace
@@ -248,7 +267,10 @@ void HttpServer::Impl::ReadRequest(MHD_Connection* connection, Exchange& exchang
     Request& request = exchange.request;
     request.method = method;
     request.path = url;
-    MHD_get_connection_values_n(connection, MHD_HEADER_KIND, CollectHeader, &request.headers);
+    CollectedHeaders collected{request.headers};
+    MHD_get_connection_values_n(connection, MHD_HEADER_KIND, CollectHeader, &collected);
+    const bool twoLengths = request.headers.count("content-length") != 0 && request.headers.count("transfer-encoding");
+    exchange.ambiguous = collected.ambiguous || twoLengths;
     MHD_get_connection_values_n(connection, MHD_GET_ARGUMENT_KIND, CollectQuery, &request.query);
     request.contentLength = ParseNumber(request.Header("content-length")).value_or(-1);
     request.baseUrl = BaseUrl(request);
@@ -279,6 +301,10 @@ MHD_Result HttpServer::Impl::Begin(MHD_Connection* connection, const char* url, 
     ReadRequest(connection, *exchange, url, method);
     if (const auto warning = scenario_.Reload(false)) std::cerr << "zelkor-cloud: " << *warning << std::endl;
     try {
+        if (exchange->ambiguous) {
+            throw Refusal(400, Wire::kBadRequest,
+                          "the request can be read in more than one way; send each header once");
+        }
         exchange->handler = dispatch_(exchange->request);
     } catch (const Refusal& refusal) {
         exchange->early = FromRefusal(refusal);
@@ -295,8 +321,8 @@ MHD_Result HttpServer::Impl::Begin(MHD_Connection* connection, const char* url, 
         if ((what.status != 0 || what.drop) && !what.afterWork) exchange->handler.reset();
     }
     // Nobody should send a long body, or wait for leave to send it, for a refusal.
-    const bool hopeless = exchange->early &&
-                          (!exchange->request.Header("expect").empty() || exchange->request.contentLength > kDrainBody);
+    const bool hopeless = exchange->early && (exchange->ambiguous || !exchange->request.Header("expect").empty() ||
+                                              exchange->request.contentLength > kDrainBody);
     return hopeless ? Finish(connection, *exchange) : MHD_YES;
 }
 
@@ -395,7 +421,7 @@ MHD_Result HttpServer::Impl::Send(MHD_Connection* connection, Exchange& exchange
     }
     if (answer == nullptr) return MHD_NO;
     for (const auto& [name, value] : response.headers) MHD_add_response_header(answer, name.c_str(), value.c_str());
-    if (stopping_) MHD_add_response_header(answer, "Connection", "close");
+    if (stopping_ || exchange.ambiguous) MHD_add_response_header(answer, "Connection", "close");
     exchange.journal.status = response.status;
     exchange.answered = true;
     const MHD_Result result = MHD_queue_response(connection, static_cast<unsigned>(response.status), answer);

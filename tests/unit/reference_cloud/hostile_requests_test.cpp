@@ -70,6 +70,33 @@ TEST_F(HostileRequests, WhatIsNoRequestIsRefusedOrEndsTheConnection) {
     ExpectSound();
 }
 
+// REF-HTTP-21
+TEST_F(HostileRequests, ARequestThatCanBeReadInTwoWaysIsRefusedAndNothingBehindItIsRead) {
+    const std::string next = "GET /health HTTP/1.1\r\nHost: x\r\n\r\n";
+    const std::string head = "POST /v1/folders HTTP/1.1\r\n" + Bearer();
+    const std::string requests[] = {
+        head + "Content-Length: 2\r\nContent-Length: 40\r\n\r\n{}" + next,
+        head + "Content-Length: 40\r\nContent-Length: 2\r\n\r\n{}" + next,
+        head + "Content-Length: 2\r\nContent-Length: 2\r\n\r\n{}" + next,
+        head + "Content-Length: 5\r\nTransfer-Encoding: chunked\r\n\r\n0\r\n\r\n" + next,
+        head + "Transfer-Encoding: chunked\r\nContent-Length: 5\r\n\r\n0\r\n\r\n" + next,
+        head + "Transfer-Encoding: chunked\r\nTransfer-Encoding: identity\r\n\r\n0\r\n\r\n" + next,
+        head + "Content-Length : 2\r\n\r\n{}" + next,
+        head + "Authorization: Bearer another\r\n\r\n" + next,
+        "GET /v1/account/space HTTP/1.1\r\nAuthorization: Bearer another\r\n" + Bearer() + "\r\n" + next,
+        "GET /health HTTP/1.1\r\nHost: x\r\nHost: y\r\n\r\n" + next,
+        "GET /health HTTP/1.1\r\nHost: x\r\nRange: bytes=0-1\r\nRange: bytes=2-3\r\n\r\n" + next};
+    for (const std::string& request : requests) {
+        RawConnection connection = Connect();
+        ASSERT_TRUE(connection.Send(request));
+        const std::string answers = connection.Read();
+        EXPECT_TRUE(connection.Ends(0)) << request;
+        EXPECT_EQ(answers.rfind("HTTP/1.1 400", 0), 0U) << request << "\n" << answers;
+        EXPECT_EQ(RawConnection::CountOf(answers, "HTTP/1.1 "), 1) << request << "\n" << answers;
+    }
+    ExpectSound();
+}
+
 // REF-HTTP-13
 TEST_F(HostileRequests, RequestsSentAheadAreAnsweredInTheirOrder) {
     RawConnection connection = Connect();
