@@ -19,11 +19,14 @@ namespace {
 constexpr int kPageSize = 1000;
 /// More than any account holds: a cloud that goes on for ever must not take all memory.
 constexpr std::size_t kMostFiles = 20'000'000;
+/// One after the other without an entry; a change feed may have a few where all that changed is gone again.
+constexpr int kMostEmptyPages = 1000;
 
 struct Pages {
     std::vector<CloudFile> files;
     std::wstring firstChangeCursor;
     std::wstring lastChangeCursor;
+    int emptyInARow = 0;
 };
 
 CallOutcome FailedInside() {
@@ -48,12 +51,14 @@ bool ReadPage(const char* call, const ControlAnswer& answer, Pages& pages, std::
     if (pages.firstChangeCursor.empty()) pages.firstChangeCursor = change;
     if (!change.empty()) pages.lastChangeCursor = change;
     if (!fields.Has(Wire::kItems)) return false;
-    for (const Json::Value* element : fields.Elements(Wire::kItems)) {
+    const auto elements = fields.Elements(Wire::kItems);
+    pages.emptyInARow = elements.empty() ? pages.emptyInARow + 1 : 0;
+    for (const Json::Value* element : elements) {
         CloudFile file;
         if (!ReadCloudFile(*element, call, file)) return false;
         pages.files.push_back(std::move(file));
     }
-    return fields.Sound() && pages.files.size() <= kMostFiles;
+    return fields.Sound() && pages.files.size() <= kMostFiles && pages.emptyInARow <= kMostEmptyPages;
 }
 
 CallOutcome FetchPages(const char* call, const char* route, std::wstring cursor, Pages& pages) {
@@ -63,7 +68,8 @@ CallOutcome FetchPages(const char* call, const char* route, std::wstring cursor,
         if (!answer.ok) return OutcomeOf(answer);
         std::wstring next;
         if (!ReadPage(call, answer, pages, next) || !seen.insert(cursor).second) {
-            RefuseAnswer(call, answer, L"a page of the list is damaged or comes again and again");
+            RefuseAnswer(call, answer,
+                         L"a page of the list is damaged or comes again and again, or the list has no end");
             return OutcomeOf(answer);
         }
         if (next.empty()) return OutcomeOf(answer);

@@ -93,9 +93,11 @@ std::string AddressForLog(const std::string& address) {
     const std::size_t begin = AuthorityBegin(address);
     if (begin == std::string::npos) return "(no address)";
     const std::size_t path = address.find_first_of("/?#", begin);
-    if (path == std::string::npos || address[path] != '/') return address.substr(0, path);
-    const std::size_t end = address.find_first_of("/?#", path + 1);
-    return address.substr(0, end);
+    const bool hasPath = path != std::string::npos && address[path] == '/';
+    const std::size_t end = hasPath ? address.find_first_of("/?#", path + 1) : path;
+    const std::size_t user = address.substr(0, path).rfind('@');
+    if (user == std::string::npos || user < begin) return address.substr(0, end);
+    return address.substr(0, begin) + address.substr(user + 1, end == std::string::npos ? end : end - user - 1);
 }
 
 }  // namespace Drive::Cloud

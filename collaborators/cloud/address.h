@@ -20,7 +20,8 @@ std::string HostOf(const std::string& address);
 bool IsHttps(const std::string& address);
 bool IsLoopbackHost(const std::string& host);
 
-/// Scheme, host and the first path segment: enough to find the place, without signatures and session names.
+/// Scheme, host and the first path segment: enough to find the place, without signatures, session names and the name
+/// and password of a user.
 std::string AddressForLog(const std::string& address);
 
 }  // namespace Drive::Cloud

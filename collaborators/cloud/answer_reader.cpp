@@ -1,8 +1,10 @@
 #include "collaborators/cloud/answer_reader.h"
 
+#include <algorithm>
 #include <charconv>
 #include <exception>
 
+#include "collaborators/cloud/failure_text.h"
 #include "collaborators/cloud/file_counters.h"
 #include "collaborators/cloud/header_list.h"
 #include "collaborators/cloud/process_state.h"
@@ -15,7 +17,7 @@ namespace {
 
 constexpr std::size_t kMostHeadBytes = 256 * 1024;
 /// An unwanted body is read to its end up to here, so that the connection can be kept.
-constexpr std::size_t kDrainedBytes = 64 * 1024;
+constexpr std::int64_t kDrainedBytes = 64 * 1024;
 
 std::string Trimmed(const std::string& text) {
     const std::size_t begin = text.find_first_not_of(" \t\r\n");
@@ -39,12 +41,19 @@ bool ParseLength(const std::string& text, std::int64_t& length) {
 }  // namespace
 
 AnswerReader::AnswerReader(const HttpRequest& request, BodySink* sink, std::int64_t bytesPerSecond)
-    : answerLimit(request.answerLimit), sink(sink), file(request.file), bytesPerSecond(bytesPerSecond) {}
+    : answerLimit(request.answerLimit),
+      sink(sink),
+      file(request.file),
+      bytesPerSecond(bytesPerSecond),
+      unhurried(request.unhurried),
+      download(request.download) {}
 
-void AnswerReader::Fail(HttpFailure failure, const std::string& message) {
+void AnswerReader::Fail(HttpFailure failure, const std::string& message, const std::string& advice) {
     if (answer.failure != HttpFailure::None) return;
+    const bool strange = failure == HttpFailure::BadAnswer || failure == HttpFailure::TooLarge;
     answer.failure = failure;
     answer.message = message;
+    answer.advice = advice.empty() && strange ? kStrangerAdvice : advice;
 }
 
 bool AnswerReader::TakeHeaderLine(const std::string& line) {
@@ -76,11 +85,11 @@ bool AnswerReader::EndHead() {
     for (const auto& [name, value] : answer.headers) {
         if (!EqualsIgnoringCase(name, "Content-Length")) continue;
         std::int64_t length = 0;
-        if (!ParseLength(value, length) || (declared >= 0 && declared != length)) {
+        if (!ParseLength(value, length) || (answer.declaredLength >= 0 && answer.declaredLength != length)) {
             Fail(HttpFailure::BadAnswer, "the answer's Content-Length cannot be read");
             return false;
         }
-        declared = length;
+        answer.declaredLength = length;
     }
     return true;
 }
@@ -89,7 +98,8 @@ bool AnswerReader::BeginBody() {
     if (begun) return true;
     begun = true;
     wanted = sink != nullptr && sink->Begin(answer);
-    if (sink == nullptr && declared >= 0 && static_cast<std::uint64_t>(declared) > answerLimit) {
+    if (sink == nullptr && answer.declaredLength >= 0 &&
+        static_cast<std::uint64_t>(answer.declaredLength) > answerLimit) {
         Fail(HttpFailure::TooLarge, "the answer is longer than " + std::to_string(answerLimit) + " bytes");
         return false;
     }
@@ -99,7 +109,7 @@ bool AnswerReader::BeginBody() {
 bool AnswerReader::Keep(const unsigned char* data, std::size_t size) {
     const bool fits = size <= answerLimit && answer.body.size() <= answerLimit - size;
     if (fits) answer.body.append(reinterpret_cast<const char*>(data), size);
-    if (sink != nullptr) return arrived <= static_cast<std::int64_t>(kDrainedBytes);
+    if (sink != nullptr) return std::max(arrived, answer.declaredLength) <= kDrainedBytes;
     if (!fits) Fail(HttpFailure::TooLarge, "the answer is longer than " + std::to_string(answerLimit) + " bytes");
     return fits;
 }
@@ -109,7 +119,9 @@ bool AnswerReader::TakeBody(const unsigned char* data, std::size_t size) {
     if (file) file->received.fetch_add(size, std::memory_order_relaxed);
     if (!BeginBody()) return false;
     arrived += static_cast<std::int64_t>(size);
-    if (!DownloadRate().Take(static_cast<std::int64_t>(size), bytesPerSecond)) {
+    if (!unhurried) {
+        DownloadRate().Charge(static_cast<std::int64_t>(size), bytesPerSecond);
+    } else if (!DownloadRate().Take(static_cast<std::int64_t>(size), bytesPerSecond, download)) {
         Fail(HttpFailure::Aborted, "the transfer was ended because the program stops");
         return false;
     }
@@ -133,7 +145,7 @@ void AnswerReader::Finish() {
         return;
     }
     BeginBody();
-    if (declared >= 0 && arrived < declared && wanted) {
+    if (answer.declaredLength >= 0 && arrived < answer.declaredLength && wanted) {
         Fail(HttpFailure::Connection, "the answer ended before its announced length");
     }
 }

@@ -26,7 +26,7 @@ public:
     bool HeadDone() const { return headDone; }
     /// The body is on its way to the sink.
     bool Delivers() const { return wanted; }
-    void Fail(HttpFailure failure, const std::string& message);
+    void Fail(HttpFailure failure, const std::string& message, const std::string& advice = {});
 
     HttpAnswer& Answer() { return answer; }
 
@@ -39,9 +39,10 @@ private:
     BodySink* const sink;
     const std::shared_ptr<FileCount> file;
     const std::int64_t bytesPerSecond;
+    const bool unhurried;
+    const bool download;
     HttpAnswer answer;
     std::size_t headBytes = 0;
-    std::int64_t declared = -1;  ///< Content-Length, -1: not told
     std::int64_t arrived = 0;
     bool headDone = false;
     bool begun = false;

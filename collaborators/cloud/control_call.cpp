@@ -57,6 +57,7 @@ HttpAnswer Send(const ControlRequest& control) {
     if (http.url.empty()) {
         answer.failure = HttpFailure::BadRequest;
         answer.message = "no usable address of the cloud is configured";
+        answer.advice = "Configure one that begins with http:// or https:// and has no name and password in it";
         return answer;
     }
     const std::string body = control.body.isNull() ? std::string() : WriteJson(control.body);
@@ -64,6 +65,7 @@ HttpAnswer Send(const ControlRequest& control) {
     http.body = reinterpret_cast<const unsigned char*>(body.data());
     http.bodySize = body.size();
     http.mayGoTwice = control.idempotent;
+    http.unhurried = false;  // it has a time limit, and is small beside what the limit of the line is for
     const std::int64_t deadline = Platform::MonotonicMilliseconds() + limits->controlMilliseconds;
     Repeats repeats(control.idempotent, limits->repeats, deadline);
     do {
@@ -73,22 +75,32 @@ HttpAnswer Send(const ControlRequest& control) {
 }
 
 std::string StatusAdvice(int status) {
+    if (status < 400) {
+        return "It sends elsewhere, where the login does not follow; check the address, and whether the network wants "
+               "a sign-in of its own.";
+    }
     if (status == 401) return "Sign in again.";
     if (status == 403) return "The cloud does not allow this.";
     if (status == 404) return "It is not there (any more).";
+    if (status == 407) return "The proxy wants a name and a password: write them into http_proxy.";
     if (status == 409) return "It clashes with what the cloud holds; look at it and decide.";
     if (status == 413 || status == 507) return "There is not enough space in the cloud; make room.";
-    if (status == 429 || status >= 500) return "The cloud has trouble at the moment; try again later.";
+    if (status == 408 || status == 429 || status >= 500) return "The cloud has trouble at the moment; try again later.";
     return "Look into the log for what was asked.";
 }
 
 void LogFailure(const char* call, const ControlAnswer& answer) {
     SyncPanelLog::WriteErrorLog("CloudClient", call,
-                                "the cloud call failed. statuscode=" + std::to_string(answer.status) + "; errorCode=" +
-                                    Printable(answer.errorCode) + "; description=" + Printable(answer.description));
+                                "the cloud call failed. statuscode=" + std::to_string(answer.status) +
+                                    "; errorCode=" + Printable(answer.errorCode) +
+                                    "; description=" + Printable(answer.description) + AdviceForLog(answer));
 }
 
 }  // namespace
+
+std::string AdviceForLog(const ControlAnswer& answer) {
+    return answer.advice.empty() ? "" : "; advice=" + answer.advice;
+}
 
 void ReadAnswerBody(const char* call, ControlAnswer& answer) {
     answer.ok = answer.status >= 200 && answer.status <= 299;
@@ -114,6 +126,7 @@ ControlAnswer CallCloud(const ControlRequest& request) {
         ReadAnswerBody(request.call, answer);
     } else {
         answer.description = Widen(http.message);
+        answer.advice = http.advice;
     }
     if (!answer.ok) LogFailure(request.call, answer);
     return answer;
@@ -133,9 +146,9 @@ CallOutcome OutcomeOf(const ControlAnswer& answer) {
     if (answer.ok) return outcome;
     const std::string described = Printable(answer.description);
     if (answer.status == 0) {
-        outcome.message = "The cloud at " + AddressForLog(CurrentLimits()->baseUrl) +
-                          " could not be asked: " + described +
-                          ". Check the address and the connection, then try again.";
+        outcome.message =
+            "The cloud at " + AddressForLog(CurrentLimits()->baseUrl) + " could not be asked: " + described + ". " +
+            (answer.advice.empty() ? "Check the address and the connection" : answer.advice) + ", then try again.";
     } else if (answer.status <= 299) {
         outcome.message = "The cloud's answer could not be used: " + described + ". Check the cloud's version.";
     } else {

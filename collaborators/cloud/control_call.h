@@ -27,6 +27,7 @@ struct ControlAnswer {
     Json::Value body;  ///< object, or null when there is none
     std::wstring errorCode;
     std::wstring description;
+    std::string advice;  ///< of a transport failure; empty when there is nothing in particular to do
 };
 
 /// Never throws but for memory. A failure has been written into the error log.
@@ -37,6 +38,9 @@ void ReadAnswerBody(const char* call, ControlAnswer& answer);
 
 /// Makes a failure, with a line in the error log, of a good answer whose body cannot be used.
 void RefuseAnswer(const char* call, ControlAnswer& answer, const std::wstring& why);
+
+/// The advice as the end of a line in the log.
+std::string AdviceForLog(const ControlAnswer& answer);
 
 /// For people: what happened, and what to do next.
 CallOutcome OutcomeOf(const ControlAnswer& answer);

@@ -90,26 +90,4 @@ bool CurlOptions::Apply(CURL* easy, const HttpRequest& request, const Limits& li
     return SetHeaders(easy, request) && curl_easy_setopt(easy, CURLOPT_URL, request.url.c_str()) == CURLE_OK;
 }
 
-HttpFailure FailureOf(CURLcode code) {
-    switch (code) {
-        case CURLE_OPERATION_TIMEDOUT:
-            return HttpFailure::Timeout;
-        case CURLE_PEER_FAILED_VERIFICATION:
-        case CURLE_SSL_CACERT_BADFILE:
-        case CURLE_SSL_ISSUER_ERROR:
-        case CURLE_SSL_CIPHER:
-            return HttpFailure::Security;
-        case CURLE_URL_MALFORMAT:
-        case CURLE_UNSUPPORTED_PROTOCOL:
-        case CURLE_OUT_OF_MEMORY:
-        case CURLE_BAD_FUNCTION_ARGUMENT:
-            return HttpFailure::BadRequest;
-        case CURLE_WEIRD_SERVER_REPLY:
-        case CURLE_BAD_CONTENT_ENCODING:
-            return HttpFailure::BadAnswer;
-        default:
-            return HttpFailure::Connection;
-    }
-}
-
 }  // namespace Drive::Cloud

@@ -28,7 +28,4 @@ private:
     std::unique_ptr<curl_slist, FreeList> headerLines;
 };
 
-/// What an error code of libcurl means for whoever asked.
-HttpFailure FailureOf(CURLcode code);
-
 }  // namespace Drive::Cloud

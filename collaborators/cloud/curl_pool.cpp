@@ -1,5 +1,7 @@
 #include "collaborators/cloud/curl_pool.h"
 
+#include <poll.h>
+
 #include <algorithm>
 #include <array>
 #include <iterator>
@@ -12,7 +14,7 @@ namespace Drive::Cloud {
 namespace {
 
 constexpr std::size_t kIdleHandlesKept = 32;
-constexpr long kConnectionsPerHandle = 4;
+constexpr long kConnectionsPerHandle = 1;
 
 /// Never destroyed: a transfer may still run when the process ends.
 struct Pool {
@@ -48,9 +50,9 @@ Pool& ThePool() {
 
 std::unique_ptr<CurlHandle> TakeIdle(Pool& pool, const std::string& origin) {
     const std::lock_guard lock(pool.mutex);
-    if (pool.idle.empty()) return nullptr;
     const auto same = std::find_if(pool.idle.rbegin(), pool.idle.rend(),
                                    [&](const auto& candidate) { return candidate->origin == origin; });
+    if (same == pool.idle.rend() && pool.idle.size() < kIdleHandlesKept) return nullptr;
     const auto chosen = same == pool.idle.rend() ? pool.idle.begin() : std::prev(same.base());
     std::unique_ptr<CurlHandle> taken = std::move(*chosen);
     pool.idle.erase(chosen);
@@ -66,6 +68,16 @@ CurlHandle::CurlHandle() : easy(curl_easy_init()), multi(curl_multi_init()) {
 CurlHandle::~CurlHandle() {
     curl_easy_cleanup(easy);
     curl_multi_cleanup(multi);
+}
+
+void CurlHandle::NoteConnection() {
+    kept = CURL_SOCKET_BAD;
+    curl_easy_getinfo(easy, CURLINFO_ACTIVESOCKET, &kept);
+}
+
+bool CurlHandle::IsSpoilt() const {
+    pollfd waiting{kept, POLLIN | POLLRDHUP, 0};
+    return kept != CURL_SOCKET_BAD && poll(&waiting, 1, 0) > 0;
 }
 
 CurlLease::CurlLease(const std::string& origin) : handle(nullptr) {

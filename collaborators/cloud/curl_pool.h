@@ -6,7 +6,7 @@
 
 namespace Drive::Cloud {
 
-/// A transfer handle with the connections that it keeps open. Used by one thread at a time.
+/// A transfer handle with the one connection that it keeps open. Used by one thread at a time.
 struct CurlHandle {
     CURL* easy = nullptr;
     CURLM* multi = nullptr;
@@ -14,8 +14,19 @@ struct CurlHandle {
 
     CurlHandle();
     ~CurlHandle();
+
+    /// At the end of a transfer, while the handle is still in `multi`.
+    void NoteConnection();
+
+    /// True when something came over the kept connection although nothing was asked, or its other end closed it: what
+    /// lies there would be taken for the answer of the next request.
+    bool IsSpoilt() const;
+
     CurlHandle(const CurlHandle&) = delete;
     CurlHandle& operator=(const CurlHandle&) = delete;
+
+private:
+    curl_socket_t kept = CURL_SOCKET_BAD;
 };
 
 /// A handle out of the process's pool for as long as the lease lives, with all options at their defaults. Name look-ups

@@ -10,6 +10,7 @@
 #include "collaborators/cloud/answer_reader.h"
 #include "collaborators/cloud/curl_options.h"
 #include "collaborators/cloud/curl_pool.h"
+#include "collaborators/cloud/failure_text.h"
 #include "collaborators/cloud/file_counters.h"
 #include "collaborators/cloud/header_list.h"
 #include "collaborators/cloud/process_state.h"
@@ -93,7 +94,11 @@ std::size_t Exchange::OnRead(char* data, std::size_t size, std::size_t count, vo
     std::size_t length = std::min(size * count, exchange->request.bodySize - exchange->bodyOffset);
     if (rate > 0) length = std::min(length, kLimitedPiece);
     const auto began = Clock::now();
-    if (!UploadRate().Take(static_cast<std::int64_t>(length), rate)) return CURL_READFUNC_ABORT;
+    if (!exchange->request.unhurried) {
+        UploadRate().Charge(static_cast<std::int64_t>(length), rate);
+    } else if (!UploadRate().Take(static_cast<std::int64_t>(length), rate)) {
+        return CURL_READFUNC_ABORT;
+    }
     exchange->watch.Held(MillisecondsSince(began));
     if (length > 0) std::memcpy(data, exchange->request.body + exchange->bodyOffset, length);
     exchange->bodyOffset += length;
@@ -168,6 +173,7 @@ bool Exchange::WithinLimits(CURL* easy) {
 }
 
 void Exchange::Drive(CurlHandle& handle) {
+    if (handle.IsSpoilt()) curl_easy_setopt(handle.easy, CURLOPT_FRESH_CONNECT, 1L);
     if (curl_multi_add_handle(handle.multi, handle.easy) != CURLM_OK) {
         reader.Fail(HttpFailure::BadRequest, "the request could not be started");
         return;
@@ -186,6 +192,7 @@ void Exchange::Drive(CurlHandle& handle) {
     while (const CURLMsg* message = curl_multi_info_read(handle.multi, &left)) {
         if (message->msg == CURLMSG_DONE) Conclude(handle.easy, message->data.result);
     }
+    handle.NoteConnection();
     curl_multi_remove_handle(handle.multi, handle.easy);
 }
 
@@ -205,7 +212,8 @@ void Exchange::Conclude(CURL* easy, CURLcode code) {
     } else if (reader.HeadDone() && (answer.status >= 400 || code == CURLE_WRITE_ERROR)) {
         return;  // a refusal that came whole enough, or a body that nobody wanted
     } else {
-        reader.Fail(FailureOf(code), errorText[0] != 0 ? errorText : curl_easy_strerror(code));
+        const FailureText text = Describe(code, errorText[0] != 0 ? errorText : curl_easy_strerror(code));
+        reader.Fail(text.failure, text.message, text.advice);
     }
 }
 
@@ -226,6 +234,8 @@ HttpAnswer Exchange::Run() {
 }  // namespace
 
 const std::string* HttpAnswer::Header(const char* name) const { return FindHeader(headers, name); }
+
+std::string HttpAnswer::Told() const { return advice.empty() ? message : message + ". " + advice + "."; }
 
 HttpAnswer Perform(const HttpRequest& request, BodySink* sink) { return Exchange(request, sink).Run(); }
 

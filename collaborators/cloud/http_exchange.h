@@ -25,6 +25,7 @@ struct HttpRequest {
     std::int64_t totalMilliseconds = 0;  ///< 0: no total limit
     std::size_t answerLimit = 0;         ///< most bytes of an answer that is kept as text
     std::shared_ptr<FileCount> file;     ///< whose bytes these are; null: nobody's
+    bool unhurried = true;  ///< waits for its share of a limited bandwidth; false: is counted, and goes at once
     bool download = false;  ///< content: worth large buffers; ends soon when downloads stop and nothing comes
 };
 
@@ -44,13 +45,18 @@ struct HttpAnswer {
     int status = 0;  ///< of the final answer, 0 when none came
     HeaderList headers;
     std::string body;                     ///< when no sink took it
+    std::int64_t declaredLength = -1;     ///< Content-Length; -1: not told
     std::int64_t retryAfterSeconds = -1;  ///< -1: not told
     bool bodyBegun = false;               ///< a byte of the body reached the sink
     HttpFailure failure = HttpFailure::None;
     std::string message;  ///< of a failure, for people
+    std::string advice;   ///< what to do about it; empty when there is nothing in particular
 
     /// First value of the header, without regard to case; null when there is none.
     const std::string* Header(const char* name) const;
+
+    /// Message and advice, for the log.
+    std::string Told() const;
 };
 
 /// Where a body goes. Called on the thread that performs the request.

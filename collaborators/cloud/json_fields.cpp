@@ -4,6 +4,7 @@
 #include <exception>
 #include <memory>
 
+#include "collaborators/cloud/json_shape.h"
 #include "collaborators/cloud/text.h"
 #include "interfaces/cloud/wire/names.h"
 #include "interfaces/logging/sync_panel_log.h"
@@ -37,6 +38,7 @@ bool ParseObject(const std::string& text, Json::Value& root, std::string& why) {
         why = "the answer is not UTF-8";
         return false;
     }
+    if (!HasFitShape(text, why)) return false;
     try {
         std::string errors;
         if (!StrictReader()->parse(text.data(), text.data() + text.size(), &root, &errors)) {

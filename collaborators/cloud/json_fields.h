@@ -10,7 +10,8 @@
 /// Reading of what a cloud answered. Nothing is taken for granted: any field may be absent, null or of another type.
 namespace Drive::Cloud {
 
-/// Strict JSON: UTF-8, an object at the root, bounded depth, no doubled keys, nothing behind the end. False, with
+/// Strict JSON: UTF-8, an object at the root, bounded depth and number of values, no doubled keys, nothing behind the
+/// end. False, with
 /// `root` null, for anything else; `why` says what was wrong.
 bool ParseObject(const std::string& text, Json::Value& root, std::string& why);
 

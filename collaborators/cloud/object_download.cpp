@@ -9,6 +9,7 @@
 #include "collaborators/cloud/object_cipher.h"
 #include "collaborators/cloud/process_state.h"
 #include "collaborators/cloud/repeats.h"
+#include "collaborators/cloud/slice_bounds.h"
 #include "collaborators/cloud/text.h"
 #include "interfaces/cloud/file_trans_request.h"
 #include "interfaces/cloud/wire/fields.h"
@@ -18,8 +19,6 @@ namespace Drive::Cloud {
 namespace {
 
 constexpr const char* kCall = "DownloadDriveFileRequest";
-/// Bound of an object whose answer told none.
-constexpr std::int64_t kMostStoredBytes = std::int64_t{256} << 20;
 constexpr std::int64_t kReservedAtFirst = std::int64_t{64} << 20;
 
 void Log(const std::string& text) { SyncPanelLog::WriteErrorLog("CloudClient", kCall, text); }
@@ -54,6 +53,10 @@ public:
         for (const auto& [name, value] : head.headers) {
             if (EqualsIgnoringCase(name, Wire::kObjectDigestHeader)) toldDigests.push_back(value);
         }
+        if (head.declaredLength > bound) {
+            why = TooLong();
+            return false;
+        }
         plain.reserve(static_cast<std::size_t>(std::min(bound, kReservedAtFirst)) + 64);
         begun = true;
         return true;
@@ -62,7 +65,7 @@ public:
     bool Take(const unsigned char* data, std::size_t size) override {
         stored += static_cast<std::int64_t>(size);
         if (stored > bound) {
-            why = "the stored object is longer than the " + std::to_string(bound) + " bytes that it may have";
+            why = TooLong();
             return false;
         }
         if (cipher.Take(data, size, plain)) return true;
@@ -77,6 +80,9 @@ public:
 
 private:
     bool DigestIsRight();
+    std::string TooLong() const {
+        return "the stored object is longer than the " + std::to_string(bound) + " bytes that it may have";
+    }
 
     ObjectCipher& cipher;
     const std::int64_t bound;
@@ -98,7 +104,7 @@ bool ObjectSink::DigestIsRight() {
 bool ObjectSink::Conclude(const HttpAnswer& answer) {
     if (!why.empty()) return false;
     if (answer.failure != HttpFailure::None) {
-        why = answer.message;
+        why = answer.Told();
     } else if (!begun) {
         why = "the store answered with status " + std::to_string(answer.status);
     } else if (!DigestIsRight()) {
@@ -149,7 +155,7 @@ bool FileTransRequest::DownloadDriveFileRequest(const std::wstring& url, WMap he
         request.http.headers = NarrowHeaders(headers);
         request.http.download = true;
         request.http.file = CountAtAddress(url);
-        request.bound = length > 0 ? length : kMostStoredBytes;
+        request.bound = length > 0 ? std::min(length, kLargestObject) : kLargestObject;
         if (!request.http.url.empty()) return Fetch(request, algorithm, fek, iv, received);
         Log("the address of the object is no http or https address");
         return false;

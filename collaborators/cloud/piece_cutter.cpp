@@ -31,6 +31,9 @@ bool PieceCutter::Deliver(const unsigned char* data, std::size_t size) {
         refused = true;
         SyncPanelLog::WriteErrorLog("CloudClient", "DownloadCloudFileRequest",
                                     std::string("the receiver failed: ") + error.what());
+    } catch (...) {
+        refused = true;
+        SyncPanelLog::WriteErrorLog("CloudClient", "DownloadCloudFileRequest", "the receiver failed");
     }
     if (!refused) delivered += length;
     return !refused;

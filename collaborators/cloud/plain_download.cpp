@@ -147,6 +147,8 @@ std::string RefreshLoginHeader(Download& download) {
     HeaderList& headers = download.http.headers;
     if (!download.carriesLogin) return {};
     if (!MayCarryLogin(download.http.url)) {
+        Log("the login is not sent to " + AddressForLog(download.http.url) +
+            ", because everyone on the way could read it");
         std::erase_if(headers, [](const auto& header) { return EqualsIgnoringCase(header.first, "Authorization"); });
         return {};
     }
@@ -167,7 +169,7 @@ int Fetch(Download& download, const FileTransRequest::Receiver& receiver) {
         }
         if (repeats.Again(answer)) continue;
         if (answer.failure != HttpFailure::None && answer.failure != HttpFailure::Refused) {
-            Log("GET " + AddressForLog(download.http.url) + ": " + answer.message);
+            Log("GET " + AddressForLog(download.http.url) + ": " + answer.Told());
         }
         if (answer.status != 0 && !IsContent(answer.status)) return answer.status;
         return sink.Conclude(answer);

@@ -22,9 +22,13 @@ std::int64_t RateLimit::Reserve(std::int64_t bytes, std::int64_t bytesPerSecond)
     return static_cast<std::int64_t>(std::max(0.0, freeAt - now));
 }
 
-bool RateLimit::Take(std::int64_t bytes, std::int64_t bytesPerSecond) {
-    if (bytesPerSecond <= 0 || bytes <= 0) return !IsAborted();
-    return PauseUnlessAborted(Reserve(bytes, bytesPerSecond));
+bool RateLimit::Take(std::int64_t bytes, std::int64_t bytesPerSecond, bool download) {
+    if (bytesPerSecond > 0 && bytes > 0) PauseUnlessAborted(Reserve(bytes, bytesPerSecond), download);
+    return !IsAborted();
+}
+
+void RateLimit::Charge(std::int64_t bytes, std::int64_t bytesPerSecond) {
+    if (bytesPerSecond > 0 && bytes > 0) Reserve(bytes, bytesPerSecond);
 }
 
 RateLimit& UploadRate() {

@@ -10,7 +10,11 @@ class RateLimit {
 public:
     /// Waits until `bytes` more may pass at this rate (bytes a second; 0: no limit, no wait). False when the host
     /// stops.
-    bool Take(std::int64_t bytes, std::int64_t bytesPerSecond);
+    /// With `download` the wait also ends when downloads stop: the receiver has to hear of it.
+    bool Take(std::int64_t bytes, std::int64_t bytesPerSecond, bool download = false);
+
+    /// Counts the bytes, for the others to wait, and does not wait.
+    void Charge(std::int64_t bytes, std::int64_t bytesPerSecond);
 
 private:
     std::int64_t Reserve(std::int64_t bytes, std::int64_t bytesPerSecond);

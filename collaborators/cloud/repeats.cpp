@@ -25,7 +25,9 @@ std::int64_t Jittered(std::int64_t pause) {
 bool MayPass(const HttpAnswer& answer) {
     if (answer.failure == HttpFailure::Connection) return true;
     if (answer.failure != HttpFailure::None) return false;
-    return answer.status == 429 || answer.status == 502 || answer.status == 503 || answer.status == 504;
+    // 408 is what a server says of a connection that it found idle, when the request was on its way already.
+    return answer.status == 408 || answer.status == 429 || answer.status == 502 || answer.status == 503 ||
+           answer.status == 504;
 }
 
 Repeats::Repeats(bool idempotent, int most, std::int64_t deadline) : most(idempotent ? most : 0), deadline(deadline) {}

@@ -30,6 +30,7 @@ struct Session {
     Login login;
     bool signedOut = false;
     std::wstring refusedRefreshToken;
+    std::uint64_t renewalsInVain = 0;
     std::function<void(const Login&)> listener;
 };
 
@@ -46,7 +47,8 @@ Login AskForNewTokens(const std::wstring& refreshToken, bool& refused) {
     request.body[Wire::kRefreshToken] = JsonText(refreshToken);
     request.withLogin = false;
     ControlAnswer answer = CallCloud(request);
-    refused = answer.status >= 400 && answer.status < 500 && answer.status != 429;
+    // Any other status may come from something in between, as a proxy, and be gone the next time.
+    refused = answer.status == 400 || answer.status == 401 || answer.status == 403;
     Login login;
     if (answer.ok && ReadLogin(answer.text, login)) return login;
     if (answer.ok) RefuseAnswer(request.call, answer, L"it holds no token");
@@ -60,6 +62,8 @@ void Tell(const std::function<void(const Login&)>& listener, const Login& login)
     } catch (const std::exception& error) {
         SyncPanelLog::WriteErrorLog("CloudClient", "RefreshLogin",
                                     std::string("the new login could not be kept: ") + error.what());
+    } catch (...) {
+        SyncPanelLog::WriteErrorLog("CloudClient", "RefreshLogin", "the new login could not be kept");
     }
 }
 
@@ -75,6 +79,12 @@ bool AdoptRefreshed(const Login& old, Login& fresh, std::function<void(const Log
     session.login = fresh;
     listener = session.listener;
     return true;
+}
+
+std::uint64_t RenewalsInVain() {
+    Session& session = Shared();
+    const std::lock_guard lock(session.mutex);
+    return session.renewalsInVain;
 }
 
 }  // namespace
@@ -122,6 +132,7 @@ void SetRefreshListener(std::function<void(const Login&)> listener) {
 
 bool RenewToken(const std::string& usedToken) {
     Session& session = Shared();
+    const std::uint64_t inVainBefore = RenewalsInVain();
     const std::lock_guard refreshing(session.refreshing);
     const std::string live = LiveToken();
     if (live != usedToken) return !live.empty();
@@ -129,11 +140,14 @@ bool RenewToken(const std::string& usedToken) {
     {
         const std::lock_guard lock(session.mutex);
         if (old.refreshToken.empty() || old.refreshToken == session.refusedRefreshToken) return false;
+        // The one that was waited for failed: the same once more for each who waited would take minutes.
+        if (session.renewalsInVain != inVainBefore) return false;
     }
     bool refused = false;
     Login fresh = AskForNewTokens(old.refreshToken, refused);
     if (fresh.accessToken.empty()) {
         const std::lock_guard lock(session.mutex);
+        ++session.renewalsInVain;
         if (refused) session.refusedRefreshToken = old.refreshToken;
         return false;
     }
@@ -145,7 +159,9 @@ bool RenewToken(const std::string& usedToken) {
 
 bool MayCarryLogin(const std::string& url) {
     const std::string host = HostOf(url);
-    return IsHttps(url) || IsLoopbackHost(host) || host == HostOf(CurrentLimits()->baseUrl);
+    if (IsHttps(url) || IsLoopbackHost(host)) return true;
+    const auto limits = CurrentLimits();
+    return !IsHttps(limits->baseUrl) && host == HostOf(limits->baseUrl);
 }
 
 void PutLogin(HeaderList& headers, const std::string& token) {
@@ -167,6 +183,11 @@ bool ReadLogin(const std::string& body, Login& login) {
     login.userId = fields.Text(Wire::kUserId);
     login.rootFileId = fields.Id(Wire::kRootFileId);
     login.serverVersion = fields.Text(Wire::kServerVersion);
+    if (!IsSendable({{Wire::kVersionHeader, Printable(login.serverVersion)}})) {
+        SyncPanelLog::WriteErrorLog("CloudClient", "ReadLogin",
+                                    "the server version cannot be sent; it was passed over");
+        login.serverVersion.clear();
+    }
     login.expiresAt = Platform::UnixTimeSeconds() + fields.Number(Wire::kExpiresIn, 0, kLongestTokenLife);
     const HeaderList probe{{"Authorization", Printable(login.accessToken)}};
     return !login.accessToken.empty() && !Printable(login.accessToken).empty() && IsSendable(probe);

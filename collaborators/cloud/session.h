@@ -20,12 +20,12 @@ Login CurrentLogin();
 void SetRefreshListener(std::function<void(const Login&)> listener);
 
 /// After a 401 on a request that carried `usedToken`: true when another token is in force now and the request may be
-/// sent once more. One thread refreshes, the others wait for it. A refresh that was refused is not tried again until
-/// the next sign-in.
+/// sent once more. One thread refreshes, the others wait for it and take what it got, a failure too. A refresh that was
+/// refused is not tried again until the next sign-in.
 bool RenewToken(const std::string& usedToken);
 
-/// True when the login may travel there: over TLS, to the cloud's own host, or inside this machine. In clear it goes to
-/// nobody else, whatever address an answer holds.
+/// True when the login may travel there: over TLS, inside this machine, or to the cloud's own host when the cloud
+/// itself is spoken to in clear. In clear it goes nowhere else, whatever address an answer holds.
 bool MayCarryLogin(const std::string& url);
 
 /// Puts the live login into the headers of a request to `url`, in place of any that is there.

@@ -7,6 +7,7 @@
 #include "collaborators/cloud/text.h"
 #include "interfaces/cloud/file_trans_request.h"
 #include "interfaces/cloud/wire/fields.h"
+#include "interfaces/common/encrypt_helper.h"
 
 namespace Drive::Cloud {
 
@@ -25,12 +26,13 @@ HttpAnswer Send(const HttpRequest& request) {
     }
 }
 
-/// False when the store tells what it holds now, and that is not what the request said of its body. A store that tells
-/// nothing has checked by itself, or not at all.
-bool IsWhatWasSent(const HttpRequest& request, const HttpAnswer& answer) {
-    const std::string* sent = FindHeader(request.headers, Wire::kObjectDigestHeader);
+/// False when the store tells what it holds now, and that is not what the request said of its body, or what the body is
+/// when the request said nothing. A store that tells nothing has checked by itself, or not at all.
+bool IsWhatWasSent(const HttpRequest& request, const std::vector<unsigned char>& body, const HttpAnswer& answer) {
     const std::string* held = answer.Header(Wire::kObjectDigestHeader);
-    return sent == nullptr || held == nullptr || EqualsIgnoringCase(*sent, *held);
+    if (held == nullptr) return true;
+    const std::string* sent = FindHeader(request.headers, Wire::kObjectDigestHeader);
+    return EqualsIgnoringCase(sent != nullptr ? *sent : Common::EncryptHelper::SHA256_Encode(body), *held);
 }
 
 bool Upload(const std::wstring& url, const WMap& headers, const std::wstring& verb,
@@ -53,14 +55,14 @@ bool Upload(const std::wstring& url, const WMap& headers, const std::wstring& ve
     responseHeaders = WideHeaders(answer.headers);
     responseText = std::move(answer.body);
     const bool taken = answer.failure == HttpFailure::None && answer.status >= 200 && answer.status <= 299;
-    if (taken && !IsWhatWasSent(request, answer)) {
+    if (taken && !IsWhatWasSent(request, body, answer)) {
         Log(request.method + " " + AddressForLog(request.url) +
             ": the digest that the store tells is not the one of the object; it is damaged there, or on its way");
         return false;
     }
     if (!taken) {
         Log(request.method + " " + AddressForLog(request.url) + ": status " + std::to_string(answer.status) +
-            (answer.message.empty() ? "" : ", " + answer.message));
+            (answer.message.empty() ? "" : ", " + answer.Told()));
     }
     return taken;
 }

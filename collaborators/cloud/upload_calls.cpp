@@ -4,6 +4,7 @@
 #include "collaborators/cloud/guarded.h"
 #include "collaborators/cloud/json_fields.h"
 #include "collaborators/cloud/key_digest.h"
+#include "collaborators/cloud/slice_bounds.h"
 #include "collaborators/cloud/text.h"
 #include "interfaces/cloud/cloud_drive_interface.h"
 #include "interfaces/cloud/wire/fields.h"
@@ -17,7 +18,6 @@ namespace {
 constexpr const char* kStartCall = "ObjectsUploadStart";
 constexpr const char* kAddressCall = "GetUploadKelpAddress";
 constexpr const char* kObjectCall = "ObjectsUploadComplete";
-constexpr std::int64_t kLargestSlice = std::int64_t{512} << 20;
 
 void Log(const char* call, const std::string& text) { SyncPanelLog::WriteErrorLog("CloudClient", call, text); }
 

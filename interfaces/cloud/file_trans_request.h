@@ -29,14 +29,15 @@ public:
     void receiveDownloadFileCallBackFun(Receiver receiver);
 
     /// One request with exactly this URL, verb, header set and body. `responseHeaders` and `responseText` take the
-    /// store's answer. True: the store accepted the object, and where both sides tell a digest (X-Object-Sha256) it is
-    /// the same.
+    /// store's answer. True: the store accepted the object, and where it tells a digest (X-Object-Sha256) that is the
+    /// one that the headers tell, or that of the body when they tell none.
     static bool UploadRequest(const std::wstring& url, WMap headers, const std::wstring& verb,
                               const std::vector<unsigned char>& body, WMap& responseHeaders, std::string& responseText);
 
-    /// GETs one object and decrypts it. `length` is an upper bound of the stored object, bytes. `received` is emptied
-    /// first and stays empty on any failure: HTTP, length, digest against the one that the store sends, padding, an
-    /// all-zero key, an unknown algorithm. True: `received` holds the object's plain bytes.
+    /// GETs one object and decrypts it. `length` is an upper bound of the stored object, bytes, and 1 GiB of plain
+    /// bytes another one, because the object is held in memory. `received` is emptied first and stays empty on any
+    /// failure: HTTP, length, digest against the one that the store sends, padding, an all-zero key, an unknown
+    /// algorithm. True: `received` holds the object's plain bytes.
     static bool DownloadDriveFileRequest(const std::wstring& url, WMap headers, const std::vector<unsigned char>& fek,
                                          const std::vector<unsigned char>& iv, const std::wstring& algorithm,
                                          std::int64_t length, std::vector<unsigned char>& received);
@@ -46,9 +47,9 @@ public:
     /// are delivered; any other status is returned as it came. 200 or 206 is returned only when the whole body was
     /// delivered and every call answered true. A receiver's false gives 0; a short body or a transport failure -1. A
     /// 200 to a "Range" of "bytes=N-" has its first N bytes skipped inside. An empty body of 200 or 206 delivers one
-    /// empty piece. An "Authorization" of "Bearer ..." is sent with the live token, and not at all in clear to a host
-    /// that is neither the cloud's nor this machine. No other form of "Range" is understood; a 206 that is not the rest
-    /// of the content gives -1, with what came delivered when it began at N.
+    /// empty piece. An "Authorization" of "Bearer ..." is sent with the live token, and not at all in clear to another
+    /// machine than this one, unless it is the cloud's and the cloud is spoken to in clear. No other form of "Range" is
+    /// understood; a 206 that is not the rest of the content gives -1, with what came delivered when it began at N.
     static int DownloadCloudFileRequest(const std::wstring& url, WMap headers, FileTransRequest* request);
 
     /// A fresh boundary for a multipart body; occurs in no content by any chance worth counting.

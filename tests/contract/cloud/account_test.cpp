@@ -1,4 +1,6 @@
 // Sign-in, lists and the calls on files.
+#include <atomic>
+
 #include "interfaces/cloud/cloud_drive_interface.h"
 #include "tests/contract/cloud/cloud_test.h"
 
@@ -90,6 +92,19 @@ TEST_F(Account, DamagedExtrasOfALoginCostThemselvesOnly) {
     EXPECT_EQ(L"", login.rootFileId);
 }
 
+// CLOUD-LOGIN-02
+TEST_F(Account, AServerVersionThatNoHeaderCanHoldCostsItselfOnly) {
+    server.AnswerAll(Reply::Json(R"({"accessToken":"t","serverVersion":"9\r\nX-Other: y"})"));
+    Cloud::Login login;
+    EXPECT_TRUE(DriveAccount::SignIn(L"u", L"p", login).ok);
+    EXPECT_EQ(L"", login.serverVersion);
+    EXPECT_TRUE(LogHolds("the server version cannot be sent"));
+    server.AnswerAll(Reply::Json(R"({"id":"f1"})"));
+    CloudFile file;
+    EXPECT_TRUE(DriveAccount::Get(L"f1", file).ok);
+    EXPECT_EQ(0, server.Last().CountHeader("X-Other"));
+}
+
 // CLOUD-LOGIN-01
 TEST_F(Account, AfterSigningOutNoTokenIsSent) {
     server.AnswerAll(Reply::Json("{}"));
@@ -177,6 +192,33 @@ struct Field {
     const char* key;
     const char* value;
 };
+
+// CLOUD-LIST-03
+TEST_F(Account, AListWithoutEndIsGivenUp) {
+    std::atomic<int> pages{0};
+    server.Answer([&](const SeenRequest&) { return Reply::Json(Page("", "p" + std::to_string(++pages), "c")); });
+    std::vector<CloudFile> files;
+    std::wstring cursor = L"kept";
+    const auto outcome = DriveAccount::Changes(cursor, files);
+    EXPECT_FALSE(outcome.ok);
+    EXPECT_EQ(L"kept", cursor);
+    EXPECT_EQ(1001, pages);
+    EXPECT_TRUE(LogHolds("the list has no end"));
+}
+
+// CLOUD-LIST-03
+TEST_F(Account, PagesWithoutEntriesBetweenOthersAreNoHarm) {
+    std::atomic<int> pages{0};
+    server.Answer([&](const SeenRequest&) {
+        const int page = ++pages;
+        const std::string entry = page % 400 == 0 ? R"({"id":"f)" + std::to_string(page) + R"("})" : "";
+        return Reply::Json(Page(entry, page == 2000 ? "" : "p" + std::to_string(page), "c"));
+    });
+    std::vector<CloudFile> files;
+    std::wstring cursor;
+    EXPECT_TRUE(DriveAccount::Changes(cursor, files).ok);
+    EXPECT_EQ(5u, files.size());
+}
 
 class DamagedEntry : public Account, public testing::WithParamInterface<Field> {};
 

@@ -233,6 +233,27 @@ TEST_F(FileProxy, ACodeInASuccessIsAFailure) {
     EXPECT_EQ(L"21004913", Get(result, L"errorCode"));
 }
 
+// CLOUD-PROXY-10
+TEST_F(FileProxy, AFailureToWhichTheCloudSaid200DoesNotLookLikeTheEnd) {
+    server.AnswerAll(Reply::Json(R"({"id":"cloud1","errorCode":"21004913"})"));
+    for (const auto operation : {InterfaceName::MultipartCreate, InterfaceName::MultipartUpdate,
+                                 InterfaceName::ResumeCreate, InterfaceName::ResumeUpdate}) {
+        EXPECT_FALSE(Upload(operation, "", "x"));
+        EXPECT_EQ(L"502", Get(result, L"statuscode"));
+    }
+    for (const wchar_t* range : {L"bytes 0-3/12", L"bytes 8-3/12"}) {
+        EXPECT_FALSE(Slice(range, "1234"));
+        EXPECT_EQ(L"502", Get(result, L"statuscode"));
+    }
+}
+
+// CLOUD-PROXY-05
+TEST_F(FileProxy, AnOpeningTellsNoIdWhateverTheCloudSays) {
+    server.AnswerAll(Reply::Json(R"({"resumeUrl":"http://127.0.0.1/proxy/s1","sliceSize":5242880,"id":"cloud1"})"));
+    EXPECT_TRUE(Upload(InterfaceName::ResumeUpdate, "", "{}"));
+    EXPECT_EQ(0u, result.count(L"id"));
+}
+
 // CLOUD-PROXY-07
 TEST_F(FileProxy, ATransportFailureIsStatusZero) {
     Reply reply;

@@ -207,6 +207,28 @@ TEST_F(Sharing, ADownloadKeepsToItsBandwidth) {
     EXPECT_LT(took, 15000);
 }
 
+// CLOUD-LIMIT-08
+TEST_F(Sharing, AControlCallIsNotHeldUpByALimitedBandwidthButCountsForTheOthers) {
+    server.Answer([](const SeenRequest& request) {
+        if (request.target == "/x") return Reply{};
+        return Reply::Json(R"({"id":"f1","mimeType":")" + std::string(100'000, 'x') + "\"}");
+    });
+    auto settings = Settings();
+    settings.uploadBytesPerSecond = settings.downloadBytesPerSecond = 40'000;
+    settings.controlSeconds = 2;  // less than either way would take
+    Configure(settings);
+    CloudFile file;
+    const auto took = MillisecondsOf([&] {
+        const auto outcome = DriveAccount::Rename(L"f1", std::wstring(100'000, L'n'), file);
+        EXPECT_TRUE(outcome.ok) << outcome.message;
+        EXPECT_EQ(100'000u, file.mimeType.size());
+        WMap headers;
+        std::string text;
+        EXPECT_TRUE(FileTransRequest::UploadRequest(server.WideUrl("/x"), {}, L"PUT", {1}, headers, text));
+    });
+    EXPECT_GT(took, 1500) << "what the call sent is not on the others' account";
+}
+
 // CLOUD-LIMIT-03
 TEST_F(Limits, AnUploadOverASlowLineIsNotTakenForASilentOne) {
     server.ReadSlowly(65'536, 40);

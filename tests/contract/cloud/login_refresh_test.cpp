@@ -122,6 +122,54 @@ TEST_F(LoginRefresh, ManyThreadsRenewOnce) {
     EXPECT_EQ(1, refreshes);
 }
 
+// CLOUD-LOGIN-08
+TEST_F(LoginRefresh, ARenewalThatFailsIsWaitedForOnceByAll) {
+    server.Answer([this](const SeenRequest& request) {
+        if (request.target != "/v1/account/refresh") {
+            ++refused;
+            return Reply::Json("{}", 401);
+        }
+        ++refreshes;
+        for (int step = 0; step < 5000 && refused < 12; ++step) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+        Reply reply = Reply::Json("{}", 503);
+        reply.delayMilliseconds = 500;  // until all who were refused have come to wait
+        return reply;
+    });
+    std::vector<std::thread> threads;
+    for (int index = 0; index < 12; ++index) {
+        threads.emplace_back([] {
+            CloudFile file;
+            EXPECT_EQ(401, DriveAccount::Get(L"f1", file).status);
+        });
+    }
+    for (auto& thread : threads) thread.join();
+    EXPECT_EQ(12, refused);
+    EXPECT_LE(refreshes, 3);
+    ServeNewToken();
+    CloudFile file;
+    EXPECT_TRUE(DriveAccount::Get(L"f1", file).ok) << "what failed once is not given up";
+}
+
+// CLOUD-LOGIN-08
+TEST_F(LoginRefresh, AnAnswerThatIsNoneOfTheCloudsDoesNotEndTheLogin) {
+    for (const Reply& odd :
+         {Reply::Json("{}", 407), Reply::Json("{}", 404), Reply::Json("{}", 408), Reply::Json("{}", 429),
+          Reply::Json("{}", 302), Reply::Json("{}", 500), Reply::Json("<html>"), Reply::Json(""), Reply::Json("{}"),
+          Reply::Json(R"({"accessToken":5})"), Reply::Json(R"({"accessToken":"a\r\nb"})"),
+          Reply::Json(R"({"accessToken":""})"), Reply::Json(R"({"accessToken":"new","errorCode":"21005001"})")}) {
+        DriveAccount::UseLogin(Pair(L"old", L"r1"));
+        server.Answer([&](const SeenRequest& request) {
+            return request.target == "/v1/account/refresh" ? odd : Reply::Json("{}", 401);
+        });
+        CloudFile file;
+        EXPECT_EQ(401, DriveAccount::Get(L"f1", file).status);
+        ServeNewToken();
+        EXPECT_TRUE(DriveAccount::Get(L"f1", file).ok) << odd.status << " " << odd.body;
+    }
+}
+
 // CLOUD-LOGIN-05
 TEST_F(LoginRefresh, ARefusedRenewalIsNotAskedForAgainUntilTheNextLogin) {
     ServeNewToken();
@@ -194,6 +242,13 @@ TEST_F(LoginRefresh, TheLoginTravelsInClearToTheCloudAndThisMachineOnly) {
     EXPECT_EQ(0, server.Last().CountHeader("Authorization"));
     Download(L"http://CLOUD.example:8080/x", got);
     EXPECT_EQ("Bearer old", server.Last().Header("Authorization"));
+    // A cloud that is spoken to over TLS once gave an address in clear.
+    settings.baseUrl = L"https://cloud.example";
+    Configure(settings);
+    Download(L"http://cloud.example/x", got);
+    EXPECT_EQ("http://cloud.example/x", server.Last().target);
+    EXPECT_EQ(0, server.Last().CountHeader("Authorization"));
+    EXPECT_TRUE(LogHolds("the login is not sent to http://cloud.example/x"));
     unsetenv("http_proxy");
 }
 

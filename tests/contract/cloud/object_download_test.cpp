@@ -131,6 +131,18 @@ TEST_F(ObjectDownload, AnEndlessObjectIsGivenUpAtTheBound) {
     EXPECT_TRUE(received.empty());
 }
 
+// CLOUD-STORE-07
+TEST_F(ObjectDownload, ALengthThatNoObjectHasIsNotBelievedOfTheCloudNorOfTheStore) {
+    Reply reply = Stored(Content(1 << 20));
+    reply.announcedLength = "1099511627776";
+    reply.pauseMilliseconds = 60'000;  // the verdict comes before the body does
+    reply.writeSize = 1000;
+    server.AnswerAll(reply);
+    EXPECT_FALSE(Fetch(kKey, kIv, L"AES_128", std::int64_t{1} << 53));
+    EXPECT_TRUE(received.empty());
+    EXPECT_TRUE(LogHolds("longer than the 1073741840 bytes that it may have"));
+}
+
 // CLOUD-STORE-08
 TEST_F(ObjectDownload, WithoutADigestOfTheStoreTheObjectIsAccepted) {
     Reply reply = Stored("content");

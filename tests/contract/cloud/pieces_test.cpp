@@ -146,6 +146,9 @@ TEST(Address, TheLogSeesNoSignatureAndNoSession) {
     EXPECT_EQ("http://h:1/store", AddressForLog("http://h:1/store/b/o?signature=s"));
     EXPECT_EQ("http://h", AddressForLog("http://h?token=t"));
     EXPECT_EQ("http://h/proxy", AddressForLog("http://h/proxy/s"));
+    EXPECT_EQ("http://h:1", AddressForLog("http://bob:pass@h:1"));
+    EXPECT_EQ("http://h/store", AddressForLog("http://bob:p@ss@h/store/b"));
+    EXPECT_EQ("http://h/a@b", AddressForLog("http://h/a@b/c"));
 }
 
 // CLOUD-NET-01

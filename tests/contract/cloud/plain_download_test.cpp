@@ -250,6 +250,13 @@ TEST_F(PlainDownload, AReceiverThatThrowsCountsAsFalse) {
     request.receiveDownloadFileCallBackFun(
         [](const unsigned char*, const std::int64_t&) -> bool { throw std::runtime_error("no"); });
     EXPECT_EQ(0, FileTransRequest::DownloadCloudFileRequest(server.WideUrl("/file"), {}, &request));
+    int calls = 0;
+    request.receiveDownloadFileCallBackFun([&](const unsigned char*, const std::int64_t&) -> bool {
+        ++calls;
+        throw 5;
+    });
+    EXPECT_EQ(0, FileTransRequest::DownloadCloudFileRequest(server.WideUrl("/file"), {}, &request));
+    EXPECT_EQ(1, calls);
 }
 
 // CLOUD-CONTENT-07

@@ -56,7 +56,7 @@ protected:
 
 // CLOUD-REPEAT-01
 TEST_F(Repeating, TransientFailuresOfAnIdempotentCallAreRiddenOut) {
-    for (const Reply& trouble : {Status(429), Status(502), Status(503), Status(504), Reset()}) {
+    for (const Reply& trouble : {Status(408), Status(429), Status(502), Status(503), Status(504), Reset()}) {
         server.Forget();
         server.AnswerInTurn({trouble, trouble, Entry()});
         EXPECT_TRUE(GetEntry());

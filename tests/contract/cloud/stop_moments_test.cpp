@@ -62,6 +62,14 @@ bool Download(const std::wstring& url) {
     return FileTransRequest::DownloadCloudFileRequest(url, {}, &request) == 200;
 }
 
+/// Its receiver says what the engine's says; it only has to be asked.
+bool DownloadUntilStop(const std::wstring& url) {
+    FileTransRequest request;
+    request.receiveDownloadFileCallBackFun(
+        [](const unsigned char*, const std::int64_t&) { return !std::atomic_ref<bool>{g_StopDownLoadTask}.load(); });
+    return FileTransRequest::DownloadCloudFileRequest(url, {}, &request) == 200;
+}
+
 bool DownloadObject(const std::wstring& url) {
     std::vector<unsigned char> received;
     return FileTransRequest::DownloadDriveFileRequest(url, {}, std::vector<unsigned char>(16, 1),
@@ -75,9 +83,18 @@ bool Upload(const std::wstring& url) {
     return FileTransRequest::UploadRequest(url, {}, L"PUT", body, headers, text);
 }
 
+bool Renew(const std::wstring& fileId) {
+    CloudFile file;
+    return DriveAccount::Get(fileId, file).ok;
+}
+
 class StopMoments : public CloudTest {
 protected:
     StopMoments() {
+        Cloud::Login login;
+        login.accessToken = L"old";
+        login.refreshToken = L"r";
+        DriveAccount::UseLogin(login);
         auto settings = Settings();
         settings.connectSeconds = settings.idleSeconds = settings.controlSeconds = 60;
         settings.repeats = 20;
@@ -86,7 +103,9 @@ protected:
         server.Answer([](const SeenRequest& request) {
             Reply reply;
             reply.body = std::string(100'000, 'x');
-            if (request.target == "/waiting") reply.delayMilliseconds = 60'000;
+            if (request.target.rfind("/v1/files/", 0) == 0) return Reply::Json("{}", 401);
+            if (request.target == "/waiting" || request.target == "/v1/account/refresh")
+                reply.delayMilliseconds = 60'000;
             if (request.target == "/stalled") reply.stallAfter = 0;
             if (request.target == "/pause") reply = Reply::Json("", 503);
             if (request.target == "/pause") reply.headers = {{"Retry-After", "15"}};
@@ -132,6 +151,8 @@ TEST_F(StopMoments, TheStopOfTheHostEndsARequestWhereverItIs) {
             [&] { return Download(server.WideUrl("/content")); },  // receiving as slowly as the bandwidth allows
             [&] { return DownloadObject(server.WideUrl("/object")); },
             [&] { return Download(server.WideUrl("/pause")); },  // in the pause before a repeat
+            [&] { return Renew(L"f1"); },                        // renewing the login
+            [&] { return Renew(L"f2"); },                        // waiting for somebody else who does
         },
         [] { DriveAccount::Abort(); });
     EXPECT_LT(took, kSoon);
@@ -146,6 +167,7 @@ TEST_F(StopMoments, TheStopOfDownloadsEndsOneThatCannotTellItToItsReceiver) {
                                   [&] { return Download(server.WideUrl("/stalled")); },
                                   [&] { return DownloadObject(server.WideUrl("/stalled")); },
                                   [&] { return Download(server.WideUrl("/pause")); },
+                                  [&] { return DownloadUntilStop(server.WideUrl("/content")); },
                               },
                               [] { std::atomic_ref<bool>{g_StopDownLoadTask}.store(true); });
     EXPECT_LT(took, kSoon);

@@ -98,12 +98,12 @@ TEST_F(StoreUpload, NeverAddsTheLogin) {
 // CLOUD-STORE-03
 TEST_F(StoreUpload, GivesTheStoresAnswerBack) {
     Reply reply;
-    reply.headers = {{"ETag", "\"abc\""}, {"X-Object-Sha256", "12"}};
+    reply.headers = {{"ETag", "\"abc\""}, {"X-Object-Sha256", Sha256("x")}};
     reply.body = std::string("any\0thing", 9);
     server.AnswerAll(reply);
     EXPECT_TRUE(Send(L"PUT", "x", {}));
     EXPECT_EQ(L"\"abc\"", Get(responseHeaders, L"ETag"));
-    EXPECT_EQ(L"12", Get(responseHeaders, L"X-Object-Sha256"));
+    EXPECT_EQ(64u, Get(responseHeaders, L"X-Object-Sha256").size());
     EXPECT_EQ(reply.body, responseText);
     EXPECT_EQ(0u, responseHeaders.count(L"old"));
 }
@@ -124,6 +124,15 @@ TEST_F(StoreUpload, AnObjectThatTheStoreHoldsWithAnotherDigestIsNotAccepted) {
     EXPECT_EQ(0u, LogLines());
     EXPECT_FALSE(send(Sha256("abd")));
     EXPECT_TRUE(LogHolds("the digest that the store tells is not the one of the object"));
+}
+
+// CLOUD-STORE-04
+TEST_F(StoreUpload, WhereTheHeadersTellNoDigestTheBodysOwnIsHeldAgainstTheStores) {
+    Reply reply;
+    reply.headers = {{"X-Object-Sha256", Sha256("abc")}};
+    server.AnswerAll(reply);
+    EXPECT_TRUE(Send(L"PUT", "abc", {}));
+    EXPECT_FALSE(Send(L"PUT", "abd", {}));
 }
 
 class StoreStatus : public StoreUpload, public testing::WithParamInterface<std::pair<int, bool>> {};

@@ -12,6 +12,7 @@
 #include <atomic>
 #include <cstdio>
 #include <filesystem>
+#include <fstream>
 #include <thread>
 
 #include "interfaces/cloud/file_trans_request.h"
@@ -25,11 +26,13 @@ using Cloud::DriveAccount;
 
 /// A key with a certificate of its own for one name.
 struct Certificate {
-    explicit Certificate(const std::string& names) : key(EVP_EC_gen("P-256")), x509(X509_new()) {
+    /// Good from `from` to `to`, seconds from now.
+    explicit Certificate(const std::string& names, long from = -3600, long to = 3600)
+        : key(EVP_EC_gen("P-256")), x509(X509_new()) {
         X509_set_version(x509, 2);
         ASN1_INTEGER_set(X509_get_serialNumber(x509), 1);
-        X509_gmtime_adj(X509_getm_notBefore(x509), -3600);
-        X509_gmtime_adj(X509_getm_notAfter(x509), 3600);
+        X509_gmtime_adj(X509_getm_notBefore(x509), from);
+        X509_gmtime_adj(X509_getm_notAfter(x509), to);
         X509_set_pubkey(x509, key);
         X509_NAME* name = X509_get_subject_name(x509);
         X509_NAME_add_entry_by_txt(name, "CN", MBSTRING_ASC, reinterpret_cast<const unsigned char*>("test"), -1, -1, 0);
@@ -150,24 +153,42 @@ TEST_F(Tls, AnUnknownCertificateIsRefusedBeforeAnythingIsSaid) {
     EXPECT_FALSE(outcome.ok);
     EXPECT_EQ(0, outcome.status);
     EXPECT_NE(std::string::npos, outcome.message.find("certificate")) << outcome.message;
+    EXPECT_NE(std::string::npos, outcome.message.find("as ca_file")) << outcome.message;
+    EXPECT_TRUE(LogHolds("as ca_file"));
     EXPECT_EQ(0, secure.requests);
 }
 
 // CLOUD-NET-07
-TEST_F(Tls, ACertificateForAnotherNameIsRefused) {
-    const Certificate certificate("DNS:elsewhere.example");
-    certificate.Write(caPath);
-    TlsServer secure(certificate);
-    EXPECT_FALSE(Call("127.0.0.1", secure.port, true).ok);
-    EXPECT_EQ(0, secure.requests);
+TEST_F(Tls, ACertificateForAnotherNameOrAnotherTimeIsRefusedWithAnAdvice) {
+    const auto refused = [&](const Certificate& certificate, const char* advice) {
+        certificate.Write(caPath);
+        TlsServer secure(certificate);
+        const auto outcome = Call("127.0.0.1", secure.port, true);
+        EXPECT_EQ(0, outcome.status);
+        EXPECT_NE(std::string::npos, outcome.message.find(advice)) << outcome.message;
+        EXPECT_EQ(0, secure.requests);
+    };
+    refused(Certificate("DNS:elsewhere.example"), "Use the name that the certificate is made out for");
+    refused(Certificate("IP:127.0.0.1", -7200, -3600), "Have the certificate of that server renewed");
+    refused(Certificate("IP:127.0.0.1", 3600, 7200), "the clock of this machine");
 }
 
 // CLOUD-NET-07
-TEST_F(Tls, AMissingCertificateFileRefusesEverything) {
+TEST_F(Tls, ACertificateFileThatIsMissingOrNoneRefusesEverythingAndIsNamed) {
     const Certificate certificate("IP:127.0.0.1");
     TlsServer secure(certificate);
-    EXPECT_FALSE(Call("127.0.0.1", secure.port, true).ok);
-    EXPECT_EQ(0, secure.requests);
+    const auto refused = [&] {
+        const auto outcome = Call("127.0.0.1", secure.port, true);
+        EXPECT_EQ(0, outcome.status);
+        EXPECT_NE(std::string::npos, outcome.message.find(caPath)) << outcome.message;
+        EXPECT_NE(std::string::npos, outcome.message.find("in PEM form")) << outcome.message;
+        EXPECT_EQ(0, secure.requests);
+    };
+    refused();
+    std::ofstream(caPath) << "garbage";
+    refused();
+    std::ofstream(caPath, std::ios::trunc).flush();
+    refused();
 }
 
 // CLOUD-NET-07
