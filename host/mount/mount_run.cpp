@@ -161,8 +161,10 @@ bool MountRun::Refresh(bool whole) {
         return List();
     }
     lastAsked = Platform::MonotonicMilliseconds();
-    if (!DriveAccount::Changes(cursor, changes).ok) {
-        return false;
+    const Cloud::CallOutcome told = DriveAccount::Changes(cursor, changes);
+    if (!told.ok) {
+        // The cloud was put back to an earlier state, or another took its place: this cursor never helps again.
+        return told.status == 400 && List();
     }
     const bool allKnown =
         std::all_of(changes.begin(), changes.end(), [this](const Cloud::CloudFile& one) { return IsKnown(one); });

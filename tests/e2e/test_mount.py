@@ -282,6 +282,16 @@ class Writing(MountCase):
             self.assertEqual({"earlier\nmine\n", "earlier\ntheirs, longer\n"},
                              {(mount / name).read_text() for name in copies})
 
+    # HOST-MOUNT-19
+    def test_a_cursor_that_the_cloud_does_not_know_any_more_is_replaced_by_a_list(self):
+        mount = self.begin_mounted({"here.txt": b"here"})
+        self.cloud.tell({"method": "GET", "path": "/v1/changes", "status": 400, "errorCode": "21004001"})
+        other = self.second("other")
+        (other.root / "later.txt").write_text("later\n")
+        self.run_host(other, "put")
+        self.wait_until(lambda: "later.txt" in os.listdir(mount), 60, "the file from elsewhere")
+        self.assertEqual("later\n", (mount / "later.txt").read_text())
+
     # HOST-MOUNT-18
     def test_a_kill_loses_nothing_that_was_done(self):
         mount = self.begin_mounted({"gone.txt": b"gone", "name.txt": b"name", "edit.txt": b"edit"})
