@@ -6,6 +6,7 @@
 
 #include "collaborators/common/log_text.h"
 #include "collaborators/common/native_parts.h"
+#include "collaborators/common/uninterrupted.h"
 #include "collaborators/common/unique_fd.h"
 #include "interfaces/common/file_helper.h"
 #include "interfaces/logging/sync_panel_log.h"
@@ -45,7 +46,8 @@ bool ReadWhole(const std::wstring& path, std::vector<char>& content) {
         errno = EINVAL;
         return false;
     }
-    const UniqueFd file(open(native->c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK));
+    const UniqueFd file(
+        Uninterrupted([&] { return open(native->c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK); }));
     const std::int64_t size = file ? SizeOfRegular(file.Get()) : -1;
     if (size < 0) {
         return false;

@@ -10,6 +10,7 @@
 
 #include "collaborators/common/hex_text.h"
 #include "collaborators/common/place.h"
+#include "collaborators/common/uninterrupted.h"
 #include "interfaces/common/encrypt_helper.h"
 
 namespace Drive::Common {
@@ -26,18 +27,20 @@ std::string TemporaryName() {
 
 bool WriteAndSync(int file, const std::vector<char>& content) {
     for (std::size_t done = 0; done < content.size();) {
-        const ssize_t written = write(file, content.data() + done, content.size() - done);
-        if (written < 0 && errno != EINTR) {
+        const ssize_t written =
+            Uninterrupted([&] { return write(file, content.data() + done, content.size() - done); });
+        if (written <= 0) {
             return false;
         }
-        done += written > 0 ? static_cast<std::size_t>(written) : 0;
+        done += static_cast<std::size_t>(written);
     }
-    return fdatasync(file) == 0;
+    return Uninterrupted([&] { return fdatasync(file); }) == 0;
 }
 
 bool ReplaceIn(int folder, const std::string& name, const std::vector<char>& content) {
     const std::string part = TemporaryName();
-    const UniqueFd file(openat(folder, part.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, kFileMode));
+    constexpr int kFlags = O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW;
+    const UniqueFd file(Uninterrupted([&] { return openat(folder, part.c_str(), kFlags, kFileMode); }));
     if (!file) {
         return false;
     }

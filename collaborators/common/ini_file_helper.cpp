@@ -1,14 +1,18 @@
 #include "interfaces/common/ini_file_helper.h"
 
+#include <fcntl.h>
 #include <glib.h>
 #include <ini.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <exception>
-#include <fstream>
 #include <optional>
 #include <string_view>
 
+#include "collaborators/common/uninterrupted.h"
+#include "collaborators/common/unique_fd.h"
 #include "interfaces/platform/native_path.h"
 #include "interfaces/platform/text.h"
 
@@ -91,13 +95,19 @@ private:
     std::optional<std::string> value;
 };
 
+/// Nothing for a file that cannot be read: a part of it could hold a part of a value.
 std::string ReadContent(const std::wstring& path) {
-    std::ifstream file(Platform::NativePath(path), std::ios::binary | std::ios::ate);
-    const std::streamoff end = file.tellg();
-    std::string content(static_cast<std::size_t>(std::clamp<std::streamoff>(end, 0, kMostBytes)), '\0');
-    file.seekg(0);
-    file.read(content.data(), static_cast<std::streamsize>(content.size()));
-    content.resize(static_cast<std::size_t>(file.gcount()));
+    const std::string native = Platform::NativePath(path);
+    const UniqueFd file(Uninterrupted([&] { return open(native.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY); }));
+    std::string content;
+    std::array<char, 16384> block;
+    while (file && content.size() < kMostBytes) {
+        const std::size_t most = std::min(block.size(), kMostBytes - content.size());
+        const ssize_t got = Uninterrupted([&] { return read(file.Get(), block.data(), most); });
+        if (got < 0) return {};
+        if (got == 0) break;
+        content.append(block.data(), static_cast<std::size_t>(got));
+    }
     if (content.starts_with("\xEF\xBB\xBF")) {
         content.erase(0, 3);
     }
