@@ -1,6 +1,7 @@
 #include "reference_cloud/byte_range.h"
 
 #include <algorithm>
+#include <limits>
 
 #include "reference_cloud/text.h"
 
@@ -10,12 +11,18 @@ namespace {
 
 constexpr std::string_view kUnit = "bytes";
 
+/// A position; one of more digits than a number holds lies behind the end of everything.
+std::optional<std::int64_t> ParsePosition(std::string_view text) {
+    if (text.empty() || text.find_first_not_of("0123456789") != std::string_view::npos) return std::nullopt;
+    return ParseNumber(text).value_or(std::numeric_limits<std::int64_t>::max());
+}
+
 std::optional<RangeAnswer> Satisfy(std::string_view range, std::int64_t size) {
     const std::size_t dash = range.find('-');
     if (dash == std::string_view::npos) return std::nullopt;
-    const auto first = ParseNumber(range.substr(0, dash));
+    const auto first = ParsePosition(range.substr(0, dash));
     const std::string_view lastText = range.substr(dash + 1);
-    const auto last = ParseNumber(lastText);
+    const auto last = ParsePosition(lastText);
     if (!lastText.empty() && !last) return std::nullopt;
     if (dash == 0) {  // the last so many bytes
         if (!last) return std::nullopt;

@@ -37,7 +37,8 @@ std::size_t PiecesSource::Read(std::int64_t offset, char* buffer, std::size_t le
 
 Response RangedResponse(const Request& request, std::int64_t size,
                         const std::function<std::shared_ptr<BodySource>()>& open) {
-    const RangeAnswer range = ChooseRange(request.Header("range"), size);
+    // A range belongs to GET alone; HEAD tells of the whole.
+    const RangeAnswer range = ChooseRange(request.method == "GET" ? request.Header("range") : "", size);
     Response response;
     if (range.status == 416) {
         response = RefusalResponse(416, Drive::Cloud::Wire::kBadRequest, "the range begins behind the end of the file");

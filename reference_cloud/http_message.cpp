@@ -20,15 +20,25 @@ const std::string& Lookup(const std::map<std::string, std::string>& map, const s
     return found == map.end() ? empty : found->second;
 }
 
+constexpr std::int64_t kBodiesTogether = 256 * 1024 * 1024;
+
 class SmallBodyHandler : public Handler {
 public:
-    SmallBodyHandler(std::size_t limit, std::function<Response(std::string&&)> answer)
-        : limit_(limit), answer_(std::move(answer)) {}
+    SmallBodyHandler(std::size_t limit, std::function<Response(std::string&&)> answer, BodyBudget& budget)
+        : limit_(limit), answer_(std::move(answer)), budget_(budget) {}
+    ~SmallBodyHandler() override { budget_.GiveBack(taken_); }
 
     void Data(std::string_view bytes) override {
         if (body_.size() + bytes.size() > limit_) {
             throw Refusal(413, Wire::kTooLarge, "the request body is larger than " + std::to_string(limit_) + " bytes");
         }
+        const auto more = static_cast<std::int64_t>(bytes.size());
+        if (!budget_.Take(more)) {
+            Refusal busy(503, "", "too many requests are being sent at once; try again in a moment");
+            busy.retryAfter = 5;
+            throw busy;
+        }
+        taken_ += more;
         body_ += bytes;
     }
 
@@ -37,7 +47,9 @@ public:
 private:
     const std::size_t limit_;
     const std::function<Response(std::string&&)> answer_;
+    BodyBudget& budget_;
     std::string body_;
+    std::int64_t taken_ = 0;
 };
 
 }  // namespace
@@ -61,8 +73,20 @@ Response RefusalResponse(int status, const std::string& code, const std::string&
     return JsonResponse(body, status);
 }
 
-std::unique_ptr<Handler> SmallBody(std::size_t limit, std::function<Response(std::string&& body)> answer) {
-    return std::make_unique<SmallBodyHandler>(limit, std::move(answer));
+bool BodyBudget::Take(std::int64_t bytes) {
+    if (left_.fetch_sub(bytes) >= bytes) return true;
+    left_ += bytes;
+    return false;
+}
+
+BodyBudget& BodyBudget::OfTheServer() {
+    static BodyBudget budget(kBodiesTogether);
+    return budget;
+}
+
+std::unique_ptr<Handler> SmallBody(std::size_t limit, std::function<Response(std::string&& body)> answer,
+                                   BodyBudget& budget) {
+    return std::make_unique<SmallBodyHandler>(limit, std::move(answer), budget);
 }
 
 std::string JsonText(const Json::Value& value) {

@@ -2,6 +2,7 @@
 
 #include <json/value.h>
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -64,8 +65,24 @@ Response JsonResponse(const Json::Value& body, int status = 200);
 /// The answer of a refusal.
 Response RefusalResponse(int status, const std::string& code, const std::string& description);
 
-/// A handler for small bodies: holds up to `limit` bytes, more is refused with 413.
-std::unique_ptr<Handler> SmallBody(std::size_t limit, std::function<Response(std::string&& body)> answer);
+/// Bytes that the small bodies of all connections may take together: each is small, but there may be thousands of
+/// senders who take their time.
+class BodyBudget {
+public:
+    explicit BodyBudget(std::int64_t bytes) : left_(bytes) {}
+    /// False, and nothing taken, when there are not so many left.
+    bool Take(std::int64_t bytes);
+    void GiveBack(std::int64_t bytes) { left_ += bytes; }
+    static BodyBudget& OfTheServer();
+
+private:
+    std::atomic<std::int64_t> left_;
+};
+
+/// A handler for small bodies: holds up to `limit` bytes, more is refused with 413. When the budget is used up, the
+/// request is refused with 503 for a moment.
+std::unique_ptr<Handler> SmallBody(std::size_t limit, std::function<Response(std::string&& body)> answer,
+                                   BodyBudget& budget = BodyBudget::OfTheServer());
 
 /// Always well-formed UTF-8, whatever the texts hold: one odd byte in a name of method or path, or in an old row, would
 /// make a whole list or a line of the journal unreadable.

@@ -30,6 +30,7 @@ namespace Wire = Drive::Cloud::Wire;
 namespace {
 
 constexpr std::size_t kConnectionMemory = 256 * 1024;  // also what the headers of a request may take
+constexpr const char* kTlsVersions = "NORMAL:-VERS-ALL:+VERS-TLS1.3:+VERS-TLS1.2";
 constexpr std::size_t kAnswerBlock = 256 * 1024;
 constexpr std::size_t kMostJournalled = 4 * 1024 * 1024;  // bytes of one body
 constexpr std::int64_t kDrainBody = 64 * 1024 * 1024;     // of a refused request; a longer one is cut off
@@ -484,6 +485,7 @@ void HttpServer::Impl::Start() {
     if (!settings_.certificate.empty()) {
         flags |= MHD_USE_TLS;
         options.push_back({MHD_OPTION_HTTPS_MEM_CERT, 0, const_cast<char*>(settings_.certificate.c_str())});
+        options.push_back({MHD_OPTION_HTTPS_PRIORITIES, 0, const_cast<char*>(kTlsVersions)});
         options.push_back({MHD_OPTION_HTTPS_MEM_KEY, 0, const_cast<char*>(settings_.privateKey.c_str())});
     }
     options.push_back({MHD_OPTION_END, 0, nullptr});

@@ -96,8 +96,9 @@ void AddServeOptions(CLI::App& app, ServeOptions& options) {
     app.add_flag("--journal-bodies", settings.journalBodies,
                  "Write queries, headers and JSON bodies into the journal, too; secrets are replaced");
     app.add_option("--scenario", settings.scenario, "JSON file of misbehaviour on purpose; read again when it changes");
-    app.add_option("--rate", http.rate, "Bytes per second of one answer (0: no limit)");
-    app.add_option("--total-rate", http.totalRate, "Bytes per second of all answers together (0: no limit)");
+    app.add_option("--rate", http.rate, "Bytes per second of one answer (0: no limit)")->check(CLI::NonNegativeNumber);
+    app.add_option("--total-rate", http.totalRate, "Bytes per second of all answers together (0: no limit)")
+        ->check(CLI::NonNegativeNumber);
     app.add_option("--upload-type", cloud.uploadType, "How files are sent")->check(CLI::IsMember({"client", "server"}));
     app.add_option("--server-pattern", cloud.serverPatterns, "File names that always go by the file proxy (*.log)");
     app.add_option("--slice-size", cloud.sliceSize, "Plain bytes an object")->check(CLI::Range(16, 1 << 30));
@@ -106,7 +107,8 @@ void AddServeOptions(CLI::App& app, ServeOptions& options) {
     app.add_option("--access-seconds", cloud.accessSeconds, "Life of an access token")->check(CLI::PositiveNumber);
     app.add_option("--refresh-seconds", cloud.refreshSeconds, "Life of a refresh token")->check(CLI::PositiveNumber);
     app.add_option("--address-seconds", cloud.addressSeconds, "Life of a signed address")->check(CLI::PositiveNumber);
-    app.add_option("--trash-seconds", cloud.trashSeconds, "How long deleted files can be restored");
+    app.add_option("--trash-seconds", cloud.trashSeconds, "How long deleted files can be restored")
+        ->check(CLI::NonNegativeNumber);
     app.add_option("--idle-seconds", http.idleSeconds, "A connection on which nothing moves is closed");
     app.add_option("--connections", http.connections, "Most connections at once")->check(CLI::PositiveNumber);
     app.add_flag("--migrating", cloud.migrating, "Turn uploads away: the cloud is being moved");

@@ -112,6 +112,24 @@ TEST_F(HostileRequests, RequestsSentAheadAreAnsweredInTheirOrder) {
     EXPECT_LT(answers.find("HTTP/1.1 404"), answers.find("HTTP/1.1 400"));
 }
 
+// REF-HTTP-23
+TEST_F(HostileRequests, HeadTellsOfTheWholeAndBringsNoBytes) {
+    const SampleUpload plain(RandomText(900), "x.plain");
+    const Json::Value session = client.Post("/v1/uploads/start", plain.Start(client)).json;
+    const Headers type{{"Content-Type", "multipart/related;boundary=BOUND"}};
+    const Answer made = client.Send("POST", session["uploadUrl"].asString() + "?uploadType=multipart",
+                                    MultipartBody("{}", plain.bytes), type);
+    ASSERT_EQ(made.status, 200) << made.body;
+    RawConnection connection = Connect();
+    const std::string path = "/v1/files/" + made.json["id"].asString() + "/content";
+    ASSERT_TRUE(connection.Send("HEAD " + path + " HTTP/1.1\r\n" + Bearer() + "Range: bytes=5-9\r\n\r\n" + "GET " +
+                                path + " HTTP/1.1\r\n" + Bearer() + "Range: bytes=5-9\r\n\r\n"));
+    const std::string answers = connection.ReadUntil(plain.bytes.substr(5, 5));
+    EXPECT_EQ(answers.rfind("HTTP/1.1 200", 0), 0U) << "a range belongs to GET alone";
+    EXPECT_NE(answers.find("Content-Length: 900\r\n"), std::string::npos);
+    EXPECT_NE(answers.find("\r\n\r\nHTTP/1.1 206"), std::string::npos) << "nothing between the two";
+}
+
 // REF-HTTP-14
 TEST_F(HostileRequests, WhoAsksForLeaveToSendGetsItOnlyWhenThereIsHope) {
     RawConnection good = Connect();

@@ -205,6 +205,14 @@ TEST_F(ProcessTest, SpeaksTlsWithTheGivenCertificate) {
     EXPECT_EQ(client_.Get("/health").status, 0) << "a certificate that nobody trusts";
     client_.certificate = certificate;
     EXPECT_EQ(client_.Get("/health").status, 200);
+    const auto shakesHands = [&](const std::string& version) {
+        const std::string address = client_.base.substr(8);
+        return std::system(("openssl s_client -connect " + address + " -" + version +
+                            " -cipher ALL:@SECLEVEL=0 </dev/null >/dev/null 2>&1")
+                               .c_str()) == 0;
+    };
+    EXPECT_TRUE(shakesHands("tls1_2"));
+    EXPECT_FALSE(shakesHands("tls1_1")) << "what is older than TLS 1.2 is broken";
     client_.Login("anna", "secret");
     const SampleUpload upload(RandomText(5000000));
     const Json::Value plan = client_.Post("/v1/uploads/start", upload.Start(client_)).json;
@@ -256,6 +264,8 @@ TEST_F(ProcessTest, WrongOptionsAreToldWithoutServing) {
     EXPECT_EQ(Run({"--data", data_, "--listen", "nonsense"}), 1);
     EXPECT_EQ(Run({"--data", data_, "--listen", "127.0.0.1:0", "--tls-cert", "x"}), 1);
     EXPECT_NE(Run({"--data", data_, "--listen", "127.0.0.1:0", "--upload-type", "x"}), 0);
+    EXPECT_NE(Run({"--data", data_, "--listen", "127.0.0.1:0", "--trash-seconds", "-1"}), 0);
+    EXPECT_NE(Run({"--data", data_, "--listen", "127.0.0.1:0", "--rate", "-1"}), 0);
     EXPECT_EQ(Run({"--data", data_, "--listen", "127.0.0.1:0", "--scenario", folder_.Path() / "nothing"}), 1);
     EXPECT_NE(Text("err").find("the scenario"), std::string::npos);
     EXPECT_EQ(Run({"--help"}), 0);
