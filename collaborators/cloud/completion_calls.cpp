@@ -102,7 +102,7 @@ bool EnsureId(const char* call, const std::wstring& givenId, WMap& result) {
         return true;
     }
     result.erase(L"id");
-    result[L"statuscode"] = kAnswerWithoutId;
+    result[L"statuscode"] = kUnusableAnswer;
     result[L"description"] = L"the cloud's answer does not tell the id of the new file";
     SyncPanelLog::WriteErrorLog(
         "CloudClient", call, "the cloud's answer does not tell the id of the new file. fileid=" + Printable(givenId));

@@ -12,6 +12,7 @@
 #include "collaborators/cloud/repeats.h"
 #include "collaborators/cloud/result_id.h"
 #include "collaborators/cloud/session.h"
+#include "collaborators/cloud/slice_bounds.h"
 #include "collaborators/cloud/text.h"
 #include "collaborators/cloud/user_space.h"
 #include "interfaces/cloud/cloud_drive_interface.h"
@@ -26,8 +27,6 @@ using HttpInterface::InterfaceName;
 
 constexpr const char* kCall = "FileproxyUpload";
 constexpr std::size_t kMostAnswerBytes = 1u << 20;
-/// The engine holds one slice in memory.
-constexpr std::int64_t kLargestSlice = std::int64_t{512} << 20;
 /// "statuscode" of a slice that the cloud took while more are to come, whatever 2xx it answered: the engine keeps the
 /// map of the slice before when it then cannot read its file, and would take a "200" in it for a finished upload.
 constexpr const wchar_t* kSliceTaken = L"202";
@@ -56,10 +55,11 @@ ControlAnswer Send(HttpRequest& http, bool idempotent) {
         ReadAnswerBody(kCall, answer);
     } else {
         answer.description = Widen(sent.message);
+        answer.advice = sent.advice;
     }
     if (!answer.ok) {
-        Log(http.method + " " + AddressForLog(http.url) + ": status " + std::to_string(answer.status) +
-            "; errorCode=" + Printable(answer.errorCode) + "; description=" + Printable(answer.description));
+        Log(http.method + " " + AddressForLog(http.url) + ": status " + std::to_string(answer.status) + "; errorCode=" +
+            Printable(answer.errorCode) + "; description=" + Printable(answer.description) + AdviceForLog(answer));
     }
     return answer;
 }
@@ -73,6 +73,7 @@ bool ConcludeContent(const std::wstring& fileId, const ControlAnswer& answer, WM
 /// A resume address: good only with an address and a slice size that the engine can walk with.
 bool ConcludeOpening(const ControlAnswer& answer, WMap& result) {
     if (!answer.ok) return false;
+    result.erase(L"id");  // of no file that is complete
     JsonFields fields(answer.body, kCall);
     const std::wstring url = fields.Text(Wire::kResumeUrl);
     const std::int64_t slice = fields.Number(Wire::kSliceSize, 1, kLargestSlice);
@@ -141,10 +142,13 @@ bool CloudDriveInterface::FileproxyUpload(const std::wstring& url, const std::ws
         return false;
     }
     FillResult("0", "the request could not be made", result);
-    return Guarded(kCall, false, [&] {
+    const bool done = Guarded(kCall, false, [&] {
         const SpaceChanges changes;
         return Upload(url, fileId, operation, rawBody.empty() ? textBody : rawBody, headers, result);
     });
+    // The engine tells the end of an upload by a "200" alone, which no failure may leave behind.
+    if (!done && result[L"statuscode"] == L"200") result[L"statuscode"] = kUnusableAnswer;
+    return done;
 }
 
 }  // namespace Drive::Cloud

@@ -63,8 +63,9 @@ public:
     /// One request to the file proxy with exactly these headers, to which only the login is added. At most one of the
     /// two bodies is non-empty. A ResumeSlice with an empty raw body sends nothing and answers false with "statuscode"
     /// "404". "id" is in the map when the file is complete; a local id without an answer id is a failure, and then
-    /// "statuscode" is not "200". A slice that does not complete the file never leaves "200" in the map, whatever the
-    /// cloud answered: the engine keeps the map when it cannot read its file further, and reads "200" as the end.
+    /// "statuscode" is not "200". Neither a failure nor a slice that does not complete the file ever leaves "200" in
+    /// the map, whatever the cloud answered: the engine keeps the map when it cannot read its file further, and reads
+    /// "200" as the end of the upload without looking at the result.
     static bool FileproxyUpload(const std::wstring& url, const std::wstring& fileId,
                                 HttpInterface::InterfaceName operation, const std::string& rawBody,
                                 const std::string& textBody, WMap headers, WMap& result);
