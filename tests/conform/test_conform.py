@@ -105,10 +105,13 @@ FAULTS = [
     ("content.plain-only", answer("/v1/files/*/content", status=200, body="cipher text")),
     ("content.answer", answer(DOWNLOAD, set={"encFekList": [1]})),
     ("thumbnail.none", answer("/v1/files/*/thumbnail", status=200, body="a picture")),
+    ("thumbnail.attached", answer("/v1/files/*/thumbnail", corrupt=5)),
+    ("changes.folders", answer("/v1/changes", set={"items.0.isDeleted": False})),
 ]
 # Faults that show in what the whole run has seen; the checks beside them only make the requests.
 AFTERWARDS = [
-    ("answers.documented", "space.fits", answer("/v1/account/space", headers={"X-Other": "1"})),
+    ("answers.documented", "space.fits", answer("/v1/account/space",
+                                                body='{"total": 1, "used": 0, "remaining": 1, "extra": 1}')),
     ("answers.documented", "space", answer("/v1/account/space", remove=["used"])),
     ("answers.documented", "login.refuses", answer("/v1/account/login", remove=["description"], **{"from": 2})),
     ("answers.documented", "space", answer("/v1/account/space", body="{garbage")),
@@ -118,6 +121,10 @@ AFTERWARDS = [
 
 
 class ConformCase(CloudCase):
+    def command(self):
+        return [harness.BIN / "zelkor-conform", "--url", self.cloud.url, "--user", "anna", "--password-file",
+                self.cloud.password]
+
     def conform(self, *options):
         """Exit status and the rows of the table."""
         command = [harness.BIN / "zelkor-conform", "--url", self.cloud.url, "--user", "anna", "--password-file",
@@ -157,6 +164,28 @@ class Conform(ConformCase):
         self.write_scenario(clock=-100000)
         _, rows = self.conform("--only", "health.answers")
         self.assertEqual("passed", rows["health.answers"]["verdict"], "a clock that stands back alone breaks nothing")
+
+    # CLOUD-CONFORM-04
+    def test_a_failure_tells_what_was_asked_and_came_and_was_due_and_where_that_stands(self):
+        self.write_scenario(rules=[answer(START, set={"position": 5})])
+        done = self.execute(*self.command(), "--only", "plan.begins", expect=1)
+        self.assertRegex(done.stdout, r"failed +plan\.begins +position of a new plan: 0 was due, it came 5\n"
+                         r' +asked: POST /v1/uploads/start \{"fileId": "".*\n'
+                         r' +came:  200 \{.*"position":5.*\n'
+                         r' +see:   docs/cloud-protocol\.md, "Start: POST `/v1/uploads/start`"\n')
+
+    # CLOUD-CONFORM-04
+    def test_no_failure_tells_a_password_or_a_token(self):
+        self.write_scenario(rules=[answer("/v1/account/refresh", set={"accessToken": "x"}),
+                                   answer("/v1/account/login", status=500, **{"from": 3})])
+        done = self.execute(*self.command(), "--only", "login", expect=1)
+        self.assertRegex(done.stdout, r'asked: POST /v1/account/login .*"password": "\(hidden\)"')
+        self.assertNotRegex(done.stdout, r'"(password|accessToken|refreshToken)": ?"[^(]')
+
+    # CLOUD-CONFORM-04
+    def test_headers_of_a_servers_own_are_passed_over(self):
+        self.write_scenario(rules=[answer("/*", headers={"Server": "another", "Via": "1.1 something"})])
+        self.execute(*self.command(), "--only", "space.fits", "--only", "answers.documented")
 
     # CLOUD-CONFORM-03
     def test_what_cannot_be_tried_is_passed_over_and_told(self):

@@ -7,7 +7,14 @@ import unittest
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 sys.path.insert(0, str(ROOT / "tools" / "conform"))
 
+import checks_account  # noqa: E402, F401  (each of these brings its checks in)
+import checks_files  # noqa: E402, F401
+import checks_objects  # noqa: E402, F401
+import checks_plans  # noqa: E402, F401
+import checks_proxy  # noqa: E402, F401
+from kit import CHECKS  # noqa: E402
 from protocol import ORDINARY, Protocol  # noqa: E402
+from sections import SECTIONS, section_of  # noqa: E402
 
 HTTP_HEADERS = {"range", "content-range", "content-md5", "retry-after", "etag", "accept-ranges"} | ORDINARY
 OPERATION_WORDS = {"kProxyUploadType", "kProxyMultipart", "kProxyResume"}
@@ -88,6 +95,13 @@ class WireNames(unittest.TestCase):
             if operation.name in ("proxyCreate", "proxyUpdate"):
                 parameter = operation.parameters("query")[words["kProxyUploadType"]]
                 self.assertEqual({words["kProxyMultipart"], words["kProxyResume"]}, set(parameter["schema"]["enum"]))
+
+    # CLOUD-CONFORM-04
+    def test_every_check_names_a_section_that_is_there(self):
+        headings = set(re.findall(r"^#+ (.*)$", self.words, re.MULTILINE))
+        self.assertEqual(set(), {section_of(name) for name, _, _ in CHECKS} - headings)
+        known = {name for name, _, _ in CHECKS} | {name.partition(".")[0] for name, _, _ in CHECKS}
+        self.assertEqual(set(), SECTIONS.keys() - known, "sections of checks that do not exist")
 
     # CLOUD-WIRE-02
     def test_every_reference_of_the_document_leads_somewhere_and_every_name_is_used(self):

@@ -4,6 +4,7 @@
 It works in a folder of its own below the user's root and deletes it at the end. Exit status: 0 all passed, 1 something
 failed, 2 the run could not begin."""
 import argparse
+import http.client
 import json
 import sys
 import traceback
@@ -18,6 +19,7 @@ import checks_files  # noqa: F401
 from client import sign_in
 from kit import CHECKS, Kit, PassedOver, Wrong
 from protocol import Protocol
+from sections import section_of
 
 
 def arguments():
@@ -58,18 +60,36 @@ def make_kit(options):
     return kit
 
 
-def run(kit, function):
-    """"passed", "failed" or "passed over", and the reason."""
+def exchange(answer):
+    return {"asked": answer.asked, "came": str(answer)} if answer else {}
+
+
+def run(kit, name, function):
+    """What the row of a check tells: its verdict, the reason, and of a failure what was said and where it stands."""
+    kit.last = None
     try:
         function(kit)
-        return "passed", ""
+        return {"verdict": "passed", "reason": ""}
     except PassedOver as reason:
-        return "passed over", str(reason)
+        return {"verdict": "passed over", "reason": str(reason)}
     except Wrong as reason:
-        return "failed", str(reason)
+        told, said = str(reason), exchange(reason.answer or kit.last)
+    except (OSError, http.client.HTTPException) as error:
+        told = f"no whole answer came: {type(error).__name__} {error}"
+        said = {"asked": getattr(error, "asked", ""), "came": "nothing"}
     except Exception as error:  # an answer that cannot be read is a failure of the cloud, not of the run
         place = traceback.extract_tb(error.__traceback__)[-1]
-        return "failed", f"{type(error).__name__}: {error} ({place.name})"
+        lacks = f"an answer lacks {error}" if isinstance(error, KeyError) else f"{type(error).__name__}: {error}"
+        told, said = f"{lacks} ({place.name}: {place.line})", exchange(kit.last)
+    return {"verdict": "failed", "reason": told, **said, "section": section_of(name)}
+
+
+def show(row):
+    print(f"{row['verdict']:12} {row['check']:24} {row['reason'] or row['text']}", flush=True)
+    for key, word in (("asked", "asked:"), ("came", "came:"), ("section", "see:")):
+        if row.get(key):
+            place = f"docs/cloud-protocol.md, \"{row[key]}\"" if key == "section" else row[key]
+            print(f"{'':12} {word:6} {place}")
 
 
 def clear(kit):
@@ -92,10 +112,9 @@ def main():
         one[0] == name or one[0].startswith(name + ".") for name in options.only)]
     rows = []
     for name, text, function in wanted:
-        verdict, reason = run(kit, function)
-        rows.append({"check": name, "verdict": verdict, "text": text, "reason": reason})
+        rows.append({"check": name, "text": text, **run(kit, name, function)})
         if not options.json:
-            print(f"{verdict:12} {name:24} {reason or text}", flush=True)
+            show(rows[-1])
     clear(kit)
     count = {verdict: sum(row["verdict"] == verdict for row in rows) for verdict in ("passed", "failed", "passed over")}
     if options.json:

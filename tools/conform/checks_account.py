@@ -4,13 +4,13 @@ import secrets
 
 import cipher
 from client import sign_in
-from kit import PassedOver, check, expect, expect_answer
+from kit import PassedOver, check, expect, expect_answer, expect_same
 
 
 @check("health.answers", "the health route answers without a token")
 def health(kit):
     answer = expect_answer(kit.client.get("/health", token=""), 200)
-    expect(answer.json.get("status") == "ok", f"the cloud is not well: {answer}")
+    expect_same("status", answer.json.get("status"), "ok")
 
 
 @check("login.refuses", "a wrong password and an unknown user are refused alike")
@@ -26,7 +26,7 @@ def login_refreshes(kit):
     for _ in range(2):
         answer = client.post("/v1/account/refresh", {"refreshToken": login["refreshToken"]}, token="")
         token = expect_answer(answer, 200).json["accessToken"]
-        expect(token != login["accessToken"], "the access token did not change")
+        expect(token != login["accessToken"], "another access token was due, the old one came back")
         expect_answer(client.get("/v1/account/space", token=token), 200)
     expect_answer(client.get("/v1/account/space"), 200)  # the old one lives on for a while
     answer = client.post("/v1/account/refresh", {"refreshToken": login["accessToken"]}, token="")
@@ -50,8 +50,8 @@ def token_needed(kit):
         path = operation.template.replace("{id}", kit.root).replace("{session}", "session")
         for token in ("", "wrong"):
             answer = kit.client.send(operation.method, path, {} if operation.method != "GET" else None, token=token)
-            expect(answer.status == 401 and answer.code == "21004011",
-                   f"{operation.method} {operation.template} without a right token was answered {answer}")
+            expect_answer(answer, 401, "21004011", f"{operation.method} {operation.template} with " + (
+                f"the token {token!r}" if token else "no token"))
 
 
 @check("codes.routes", "an unknown route and a wrong method are refused with their codes")
@@ -70,8 +70,8 @@ def bad_request(kit):
 @check("space.fits", "total, used and remaining fit together and are never negative")
 def space(kit):
     told = expect_answer(kit.client.get("/v1/account/space"), 200).json
-    expect(min(told.values()) >= 0 and told["remaining"] == max(0, told["total"] - told["used"]),
-           f"these do not fit together: {told}")
+    expect(min(told.values()) >= 0, f"no number below 0 was due, it came {told}")
+    expect_same("remaining, of total less used", told["remaining"], max(0, told["total"] - told["used"]))
 
 
 @check("space.counts", "an upload takes its plain size from the space left")
@@ -79,7 +79,7 @@ def space_counts(kit):
     before = expect_answer(kit.client.get("/v1/account/space"), 200).json["remaining"]
     kit.upload(kit.fresh_content(5000))
     after = expect_answer(kit.client.get("/v1/account/space"), 200).json["remaining"]
-    expect(before - after == 5000, f"5000 bytes were uploaded, {before - after} are gone")
+    expect_same("what an upload of 5000 plain bytes takes from \"remaining\"", before - after, 5000)
 
 
 @check("keys.public", "the public key is 91 bytes of a point of P-256")
@@ -93,7 +93,8 @@ def user_keys(kit):
     temporary = secrets.token_bytes(16)
     body = {"keyKind": 1, "version": public["version"],
             "temporaryKey": cipher.temporary_key_text(public["publicKey"], temporary)}
-    entries = expect_answer(kit.client.post("/v1/keys/list", body), 200).json["keys"]
+    entries = expect_answer(kit.client.post("/v1/keys/list", body), 200,
+                            what="a temporary key of 16 bytes under the raw ECDH secret").json["keys"]
     return [(entry["keyType"], entry["keyUuid"], cipher.open_sealed(temporary, base64.b64decode(entry["encryptedKey"])))
             for entry in entries]
 
@@ -101,10 +102,11 @@ def user_keys(kit):
 @check("keys.list", "the user's keys open under the temporary key, are of the right length and stay the same")
 def key_list(kit):
     keys = user_keys(kit)
-    expect([kind for kind, _, _ in keys] == [1, 3], f"keys of type 1 and 3 were due, it came {[k for k, _, _ in keys]}")
-    expect(len(keys[0][2]) == 16 and keys[0][2][0] != 0, "the key of type 1 must be 16 bytes, the first not zero")
-    expect(len(keys[1][2]) == 32, "the key of type 3 must be 32 bytes")
-    expect(user_keys(kit) == keys, "the keys are not the same when they are asked for again")
+    expect_same("types of the keys, in order", [kind for kind, _, _ in keys], [1, 3])
+    expect_same("bytes of the key of type 1", len(keys[0][2]), 16)
+    expect(keys[0][2][0] != 0, "the first byte of the key of type 1 must not be zero")
+    expect_same("bytes of the key of type 3", len(keys[1][2]), 32)
+    expect(user_keys(kit) == keys, "the same keys were due when they are asked for again, others came")
 
 
 @check("keys.refuses", "a temporary key that does not open and another version are refused")

@@ -1,7 +1,7 @@
 """The start of an upload: plans, their way back, and what is refused."""
 import secrets
 
-from kit import PassedOver, check, expect, expect_answer, padded, sha256
+from kit import PassedOver, check, expect, expect_answer, expect_same, padded, sha256
 
 
 @check("plan.objects", "a plan has one object a slice, each with its padded length, none confirmed")
@@ -10,17 +10,16 @@ def objects(kit):
     plan = kit.start(content)
     lengths = [item["length"] for item in plan["items"]]
     due = [padded(kit.slice_size), padded(kit.slice_size), padded(100)]
-    expect(lengths == due, f"the lengths are {lengths}, {due} were due")
-    expect(not any(item["status"] for item in plan["items"]), "an object of a new plan counts as confirmed")
-    ids = {item["objectId"] for item in plan["items"]}
-    expect(len(ids) == 3, "object ids must differ")
+    expect_same("lengths of the objects", lengths, due)
+    expect_same("status of the objects of a new plan", [item["status"] for item in plan["items"]], [False] * 3)
+    expect_same("number of different object ids", len(set(object_ids(plan))), 3)
 
 
 @check("plan.whole-slices", "a size that is a multiple of the slice size has no object more")
 def whole_slices(kit):
     plan = kit.start(kit.fresh_content(2 * kit.slice_size))
     lengths = [item["length"] for item in plan["items"]]
-    expect(lengths == 2 * [padded(kit.slice_size)], f"the lengths are {lengths}")
+    expect_same("lengths of the objects of two whole slices", lengths, 2 * [padded(kit.slice_size)])
 
 
 @check("plan.attachments", "all attachments share one last object, as long as the sum of their padded lengths")
@@ -28,21 +27,34 @@ def attachments(kit):
     plan = kit.start(kit.fresh_content(100), attachmentSize=[33, 64])
     lengths = [item["length"] for item in plan["items"]]
     due = [padded(100), padded(33) + padded(64)]
-    expect(lengths == due, f"the lengths are {lengths}, {due} were due")
+    expect_same("lengths of the objects", lengths, due)
 
 
 @check("plan.begins", "a new plan has a version, a bucket and a cursor, and begins at position 0")
 def begins(kit):
     plan = kit.start(kit.fresh_content(3000))
-    expect(plan["uploadType"] == "client" and 0 < plan["version"] < 2**53, f"type or version is wrong: {plan}")
-    expect(plan["bucketId"] and plan["recordCursor"], f"bucket or cursor is missing: {plan}")
-    expect(plan["position"] == 0 and plan["resumeUrl"] == "" and plan["uploadUrl"] == "", f"{plan}")
+    expect_same("uploadType", plan["uploadType"], "client")
+    expect(0 < plan["version"] < 2**53, f"version: 1 to 2^53 - 1 was due, it came {plan['version']}")
+    expect(plan["bucketId"] and plan["recordCursor"], "bucketId and recordCursor must not be empty")
+    for key, due in (("position", 0), ("resumeUrl", ""), ("uploadUrl", "")):
+        expect_same(f"{key} of a new plan", plan[key], due)
 
 
-def same_plan(one, other):
-    keys = ("version", "recordCursor", "bucketId", "sliceSize")
-    return all(one[key] == other[key] for key in keys) and (
-        [item["objectId"] for item in one["items"]] == [item["objectId"] for item in other["items"]])
+def object_ids(plan):
+    return [item["objectId"] for item in plan["items"]]
+
+
+def expect_same_plan(what, plan, first):
+    for key in ("version", "recordCursor", "bucketId", "sliceSize"):
+        expect_same(f"{what}, {key} of the plan that was made before", plan[key], first[key])
+    expect_same(f"{what}, objects of the plan that was made before", object_ids(plan), object_ids(first))
+
+
+def expect_other_plan(what, plan, first):
+    expect(plan["version"] != first["version"], f"{what}: another version than that of any other plan was due, because "
+           f"a client takes its old position for good by an equal one; {plan['version']} came again")
+    expect(plan["recordCursor"] != first["recordCursor"], f"{what}: another recordCursor was due, the old came again")
+    expect(not set(object_ids(plan)) & set(object_ids(first)), f"{what}: new objects were due, old ones came again")
 
 
 @check("plan.found-again", "an open upload is found again, by its cursor and without, with the same version")
@@ -52,7 +64,7 @@ def found_again(kit):
     first = expect_answer(kit.client.post("/v1/uploads/start", start), 200).json
     for cursor in (first["recordCursor"], ""):
         again = expect_answer(kit.client.post("/v1/uploads/start", {**start, "recordCursor": cursor}), 200).json
-        expect(same_plan(first, again), f"with the cursor {cursor!r} another plan came: {first} and {again}")
+        expect_same_plan("the same start " + ("with its cursor" if cursor else "without a cursor"), again, first)
 
 
 @check("plan.other-content", "other content or other attachments get another plan, also with the old cursor")
@@ -60,9 +72,9 @@ def other_content(kit):
     start = kit.start_body(kit.fresh_content(3000))
     first = expect_answer(kit.client.post("/v1/uploads/start", start), 200).json
     other = kit.start_body(kit.fresh_content(3000), fileName=start["fileName"], recordCursor=first["recordCursor"])
-    for changed in (other, {**other, "attachmentSize": [40]}):
+    for what, changed in (("other content", other), ("other attachments", {**other, "attachmentSize": [40]})):
         plan = expect_answer(kit.client.post("/v1/uploads/start", changed), 200).json
-        expect(plan["version"] != first["version"] and not same_plan(first, plan), "the old plan came for new content")
+        expect_other_plan(what, plan, first)
         first = plan
 
 
@@ -73,12 +85,13 @@ def one_key(kit):
     first = ask()
     kit.send_object(first, first["items"][0])
     again = ask(recordCursor=first["recordCursor"])
-    expect(same_plan(first, again) and again["items"][0]["status"], f"the plan of the same key was lost: {again}")
-    for other in (sha256(b"another key"), ""):
+    expect_same_plan("the same key digest", again, first)
+    expect(again["items"][0]["status"], "the object that was confirmed must have status true")
+    for what, other in (("another key digest", sha256(b"another key")), ("no key digest", "")):
         plan = ask(keyDigest=other, recordCursor=first["recordCursor"])
-        expect(plan["version"] != first["version"] and not same_plan(first, plan), "another key got the old plan")
-        expect(plan["position"] == 0 and not any(item["status"] for item in plan["items"]),
-               f"an object of another key counts as uploaded: {plan}")
+        expect_other_plan(what, plan, first)
+        expect_same(f"{what}, position", plan["position"], 0)
+        expect_same(f"{what}, status of its objects", [item["status"] for item in plan["items"]], [False, False])
 
 
 @check("plan.position", "status and position tell what is confirmed, without a gap")
@@ -89,11 +102,12 @@ def position(kit):
     plan = ask()
     kit.send_object(plan, plan["items"][1])
     again = ask()
-    expect([item["status"] for item in again["items"]] == [False, True, False], f"the status is wrong: {again}")
-    expect(again["position"] == 0, f"position {again['position']} leaves out the first object")
+    expect_same("status of the objects after the second was confirmed",
+                [item["status"] for item in again["items"]], [False, True, False])
+    expect_same("position, the plain bytes before the first object that is not confirmed", again["position"], 0)
     kit.send_object(plan, plan["items"][0])
     again = ask()
-    expect(again["position"] == 2 * kit.slice_size, f"position {again['position']} after two of three objects")
+    expect_same("position in plain bytes after two of three objects", again["position"], 2 * kit.slice_size)
 
 
 @check("plan.unconfirmed", "an object that is stored but not confirmed does not count")
@@ -103,7 +117,8 @@ def unconfirmed(kit):
     stored = kit.stored(plan["items"][0])
     expect_answer(kit.put(kit.address(plan, plan["items"][0], stored), stored), 200)
     again = expect_answer(kit.client.post("/v1/uploads/start", start), 200).json
-    expect(not again["items"][0]["status"] and again["position"] == 0, f"it counts: {again}")
+    expect_same("status of an object that is not confirmed", again["items"][0]["status"], False)
+    expect_same("position", again["position"], 0)
 
 
 @check("exist.found", "content that the user has is \"exist\": its objects, all confirmed, at the end")
@@ -112,12 +127,13 @@ def exist(kit):
     _, plan, entry = kit.upload(content)
     start = kit.start_body(content)
     again = expect_answer(kit.client.post("/v1/uploads/start", start), 200).json
-    expect(again["uploadType"] == "exist", f"it came {again['uploadType']}")
-    expect([item["objectId"] for item in again["items"]] == [item["objectId"] for item in plan["items"]],
-           "these are not the content's objects")
-    expect(all(item["status"] for item in again["items"]), "an object counts as missing")
+    expect_same("uploadType of a content that the user has", again["uploadType"], "exist")
+    expect_same("objects of the plan, which are those that hold the content", object_ids(again), object_ids(plan))
+    expect(all(item["status"] for item in again["items"]), "all objects of an \"exist\" plan must have status true")
+    expect_same("position of an \"exist\" plan, the size", again["position"], len(content))
     copy = expect_answer(kit.complete(kit.completion(again, start)), 200).json
-    expect(copy["id"] != entry["id"] and copy["sha256"] == entry["sha256"], f"the copy is wrong: {copy}")
+    expect(copy["id"] != entry["id"], "a file of its own was due, the one that was there came back")
+    expect_same("digest of the copy", copy["sha256"], entry["sha256"])
 
 
 @check("exist.own-only", "\"exist\" is said of the user's own files only")
@@ -129,7 +145,8 @@ def exist_own(kit):
     other, login = kit.foreign
     body = kit.start_body(content, parentFolder=login["rootFileId"])
     plan = expect_answer(other.post("/v1/uploads/start", body), 200).json
-    expect(plan["uploadType"] != "exist", "the content of one user was told to another")
+    expect(plan["uploadType"] != "exist", "uploadType: \"client\" or \"server\" was due, \"exist\" tells one user of "
+           "the content of another")
 
 
 @check("start.unknown-parent", "an unknown parent folder is 21000401")
@@ -153,7 +170,7 @@ def name_taken(kit):
 @check("start.local-id", "an id that begins with \"Local\" is a new file")
 def local_id(kit):
     plan = kit.start(kit.fresh_content(100), fileId="Local" + secrets.token_hex(8))
-    expect(plan["uploadType"] == "client", f"{plan}")
+    expect_same("uploadType", plan["uploadType"], "client")
 
 
 @check("start.no-space", "more than the space left is 21004913")
@@ -167,4 +184,4 @@ def no_space(kit):
 @check("start.passes-over", "fields that are not known are passed over")
 def passes_over(kit):
     plan = kit.start(kit.fresh_content(100), somethingNew={"a": [1, 2]})
-    expect(plan["uploadType"] == "client", f"{plan}")
+    expect_same("uploadType", plan["uploadType"], "client")

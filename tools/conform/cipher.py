@@ -79,7 +79,7 @@ def seal(key, plain):
 def open_sealed(key, text):
     nonce, cipher, tag = text[:12], text[12:-16], text[-16:]
     if tag_of(key, nonce, cipher) != tag:
-        raise ValueError("the tag is wrong")
+        raise ValueError("a text of AES-GCM does not open: its tag is wrong")
     return counter_mode(key, nonce + b"\0\0\0\2", cipher)
 
 
@@ -89,3 +89,10 @@ def temporary_key_text(public_key, temporary_key):
     secret = multiply(read_point(base64.b64decode(public_key)), own)[0].to_bytes(32, "big")
     blob = write_point(multiply(G, own))
     return base64.b64encode(blob).decode() + ":" + base64.b64encode(seal(secret, temporary_key)).decode()
+
+
+def cbc(key, vector, plain):
+    """AES-128-CBC with the padding of PKCS#7, as the objects of a file have it."""
+    done = subprocess.run(["openssl", "enc", "-aes-128-cbc", "-K", key.hex(), "-iv", vector.hex()], input=plain,
+                          capture_output=True, check=True)
+    return done.stdout

@@ -1,14 +1,37 @@
 """One request at a time over HTTP, exactly as told: no retries, no redirects, no headers that nobody asked for."""
 import http.client
 import json
+import re
 import ssl
 import time
 import urllib.parse
 
 
+TOLD_HEADERS = ("Range", "Content-Range")
+SECRET = re.compile(r'"(password|accessToken|refreshToken)":\s*"[^"]*"')
+LONGEST_TOLD = 600
+
+
+def told(body):
+    """A body for people: JSON without secrets and cut short, of anything else its length."""
+    if body is None or body == b"":
+        return ""
+    if isinstance(body, (dict, list)):
+        text = json.dumps(body)
+    else:
+        try:
+            text = bytes(body).decode("utf-8").rstrip("\n")
+        except UnicodeDecodeError:
+            return f"({len(body)} bytes)"
+        if not text.isprintable():
+            return f"({len(body)} bytes)"
+    text = SECRET.sub(r'"\1": "(hidden)"', text)
+    return text if len(text) <= LONGEST_TOLD else text[:LONGEST_TOLD] + "..."
+
+
 class Answer:
-    def __init__(self, status, headers, body, seconds):
-        self.status, self.headers, self.body, self.seconds = status, headers, body, seconds
+    def __init__(self, status, headers, body, seconds, asked=""):
+        self.status, self.headers, self.body, self.seconds, self.asked = status, headers, body, seconds, asked
         try:
             self.json = json.loads(body.decode("utf-8")) if self.media == "application/json" else None
         except (UnicodeDecodeError, ValueError):
@@ -26,7 +49,7 @@ class Answer:
         return self.json.get("errorCode") if isinstance(self.json, dict) else None
 
     def __repr__(self):
-        return f"{self.status} {self.body[:300]!r}"
+        return f"{self.status} {told(self.body)}".rstrip()
 
 
 class Client:
@@ -59,7 +82,8 @@ class Client:
             headers["Authorization"] = "Bearer " + token
         parts = urllib.parse.urlsplit(target)
         connection = self.connect(parts.netloc or self.host)
-        begin = time.monotonic()
+        special = "".join(f"{name}: {headers[name]} " for name in TOLD_HEADERS if name in headers)
+        begin, asked = time.monotonic(), f"{method} {target} {special}{told(body)}".rstrip()
         try:
             path = urllib.parse.urlunsplit(("", "", parts.path, parts.query, ""))
             connection.putrequest(method, path, skip_accept_encoding=True)
@@ -76,7 +100,10 @@ class Client:
                 # The other side may have answered before it had read all.
             response = connection.getresponse()
             content = response.read()
-            answer = Answer(response.status, dict(response.getheaders()), content, time.monotonic() - begin)
+            answer = Answer(response.status, dict(response.getheaders()), content, time.monotonic() - begin, asked)
+        except (OSError, http.client.HTTPException) as error:
+            error.asked = asked
+            raise
         finally:
             connection.close()
         if self.listener:

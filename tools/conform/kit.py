@@ -2,6 +2,7 @@
 import base64
 import hashlib
 import json
+import re
 import secrets
 import urllib.parse
 
@@ -11,7 +12,12 @@ CHECKS = []
 
 
 class Wrong(Exception):
-    """The cloud does not do what is relied on; the text says what it did."""
+    """The cloud does not do what is relied on; the text says what was due and what it did. `answer`: the one that was
+    wrong, where it is not the last one."""
+
+    def __init__(self, text, answer=None):
+        super().__init__(text)
+        self.answer = answer
 
 
 class PassedOver(Exception):
@@ -43,14 +49,21 @@ def md5(data):
     return hashlib.md5(data).hexdigest()
 
 
-def expect(condition, text):
+def expect(condition, text, answer=None):
     if not condition:
-        raise Wrong(text)
+        raise Wrong(text, answer)
 
 
-def expect_answer(answer, status, code=None):
-    told = f"status {status}" + (f" with {code}" if code else "")
-    expect(answer.status == status and (code is None or answer.code == code), f"{told} was due, but it came {answer}")
+def expect_same(what, came, due):
+    expect(came == due, f"{what}: {due!a} was due, it came {came!a}")
+
+
+def expect_answer(answer, status, code=None, what=""):
+    """`what`: what was asked for, where the request alone does not tell it."""
+    due = f"status {status}" + (f" with {code}" if code else "")
+    came = f"{answer.status}" + (f" with {answer.code}" if answer.code else "")
+    expect(answer.status == status and (code is None or answer.code == code),
+           (f"{what}: " if what else "") + f"{due} was due, it came {came}", answer)
     return answer
 
 
@@ -59,7 +72,7 @@ class Kit:
         self.client, self.login, self.protocol = client, login, protocol
         self.server_name, self.foreign, self.limit = server_name, foreign, limit
         self.run = secrets.token_hex(4)
-        self.undocumented, self.slowest = [], (0.0, "")
+        self.undocumented, self.slowest, self.last = {}, None, None
         self._folder = self._slice = None
         client.listener = self.listen
         if foreign:
@@ -67,15 +80,18 @@ class Kit:
 
     def listen(self, method, target, body, answer):
         """Holds every answer of the whole run against the document."""
+        self.last = answer
         path = urllib.parse.unquote(urllib.parse.urlsplit(target).path)
         operation = self.protocol.find(method, path)
-        what = f"{method} {path}"
-        if answer.seconds > self.slowest[0] and not isinstance(body, bytes):
-            self.slowest = (answer.seconds, what)
+        if not isinstance(body, bytes) and (self.slowest is None or answer.seconds > self.slowest.seconds):
+            self.slowest = answer
         if operation is None:
             return
-        for problem in self.protocol.answer_problems(operation, answer.status, answer.headers, answer.json):
-            self.undocumented.append(f"{what} -> {answer.status}: {problem}")
+        for problem in self.protocol.answer_problems(operation, answer.status, answer.headers, answer.json, True):
+            # The same of each element and of other values is one thing to mend.
+            problem = re.sub(r" is '.*', not of", " is not of", re.sub(r"\[\d+\]", "[]", problem))
+            where = f"{operation.method} {operation.template} -> {answer.status}: {problem}"
+            self.undocumented.setdefault(where, answer)
 
     # Files and folders.
 
@@ -106,7 +122,7 @@ class Kit:
     def slice_size(self):
         if self._slice is None:
             plan = self.start(content_of(10, secrets.token_hex(8)))
-            expect(plan.get("uploadType") == "client", f"a plan of type \"client\" was due, it came {plan}")
+            expect_same("type of the plan for an ordinary file", plan.get("uploadType"), "client")
             self._slice = plan["sliceSize"]
         return self._slice
 
@@ -146,8 +162,8 @@ class Kit:
         body.update(recordCursor=plan["recordCursor"], bucketId=plan["bucketId"], response=response)
         return self.client.post("/v1/uploads/object-complete", body)
 
-    def send_object(self, plan, item):
-        stored = self.stored(item)
+    def send_object(self, plan, item, stored=None):
+        stored = self.stored(item) if stored is None else stored
         answer = expect_answer(self.put(self.address(plan, item, stored), stored), 200)
         expect_answer(self.confirm(plan, item, answer.body.decode()), 200)
         return stored
@@ -221,7 +237,7 @@ class Kit:
     def plain_file(self, content, **changes):
         """A file that is held plain: its start and its entry."""
         start, plan = self.start_server(content, **changes)
-        return start, expect_answer(self.multipart(start, plan, content), 200).json
+        return start, expect_answer(self.multipart(start, plan, content), 200, what="a multipart body").json
 
 
 def changed_query(url, **changes):
