@@ -2,12 +2,11 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <fstream>
-#include <set>
 
 #include "collaborators/log/line_channel.h"
 #include "tests/contract/platform/temporary_folder.h"
 #include "tests/fault/logging/file_faults.h"
+#include "tests/fault/logging/found_lines.h"
 
 namespace Drive::Logging {
 
@@ -15,43 +14,12 @@ namespace {
 
 namespace fs = std::filesystem;
 
+using Trial::Found;
+using Trial::Record;
+
 constexpr int kRecords = 40;
 constexpr int kAfterwards = 3;
 constexpr std::chrono::milliseconds kMost{20000};
-
-/// Long enough for a few of them to fill a file, and told apart by the number.
-std::string Record(int number) { return "record " + std::to_string(number) + ' ' + std::string(100, 'r') + " end"; }
-
-std::string LossLine(std::uint64_t lost) { return "lost " + std::to_string(lost); }
-
-/// What all files of the log hold.
-struct Found {
-    std::multiset<int> whole;
-    int cut = 0;
-    std::uint64_t lost = 0;
-    bool foreign = false;
-
-    explicit Found(const fs::path& folder) {
-        for (const auto& entry : fs::directory_iterator(folder)) {
-            std::ifstream file(entry.path(), std::ios::binary);
-            for (std::string line; std::getline(file, line);) Take(line);
-        }
-    }
-
-    void Take(const std::string& line) {
-        if (line.starts_with("lost ")) {
-            lost += std::stoull(line.substr(5));
-            return;
-        }
-        const int number = line.starts_with("record ") ? std::atoi(line.c_str() + 7) : 0;
-        if (line == Record(number)) {
-            whole.insert(number);
-        } else {
-            ++cut;
-            foreign = foreign || !Record(number).starts_with(line);
-        }
-    }
-};
 
 struct Fault {
     const char* name;
@@ -64,7 +32,7 @@ void PrintTo(const Fault& fault, std::ostream* out) { *out << fault.name; }
 class LogSweep : public ::testing::TestWithParam<Fault> {
 protected:
     LineChannel& Channel() {
-        static LineChannel* const channel = new LineChannel(&LossLine);
+        static LineChannel* const channel = new LineChannel(&Trial::LossLine);
         return *channel;
     }
 
