@@ -7,7 +7,8 @@
 namespace Drive::Logging {
 
 /// A file of lines that is rotated by size: "name.log", older ones "name.1.log" and so on. A full file that cannot be
-/// renamed is given up for the next one, so that the log stays within its bounds. One thread at a time.
+/// renamed is given up for the next one, so that the log stays within its bounds. One thread at a time; another process
+/// may write and rotate the same files: lines stay whole, and the bounds hold but for what each gathers at a time.
 class RotatingFile {
 public:
     struct Place {
@@ -18,7 +19,7 @@ public:
     };
 
     /// Opens the file for appending; a last line that a crash cut short is ended first. Throws std::exception when
-    /// the file cannot be written or the sizes make no sense; nothing is left open then.
+    /// the file cannot be written, is a pipe that nobody reads, or the sizes make no sense; nothing is left open then.
     explicit RotatingFile(const Place& place);
     ~RotatingFile();
     RotatingFile(const RotatingFile&) = delete;
@@ -32,7 +33,7 @@ public:
     /// How many lines stood in files that were given up since the last call. Never too few.
     std::uint64_t TakeGivenUp() noexcept;
 
-    /// False when the file is no longer under its name, because somebody removed it or its folder.
+    /// False when the file is no longer under its name, because somebody removed it or its folder, or rotated it.
     bool IsInPlace() const noexcept;
 
     /// Gives what was written to the operating system. Throws as Write.

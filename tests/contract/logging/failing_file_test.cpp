@@ -129,6 +129,39 @@ TEST(FailingLogFile, AStuckDiskHoldsNobodyUp) {
     ::close(reader);
 }
 
+// LOG-FILE-07
+TEST(FailingLogFile, APipeThatNobodyReadsIsRefusedAndHoldsNobodyUp) {
+    const Testing::LogFolder log;
+    std::filesystem::create_directory(log.folder.Native("log"));
+    for (const char* name : {"transfer.log", "statistics.jsonl"}) {
+        ASSERT_EQ(::mkfifo((log.folder.Native("log") / name).c_str(), 0600), 0);
+    }
+    std::atomic<bool> answered{false};
+    std::thread rescue([&] {
+        for (int round = 0; round < 1000 && !answered; ++round) Platform::Sleep(10);
+        // Readers, should the calls wait for one.
+        std::vector<int> readers;
+        for (const char* name : {"transfer.log", "statistics.jsonl"}) {
+            readers.push_back(::open((log.folder.Native("log") / name).c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+        }
+        while (!answered) Platform::Sleep(10);
+        for (const int reader : readers) ::close(reader);
+    });
+    EXPECT_FALSE(ConfigureTextLog(log.Settings()));
+    EXPECT_FALSE(ConfigureStatistics(log.Settings()));
+    answered = true;
+    rescue.join();
+}
+
+// LOG-FILE-08
+TEST(FailingLogFile, AFolderInThePlaceOfTheLogIsRefused) {
+    const Testing::LogFolder log;
+    std::filesystem::create_directories(log.folder.Native("log") / "transfer.log");
+    std::filesystem::create_directories(log.folder.Native("log") / "statistics.jsonl");
+    EXPECT_FALSE(ConfigureTextLog(log.Settings()));
+    EXPECT_FALSE(ConfigureStatistics(log.Settings()));
+}
+
 // LOG-FILE-04
 TEST(FailingLogFile, AFileThatSomebodyRemovedIsMadeAnew) {
     const Testing::LogFolder log;
@@ -137,6 +170,19 @@ TEST(FailingLogFile, AFileThatSomebodyRemovedIsMadeAnew) {
     ASSERT_TRUE(FlushTextLog(20000));
     std::filesystem::remove_all(log.folder.Native("log"));
     EXPECT_TRUE(IsWrittenWithin10Seconds(log.folder.Native("log") / "transfer.log"));
+}
+
+// LOG-FILE-09
+TEST(FailingLogFile, AFileThatSomebodyRenamedOrExchangedIsMadeAnew) {
+    const Testing::LogFolder log;
+    const auto file = log.folder.Native("log") / "transfer.log";
+    ASSERT_TRUE(ConfigureTextLog(log.Settings()));
+    SyncPanelLog::WriteTraceLog("first");
+    ASSERT_TRUE(FlushTextLog(20000));
+    std::filesystem::rename(file, log.folder.Native("log") / "transfer.1.log");
+    std::ofstream(file) << "of another process\n";
+    EXPECT_TRUE(IsWrittenWithin10Seconds(file));
+    EXPECT_EQ(Testing::LinesOf(file).front(), "of another process");
 }
 
 // LOG-FILE-05

@@ -1,4 +1,5 @@
 // A process that logs and then ends in the way that its first argument names; the second is the log folder.
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -68,13 +69,28 @@ int EndByReturningWhileOthersLog() {
     return 0;
 }
 
-int CrashASecondLater() {
+int CrashASecondLater(int signal) {
+    // The ends that a sanitizer would tell of at length are those of the system here.
+    std::signal(signal, SIG_DFL);
+    const rlimit noCoreFile{0, 0};
+    ::setrlimit(RLIMIT_CORE, &noCoreFile);
     Configure();
     LogMany(100);
     ::usleep(1'500'000);
     LogMany(1);
-    std::raise(SIGKILL);
+    std::raise(signal);
     return 0;
+}
+
+int FillSmallFiles(char letter) {
+    settings.bytesPerFile = 20'000;
+    settings.filesKept = 200;
+    Configure();
+    for (int index = 0; index < 6000; ++index) {
+        SyncPanelLog::WriteTraceLog(std::string(51, letter));
+        if (index % 500 == 0 && !Logging::FlushTextLog(20000)) return 1;
+    }
+    return Logging::FlushTextLog(20000) ? 0 : 1;
 }
 
 int LogBeforeConfiguring() {
@@ -116,7 +132,11 @@ int main(int count, char** arguments) {
         {"end-with-much-text", EndByReturningWithMuchText},
         {"end-with-many-statistics", EndByReturningWithManyStatistics},
         {"end-while-others-log", EndByReturningWhileOthersLog},
-        {"crash-a-second-later", CrashASecondLater},
+        {"crash-a-second-later-" + std::to_string(SIGKILL), [] { return CrashASecondLater(SIGKILL); }},
+        {"crash-a-second-later-" + std::to_string(SIGSEGV), [] { return CrashASecondLater(SIGSEGV); }},
+        {"crash-a-second-later-" + std::to_string(SIGABRT), [] { return CrashASecondLater(SIGABRT); }},
+        {"fill-small-files-a", [] { return FillSmallFiles('a'); }},
+        {"fill-small-files-b", [] { return FillSmallFiles('b'); }},
         {"log-before-configuring", LogBeforeConfiguring},
         {"log-too-much-before-configuring", LogTooMuchBeforeConfiguring},
         {"log-before-choosing-silence", LogBeforeChoosingSilence},

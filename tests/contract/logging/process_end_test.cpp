@@ -3,6 +3,7 @@
 #include <sys/wait.h>
 
 #include <csignal>
+#include <thread>
 
 #include "interfaces/platform/clock.h"
 #include "tests/contract/logging/log_folder.h"
@@ -38,6 +39,8 @@ protected:
 
     Testing::TemporaryFolder folder;
 };
+
+class Crash : public ProcessEnd, public ::testing::WithParamInterface<int> {};
 
 }  // namespace
 
@@ -77,13 +80,34 @@ TEST_F(ProcessEnd, ThreadsMayLogWhileTheProcessEnds) {
 }
 
 // LOG-END-06
-TEST_F(ProcessEnd, AfterACrashEverythingUpToTheLastSecondIsThereInWholeLines) {
-    const int status = Run("crash-a-second-later");
-    EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL);
+TEST_P(Crash, LeavesEverythingUpToTheLastSecondInWholeLines) {
+    const int status = Run("crash-a-second-later-" + std::to_string(GetParam()));
+    EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == GetParam());
     const auto texts = Texts();
     ASSERT_GE(texts.size(), 100u);
     for (std::size_t index = 0; index < 100; ++index) EXPECT_EQ(texts[index], std::to_string(index));
     EXPECT_GE(CountStatistics(), 100u);
+}
+
+INSTANTIATE_TEST_SUITE_P(BySignal, Crash, testing::Values(SIGKILL, SIGSEGV, SIGABRT));
+
+// LOG-ROTATE-07
+TEST_F(ProcessEnd, TwoThatWriteOneLogLoseNothingAndKeepItsBounds) {
+    constexpr std::uint64_t kSize = 20'000;
+    std::thread other([this] { EXPECT_EQ(Run("fill-small-files-b"), 0); });
+    EXPECT_EQ(Run("fill-small-files-a"), 0);
+    other.join();
+    std::size_t lines = 0;
+    for (const auto& entry : std::filesystem::directory_iterator(folder.Native("log"))) {
+        // Each may not have seen yet what the other gathered.
+        EXPECT_LE(entry.file_size(), kSize + 2 * 4096) << entry.path();
+        for (const std::string& line : Testing::LinesOf(entry.path())) {
+            const std::string text = Testing::LogLine(line).text;
+            EXPECT_TRUE(text == std::string(51, 'a') || text == std::string(51, 'b')) << line;
+            ++lines;
+        }
+    }
+    EXPECT_EQ(lines, 12000u);
 }
 
 // LOG-END-07
