@@ -11,10 +11,11 @@
 /// become names of this system.
 namespace Drive::Platform {
 
-/// Opens or makes a file. `access`, `share`, `disposition` and `flags` are the numbers of the home platform.
-/// `security` and `templateFile` are always none. Reading, writing or attributes follow from `access`; `disposition` 3
-/// opens what exists, 4 opens or makes and never truncates. Share modes are not enforced where the system has none.
-/// Returns a handle that the caller closes with CloseHandle, or kInvalidHandle; then nothing was made or changed.
+/// Opens or makes a file, never a folder unless the flags ask for one. `access`, `share`, `disposition` and `flags` are
+/// the numbers of the home platform. `security` and `templateFile` are always none. Reading, writing or attributes
+/// follow from `access`; `disposition` 3 opens what exists, 4 opens or makes and never truncates. Share modes are not
+/// enforced where the system has none. Returns a handle that the caller closes with CloseHandle, or kInvalidHandle;
+/// then nothing was made or changed.
 ZELKOR_API HANDLE CreateFileW(const wchar_t* path, DWORD access, DWORD share, void* security, DWORD disposition,
                               DWORD flags, HANDLE templateFile);
 
@@ -42,7 +43,9 @@ ZELKOR_API bool WriteAt(HANDLE handle, std::int64_t offset, const void* data, st
 /// Bytes of the open file, or -1.
 ZELKOR_API std::int64_t SizeOf(HANDLE handle);
 
-/// Returns true when all that was written through the handle would survive a loss of power.
+/// Returns true when all that was written through the handle would survive a loss of power. False when that cannot be
+/// sworn, and from then on for as long as the handle is open: the system tells of a block that it lost once only.
+/// Whoever has to be sure opens the file again and writes what it wrote once more.
 ZELKOR_API bool SyncToDisk(HANDLE handle);
 
 /// Handles that are open at this moment: what a test compares before and after.

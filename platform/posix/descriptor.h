@@ -22,7 +22,13 @@ std::string FolderOf(const std::string& nativePath);
 std::int64_t ReadDescriptorAt(int descriptor, std::int64_t offset, void* data, std::size_t length);
 bool WriteDescriptorAt(int descriptor, std::int64_t offset, const void* data, std::size_t length);
 
-/// Puts the entries of a folder on disk. False when that cannot be sworn.
-bool SyncFolder(const std::string& nativeFolder);
+/// What follows the folder part; empty when the path ends in a separator.
+std::string NameOf(const std::string& nativePath);
+
+enum class EntrySync { Done, Failed, CannotTell };
+
+/// Puts the entry of an open file in its folder on disk. CannotTell when the folder cannot be opened, does not hold the
+/// file under that name (it was moved, or a link led to it), or when its file system does not do that.
+EntrySync SyncEntry(const std::string& folder, const std::string& name, int descriptor);
 
 }  // namespace Drive::Platform

@@ -61,35 +61,45 @@ int OpenOnce(const std::string& path, int flags) {
     return RepeatInterrupted([&] { return ::open(path.c_str(), flags | kAlways, 0666); });
 }
 
+bool IsFolder(int descriptor) {
+    struct stat status {};
+    return ::fstat(descriptor, &status) != 0 || S_ISDIR(status.st_mode);
+}
+
+/// What is there already: a folder only when the caller asks for one, as at home.
+int OpenExisting(const std::string& path, int accessFlags, bool folders) {
+    const int there = OpenOnce(path, accessFlags);
+    if (there < 0 || folders || !IsFolder(there)) return there;
+    ::close(there);
+    errno = EISDIR;
+    return -1;
+}
+
 /// An attribute handle makes and empties nothing by itself here: another descriptor does that. What is there already
 /// and not writable is no obstacle, unless it was to be new or emptied.
-int OpenAttributes(const std::string& path, int dispositionFlags) {
-    const int there = OpenOnce(path, O_PATH);
-    if (dispositionFlags == 0 || (there >= 0 && dispositionFlags == O_CREAT)) return there;
+int MakeForAttributes(const std::string& path, int dispositionFlags, bool folders) {
+    const int there = OpenExisting(path, O_PATH, folders);
+    if (there < 0 && errno != ENOENT) return -1;
+    if (there >= 0 && dispositionFlags == O_CREAT) return there;
     // Absent: nobody else may make it meanwhile, so that a failure can take it back.
-    const bool makes = there < 0 && (dispositionFlags & O_CREAT) != 0;
-    const int other = OpenOnce(path, O_WRONLY | dispositionFlags | (makes ? O_EXCL : 0));
-    if (other < 0) {
-        if (there >= 0) ::close(there);
-        return errno == EEXIST && dispositionFlags == O_CREAT ? OpenOnce(path, O_PATH) : -1;
-    }
-    ::close(other);
-    if (there >= 0) return there;
+    const int other = OpenOnce(path, O_WRONLY | dispositionFlags | (there < 0 ? O_EXCL : 0));
+    const int why = errno;
+    if (other >= 0) ::close(other);
+    if (other >= 0 && there >= 0) return there;
+    if (there >= 0) ::close(there);
+    if (other < 0) return why == EEXIST && dispositionFlags == O_CREAT ? OpenExisting(path, O_PATH, folders) : -1;
     const int made = OpenOnce(path, O_PATH);
     if (made < 0) ::unlink(path.c_str());
     return made;
 }
 
-int OpenDescriptor(const std::string& path, int accessFlags, int dispositionFlags) {
-    if (accessFlags == O_PATH) return OpenAttributes(path, dispositionFlags);
+int OpenDescriptor(const std::string& path, int accessFlags, int dispositionFlags, bool folders) {
+    if (dispositionFlags == 0) return OpenExisting(path, accessFlags, folders);
+    // Nothing is emptied without the right to write, as at home.
+    if (dispositionFlags == O_TRUNC && (accessFlags == O_RDONLY || accessFlags == O_PATH)) return -1;
+    if (accessFlags == O_PATH) return MakeForAttributes(path, dispositionFlags, folders);
+    // What may be made or emptied is no folder: the system refuses that.
     return OpenOnce(path, accessFlags | dispositionFlags);
-}
-
-/// A folder opens only when the flags say so, as at home. What may be made is never one: the system refuses that.
-bool IsUnwantedFolder(int descriptor, int dispositionFlags, DWORD flags) {
-    if ((flags & kFolderFlag) != 0 || (dispositionFlags & O_CREAT) != 0) return false;
-    struct stat status {};
-    return ::fstat(descriptor, &status) != 0 || S_ISDIR(status.st_mode);
 }
 
 HANDLE Open(const wchar_t* path, DWORD access, DWORD disposition, DWORD flags) {
@@ -98,15 +108,29 @@ HANDLE Open(const wchar_t* path, DWORD access, DWORD disposition, DWORD flags) {
 
     const std::string nativePath = NativePath(path);
     // The place in the table comes first: when there is no memory for it, no file is made.
-    auto reserved = std::make_shared<OpenFile>(FolderOf(nativePath));
+    auto reserved = std::make_shared<OpenFile>(FolderOf(nativePath), NameOf(nativePath));
     const HANDLE handle = InsertOpenFile(reserved);
-    const int descriptor = OpenDescriptor(nativePath, AccessFlags(access), *dispositionFlags);
-    reserved->descriptor = descriptor;
-    if (descriptor < 0 || IsUnwantedFolder(descriptor, *dispositionFlags, flags)) {
-        RemoveOpenFile(handle);
-        return kInvalidHandle;
+    reserved->descriptor =
+        OpenDescriptor(nativePath, AccessFlags(access), *dispositionFlags, (flags & kFolderFlag) != 0);
+    if (reserved->descriptor >= 0) return handle;
+    RemoveOpenFile(handle);
+    return kInvalidHandle;
+}
+
+bool SyncContentAndEntry(OpenFile& file) {
+    if (RepeatInterrupted([&] { return ::fsync(file.descriptor); }) != 0) return false;
+    if (file.entryOnDisk) return true;
+    // Content without a name would be lost as well.
+    switch (SyncEntry(file.folder, file.name, file.descriptor)) {
+        case EntrySync::Done:
+            return file.entryOnDisk = true;
+        case EntrySync::Failed:
+            return false;
+        case EntrySync::CannotTell:
+            // The slow road takes the whole file system.
+            return file.entryOnDisk = RepeatInterrupted([&] { return ::syncfs(file.descriptor); }) == 0;
     }
-    return handle;
+    return false;
 }
 
 bool IsPlausibleRange(std::int64_t offset, std::size_t length) {
@@ -163,14 +187,9 @@ std::int64_t SizeOf(HANDLE handle) {
 
 bool SyncToDisk(HANDLE handle) {
     const auto file = FindOpenFile(handle);
-    if (!file || RepeatInterrupted([&] { return ::fsync(file->descriptor); }) != 0) return false;
-    // Content without a name would be lost as well. A folder that was moved meanwhile, or that may not be opened,
-    // leaves the slow road: the whole file system.
-    if (!file->entryOnDisk) {
-        file->entryOnDisk =
-            SyncFolder(file->parentFolder) || RepeatInterrupted([&] { return ::syncfs(file->descriptor); }) == 0;
-    }
-    return file->entryOnDisk;
+    if (!file) return false;
+    if (!SyncContentAndEntry(*file)) file->lost = true;
+    return !file->lost;
 }
 
 std::size_t OpenHandleCount() { return CountOpenFiles(); }

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <mutex>
+#include <new>
 #include <shared_mutex>
 #include <unordered_map>
 #include <utility>
@@ -18,9 +19,11 @@ struct HandleTable {
         0x10000;  // well above the system's own numbers, so that the two are never taken for each other
 };
 
-/// Never destroyed: workers may hold handles while the process ends.
-HandleTable& Table() {
-    static HandleTable* const table = new HandleTable;
+/// Never destroyed: workers may hold handles while the process ends. In a place of its own rather than on the heap, so
+/// that a handle can be refused without memory.
+HandleTable& Table() noexcept {
+    alignas(HandleTable) static unsigned char place[sizeof(HandleTable)];
+    static HandleTable* const table = new (place) HandleTable;
     return *table;
 }
 

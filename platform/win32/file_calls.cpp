@@ -127,8 +127,10 @@ std::int64_t SizeOf(HANDLE handle) {
 
 bool SyncToDisk(HANDLE handle) {
     const auto file = FindOpenFile(handle);
+    if (!file) return false;
     // Brings the entry in the folder to the disk as well.
-    return file && ::FlushFileBuffers(file->native) != 0;
+    if (!::FlushFileBuffers(file->native)) file->lost = true;
+    return !file->lost;
 }
 
 std::size_t OpenHandleCount() { return CountOpenFiles(); }

@@ -2,6 +2,8 @@
 
 #include <windows.h>
 
+#include <atomic>
+
 #include "platform/shared/handle_table.h"
 
 namespace Drive::Platform {
@@ -18,6 +20,8 @@ public:
 
     /// Set once, before the handle is given out; invalid while the place is only reserved.
     ::HANDLE native = kInvalidHandle;
+    /// A flush failed: the next one may not tell of it again.
+    std::atomic<bool> lost{false};
 };
 
 }  // namespace Drive::Platform

@@ -18,6 +18,7 @@ TEST(DiskSpace, TellsTheThreeCountsOfTheVolume) {
     EXPECT_LE(free, total);
     // Others write to the volume meanwhile.
     EXPECT_NEAR(static_cast<double>(free), static_cast<double>(volume.free), 1e9);
+    EXPECT_NEAR(static_cast<double>(forCaller), static_cast<double>(volume.available), 1e9);
 }
 
 // PLAT-SPACE-02

@@ -109,6 +109,18 @@ TEST_F(OpenFiles, AFolderOpensOnlyWhenTheFlagsAskForOne) {
     EXPECT_TRUE(CloseHandle(Open("sub", kFileReadAttributes, kOpenExisting, 0x02000000)));
 }
 
+// PLAT-OPEN-21
+TEST_F(OpenFiles, WhereAFolderIsNoFileIsMadeOpenedOrEmptied) {
+    std::filesystem::create_directory(folder.Native("sub"));
+    for (const DWORD access : {kGenericRead, kGenericWrite, kFileReadAttributes}) {
+        for (const DWORD disposition : {1u, 2u, 3u, 4u, 5u}) {
+            EXPECT_EQ(Open("sub", access, disposition), kInvalidHandle) << access << ' ' << disposition;
+        }
+    }
+    EXPECT_TRUE(std::filesystem::is_directory(folder.Native("sub")));
+    EXPECT_EQ(folder.CountEntries(), 1u);
+}
+
 // PLAT-OPEN-17
 TEST_F(OpenFiles, ABadPathIsAnInvalidHandle) {
     EXPECT_EQ(CreateFileW(nullptr, kGenericRead, 0, nullptr, kOpenAlways, 0, nullptr), kInvalidHandle);

@@ -1,11 +1,11 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <thread>
 #include <vector>
 
-#include "interfaces/platform/clock.h"
 #include "interfaces/platform/file_calls.h"
 #include "tests/contract/platform/handles.h"
 
@@ -15,6 +15,8 @@ namespace Drive::Platform {
 TEST_F(Handles, NoneAndTheInvalidValueCannotBeClosed) {
     EXPECT_FALSE(CloseHandle(nullptr));
     EXPECT_FALSE(CloseHandle(kInvalidHandle));
+    EXPECT_FALSE(IsOpenHandle(nullptr));
+    EXPECT_FALSE(IsOpenHandle(kInvalidHandle));
 }
 
 // PLAT-HANDLE-02
@@ -83,8 +85,8 @@ TEST_F(Handles, AHandleClosedUnderAReaderNeverReadsAnotherFile) {
         }
     });
     // Many rounds, but a busy machine may need long for each.
-    const std::int64_t end = MonotonicMilliseconds() + 3000;
-    for (int round = 0; round < 2000 && MonotonicMilliseconds() < end; ++round) {
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(3);
+    for (int round = 0; round < 2000 && std::chrono::steady_clock::now() < end; ++round) {
         CloseHandle(shared);
         // Takes the descriptor that has just become free.
         const HANDLE other =
@@ -97,14 +99,35 @@ TEST_F(Handles, AHandleClosedUnderAReaderNeverReadsAnotherFile) {
     CloseHandle(shared);
 }
 
+// PLAT-HANDLE-11
+TEST_F(Handles, OfTwoThreadsThatCloseTheSameOneExactlyOneDoes) {
+    const std::size_t before = OpenHandleCount();
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(3);
+    for (int round = 0; round < 60 && std::chrono::steady_clock::now() < end; ++round) {
+        const HANDLE handle = Open();
+        std::atomic<int> ready{0};
+        std::atomic<int> closed{0};
+        const auto close = [&] {
+            ++ready;
+            while (ready < 2) std::this_thread::yield();
+            closed += CloseHandle(handle) ? 1 : 0;
+        };
+        std::thread other(close);
+        close();
+        other.join();
+        ASSERT_EQ(closed, 1) << round;
+    }
+    EXPECT_EQ(OpenHandleCount(), before);
+}
+
 // PLAT-HANDLE-10
 TEST_F(Handles, ManyThreadsMayOpenAndCloseAtOnce) {
     const std::size_t before = OpenHandleCount();
-    const std::int64_t end = MonotonicMilliseconds() + 3000;
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(3);
     std::vector<std::thread> threads;
     for (int index = 0; index < 8; ++index) {
         threads.emplace_back([&] {
-            for (int round = 0; round < 200 && MonotonicMilliseconds() < end; ++round) {
+            for (int round = 0; round < 200 && std::chrono::steady_clock::now() < end; ++round) {
                 const HANDLE handle = Open();
                 char byte = 0;
                 EXPECT_EQ(ReadAt(handle, 3, &byte, 1), 1);

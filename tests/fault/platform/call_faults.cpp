@@ -71,6 +71,7 @@ int __real_open(const char* path, int flags, ...);
 ssize_t __real_pread(int file, void* data, std::size_t length, off_t offset);
 ssize_t __real_pwrite(int file, const void* data, std::size_t length, off_t offset);
 int __real_fstat(int file, struct stat* status);
+int __real_fstatat(int folder, const char* name, struct stat* status, int flags);
 int __real_stat(const char* path, struct stat* status);
 int __real_lstat(const char* path, struct stat* status);
 int __real_statvfs(const char* path, struct statvfs* volume);
@@ -97,6 +98,9 @@ ssize_t __wrap_pwrite(int file, const void* data, std::size_t length, off_t offs
 }
 
 int __wrap_fstat(int file, struct stat* status) { return Fails("fstat") ? -1 : __real_fstat(file, status); }
+int __wrap_fstatat(int folder, const char* name, struct stat* status, int flags) {
+    return Fails("fstatat") ? -1 : __real_fstatat(folder, name, status, flags);
+}
 int __wrap_stat(const char* path, struct stat* status) { return Fails("stat") ? -1 : __real_stat(path, status); }
 int __wrap_lstat(const char* path, struct stat* status) { return Fails("lstat") ? -1 : __real_lstat(path, status); }
 

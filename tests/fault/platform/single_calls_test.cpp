@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <filesystem>
 
 #include "interfaces/platform/file_calls.h"
 #include "tests/contract/platform/copy_files.h"
@@ -40,6 +41,52 @@ TEST_F(ReadingWriting, ASyncTriesTheFolderAgainUntilItsEntryIsOnTheDisk) {
     EXPECT_TRUE(SyncToDisk(handle));
     // The entry is on the disk by then: only the content goes again.
     EXPECT_EQ(Trial::EndFaults(), std::vector<std::string>{"fsync"});
+}
+
+// PLAT-FAULT-09
+TEST_F(ReadingWriting, ASyncThatFailedIsNotSwornLater) {
+    OpenWith("content");
+    Trial::FailCall(1, EIO);
+    EXPECT_FALSE(SyncToDisk(handle));
+    Trial::EndFaults();
+    EXPECT_FALSE(SyncToDisk(handle));
+    CloseHandle(handle);
+    OpenWith("written once more");
+    EXPECT_TRUE(SyncToDisk(handle));
+}
+
+// PLAT-FAULT-10
+TEST_F(ReadingWriting, AFolderWhoseEntriesWereLostIsNotTakenForOneThatCannotTell) {
+    OpenWith("content");
+    Trial::FailCall(5, EIO);
+    EXPECT_FALSE(SyncToDisk(handle));
+    EXPECT_EQ(Trial::EndFaults(), (std::vector<std::string>{"fsync", "open", "fstatat", "fstat", "fsync"}));
+    EXPECT_FALSE(SyncToDisk(handle));
+    CloseHandle(handle);
+    OpenWith("content");
+    Trial::FailCall(5, EINVAL);
+    EXPECT_TRUE(SyncToDisk(handle));
+    EXPECT_EQ(Trial::EndFaults(), (std::vector<std::string>{"fsync", "open", "fstatat", "fstat", "fsync", "syncfs"}));
+}
+
+// PLAT-FAULT-11
+TEST_F(ReadingWriting, ASyncTakesTheWholeFileSystemWhereTheFolderHoldsAnotherFileOfThatName) {
+    OpenWith("content");
+    std::filesystem::rename(folder.Native("file"), folder.Native("moved"));
+    folder.Put("file", "another one");
+    Trial::FailCall(0, 0);
+    EXPECT_TRUE(SyncToDisk(handle));
+    EXPECT_EQ(Trial::EndFaults().back(), "syncfs");
+}
+
+// PLAT-FAULT-12
+TEST_F(ReadingWriting, ASyncTakesTheWholeFileSystemWhereALinkLedToTheFile) {
+    folder.Put("elsewhere", "content");
+    std::filesystem::create_symlink(folder.Native("elsewhere"), folder.Native("link"));
+    handle = CreateFileW(folder.Engine("link").c_str(), kGenericWrite, 7, nullptr, kOpenExisting, 0, nullptr);
+    Trial::FailCall(0, 0);
+    EXPECT_TRUE(SyncToDisk(handle));
+    EXPECT_EQ(Trial::EndFaults().back(), "syncfs");
 }
 
 // PLAT-FAULT-07

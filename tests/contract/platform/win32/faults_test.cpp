@@ -55,12 +55,15 @@ TEST_F(ReadingWriting, AFullDiskAndMissingEventsAreFailures) {
 }
 
 // PLAT-HOME-31
-TEST_F(ReadingWriting, WhatCannotBeFlushedIsNotSworn) {
+TEST_F(ReadingWriting, WhatCannotBeFlushedIsNotSwornLaterEither) {
     OpenWith("content");
     const FaultScope scope;
     Faults().noFlush = true;
     EXPECT_FALSE(SyncToDisk(handle));
     Faults().noFlush = false;
+    EXPECT_FALSE(SyncToDisk(handle));
+    CloseHandle(handle);
+    OpenWith("written once more");
     EXPECT_TRUE(SyncToDisk(handle));
 }
 
