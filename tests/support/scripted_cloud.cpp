@@ -35,8 +35,19 @@ void ScriptedCloud::Reset() {
     downloadCloudFileRequest.Reset();
     getBoundary.Reset();
     files.clear();
+    replies.clear();
+    objectFaults.clear();
+    contentInfo.reset();
+    publicKey.clear();
+    publicKeyVersion.clear();
+    userKeys.reset();
+    const std::lock_guard lock(mutex);
     objects.clear();
+    sealed.clear();
+    space.Forget();
     created = 0;
+    boundaries = 0;
+    asked.clear();
 }
 
 void ScriptedCloud::PutPlain(const std::wstring& fileId, const std::string& bytes) {
@@ -58,19 +69,25 @@ void ScriptedCloud::PutEncrypted(const std::wstring& fileId, const std::string& 
     files[fileId] = content;
 }
 
-int ScriptedCloud::Deliver(const std::string& body, std::int64_t offset,
-                           const Cloud::FileTransRequest::Receiver& receiver) const {
-    const std::int64_t total = static_cast<std::int64_t>(body.size()) - offset;
-    if (total <= 0) return receiver(nullptr, 0) ? 200 : 0;
+int ScriptedCloud::Asked(const std::string& operation) const {
+    const std::lock_guard lock(mutex);
+    const auto found = asked.find(operation);
+    return found == asked.end() ? 0 : found->second;
+}
+
+bool ScriptedCloud::Deliver(const std::string& body, std::int64_t offset, std::int64_t end,
+                            const Cloud::FileTransRequest::Receiver& receiver) const {
+    const std::int64_t total = end - offset;
+    if (total <= 0) return receiver(reinterpret_cast<const unsigned char*>(body.data()), 0);
     for (std::int64_t done = 0; done < total;) {
         const std::int64_t toBlock = kBlock - done % kBlock;
         const std::int64_t length = std::min({total - done, toBlock, static_cast<std::int64_t>(pieceSize)});
         const auto* data = reinterpret_cast<const unsigned char*>(body.data()) + offset + done;
-        if (!receiver(data, length)) return 0;
+        if (!receiver(data, length)) return false;
         done += length;
         VirtualTime::MaybeYield();
     }
-    return offset > 0 ? 206 : 200;
+    return true;
 }
 
 }  // namespace Drive::Testing

@@ -235,6 +235,7 @@ TEST_F(EndingDownloads, StoppingTheEngineWithNoWorkerReturnsAtOnceAndTheFlagStay
 // DL-STOP-05
 TEST_F(EndingDownloads, StoppingTheEngineWaitsForAWorkerInItsRetryPause) {
     GiveEncrypted(L"F", L"f.txt", "hello", 5);
+    common.getFek.AlwaysReturns(std::string(32, '5'));
     common.writeLocalFileV.AlwaysReturns(false);
     VirtualTime::Run(0, [&] {
         StartWorker(L"F");

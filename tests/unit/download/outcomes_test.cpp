@@ -156,7 +156,10 @@ TEST_F(DownloadOutcome, TheAnswerOfTheHostToAFinishedFileIsNotLookedAt) {
 
 class DownloadRetry : public DownloadOutcome {
 protected:
-    DownloadRetry() { common.writeLocalFileV.AlwaysReturns(false); }
+    DownloadRetry() {
+        common.getFek.AlwaysReturns(std::string(32, '5'));
+        common.writeLocalFileV.AlwaysReturns(false);
+    }
 
     static int Passes() { return Journal::CountBeginning(Kind::Trace, "DownLoadTaskManger.downLoadTask.Begin."); }
     static int PauseCount() { return Journal::Count(Kind::Sleep, "3000"); }

@@ -272,6 +272,7 @@ TEST_F(GivingSlotsBack, EveryDownloadThatEndsInAnyWayGivesItsSlotBackOnce) {
         return record.event != 4;
     });
     GiveEncrypted(L"retried", L"retried.txt", "content", 7);
+    common.getFek.AlwaysReturns(std::string(32, '5'));
     common.writeLocalFileV.Perhaps([&](std::int64_t, const char*, std::size_t,
                                        const std::wstring& path) { return path == world.Path(L"retried.txt"); },
                                    [](std::int64_t, const char*, std::size_t, const std::wstring&) { return false; });

@@ -38,6 +38,7 @@ protected:
         for (int i = 0; i < count; ++i) GivePlain(Id(i), Name(i), "hello", i);
     }
     void GiveEncryptedOnes() {
+        common.getFek.AlwaysReturns(std::string(32, '5'));
         for (int i = 0; i < kJobs; ++i) GiveEncrypted(Id(i), Name(i), "helloworld", 5);
     }
     /// Fetches of the platform through the ordinary pool.
@@ -382,6 +383,7 @@ TEST_F(StoppingEightDownloads, WhileTwelveMoreWaitForASlotLeavesTheRowsOfThoseAs
 // SVC-MOMENT-27
 TEST_F(StoppingEightDownloads, EachInAnotherMomentEndsEachInItsOwnWay) {
     GivePlainOnes();
+    common.getFek.AlwaysReturns(std::string(32, '5'));
     for (const int i : {5, 6}) GiveEncrypted(Id(i), Name(i), "helloworld", 5, i);
     const auto stay = [&] {
         ++there;
