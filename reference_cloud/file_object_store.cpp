@@ -10,6 +10,7 @@
 #include <memory>
 #include <mutex>
 #include <new>
+#include <stdexcept>
 #include <system_error>
 #include <utility>
 #include <vector>
@@ -165,9 +166,14 @@ public:
         if (!committed_) ::unlink(file_.Path().c_str());
     }
 
-    void Append(std::string_view bytes) override { file_.Append(bytes); }
+    void Append(std::string_view bytes) override {
+        Begin();
+        file_.Append(bytes);
+        isWhole_ = true;
+    }
 
     std::string Commit() override {
+        Begin();
         file_.Close(sync_);
         const fs::path folder = root_ / key_.substr(0, 2);
         fs::rename(file_.Path(), folder / key_);
@@ -177,10 +183,16 @@ public:
     }
 
 private:
+    /// What failed once is not gone on with: nobody knows what of it is in the file.
+    void Begin() {
+        if (!std::exchange(isWhole_, false)) throw std::logic_error("an object that could not be written is not taken");
+    }
+
     const fs::path root_;
     const std::string key_;
     const bool sync_;
     BlockFile file_;
+    bool isWhole_ = true;
     bool committed_ = false;
 };
 
