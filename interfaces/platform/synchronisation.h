@@ -11,7 +11,8 @@ namespace Drive::Platform {
 
 class ConditionVariable;
 
-/// A plain mutex; use it through std::unique_lock and std::lock_guard. Not recursive.
+/// A plain mutex; use it through std::unique_lock and std::lock_guard. Not recursive. Making a mutex or a condition
+/// throws std::bad_alloc without memory; no other operation throws.
 class ZELKOR_API Mutex {
 public:
     Mutex();
@@ -39,9 +40,12 @@ public:
 
     void wait(std::unique_lock<Mutex>& lock);
 
-    /// Waits until signalled or until MonotonicMilliseconds reaches `deadline`. False when the deadline passed.
+    /// Waits until signalled or until MonotonicMilliseconds reaches `deadline`, which may lie in the past (the wait
+    /// then ends at once, whatever other threads do) or beyond all time. False when the deadline passed; the mutex is
+    /// held again in any case.
     bool wait_until(std::unique_lock<Mutex>& lock, std::int64_t deadline);
 
+    /// Wakes at least one of those that wait, or all of them; nobody who comes to wait later.
     void notify_one();
     void notify_all();
 

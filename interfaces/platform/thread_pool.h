@@ -22,7 +22,7 @@ using TaskBody = void (*)(void*);
 /// hours never hold up workers or file streams. False as above.
 ZELKOR_API bool StartTaskThread(TaskBody body, void* argument);
 
-/// Work items and tasks that were accepted and have not returned yet.
+/// Work items and tasks that were accepted and have not returned yet; no other thread of the process.
 ZELKOR_API int RunningWorkCount();
 
 }  // namespace Drive::Platform

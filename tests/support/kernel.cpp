@@ -294,9 +294,10 @@ bool Kernel::Wait(const void* condition, bool& taken, std::int64_t deadline) {
     {
         Guard guard(mutex);
         VirtualThread* thread = Self();
-        thread->timedOut = false;
+        // One that has passed is not waited for until nobody else can run.
+        thread->timedOut = deadline >= 0 && deadline <= now;
         const bool spurious = options.seed != 0 && options.spuriousOneOf > 0 && dice() % options.spuriousOneOf == 0;
-        if (spurious) {
+        if (thread->timedOut || spurious) {
             MakeReady(thread);
         } else {
             thread->standing = Standing::Waiting;

@@ -56,7 +56,8 @@ public:
     bool TryLock(bool& taken);
     void Unlock(bool& taken);
 
-    /// Gives `taken` free, waits for a signal on `condition`, takes it again. False when the deadline passed.
+    /// Gives `taken` free, waits for a signal on `condition`, takes it again. False when the deadline passed; a
+    /// negative one is none.
     bool Wait(const void* condition, bool& taken, std::int64_t deadline);
     void Signal(const void* condition, bool all);
 

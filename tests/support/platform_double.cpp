@@ -1,7 +1,8 @@
 // The platform's clock, mutexes, conditions and thread pool on virtual time. Without a run they are the real ones.
+#include <algorithm>
 #include <chrono>
 #include <condition_variable>
-#include <exception>
+#include <limits>
 #include <mutex>
 #include <thread>
 
@@ -28,10 +29,23 @@ std::int64_t RealMilliseconds() {
     return std::chrono::duration_cast<std::chrono::milliseconds>(now).count();
 }
 
+void RealSleep(DWORD milliseconds) {
+    if (milliseconds == 0) return std::this_thread::yield();
+    std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
+}
+
+constexpr std::int64_t kNoDeadline = -1;
+
+/// What is later than a real clock could tell is no deadline; what lies before the clock's own start has passed.
+std::int64_t Sensible(std::int64_t deadline) {
+    if (deadline >= std::numeric_limits<std::int64_t>::max() / 1'000'000) return kNoDeadline;
+    return std::max<std::int64_t>(deadline, 0);
+}
+
 }  // namespace
 
 void Sleep(DWORD milliseconds) {
-    if (!VirtualTime::Active()) return std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
+    if (!VirtualTime::Active()) return RealSleep(milliseconds);
     Journal::Write(Kind::Sleep, std::to_string(milliseconds));
     VirtualTime::Pause(milliseconds);
 }
@@ -79,16 +93,16 @@ void Mutex::unlock() {
 }
 
 struct ConditionVariable::Body {
+    /// As wait_until, kNoDeadline for none.
+    bool Await(Mutex::Body& mutex, std::int64_t deadline);
+
     std::condition_variable_any real;
 };
 
 ConditionVariable::ConditionVariable() : body(new Body) {}
 ConditionVariable::~ConditionVariable() { delete body; }
 
-void ConditionVariable::wait(std::unique_lock<Mutex>& lock) { wait_until(lock, -1); }
-
-bool ConditionVariable::wait_until(std::unique_lock<Mutex>& lock, std::int64_t deadline) {
-    Mutex::Body& mutex = *lock.mutex()->body;
+bool ConditionVariable::Body::Await(Mutex::Body& mutex, std::int64_t deadline) {
     if (VirtualTime::Active()) {
         mutex.real.unlock();
         bool signalled = false;
@@ -100,21 +114,27 @@ bool ConditionVariable::wait_until(std::unique_lock<Mutex>& lock, std::int64_t d
         mutex.real.lock();
         return signalled;
     }
-    if (deadline < 0) return body->real.wait(mutex.real), true;
+    if (deadline == kNoDeadline) return real.wait(mutex.real), true;
     const auto left = std::chrono::milliseconds(deadline - RealMilliseconds());
-    return body->real.wait_for(mutex.real, left) == std::cv_status::no_timeout;
+    return real.wait_for(mutex.real, left) == std::cv_status::no_timeout;
+}
+
+void ConditionVariable::wait(std::unique_lock<Mutex>& lock) { body->Await(*lock.mutex()->body, kNoDeadline); }
+
+bool ConditionVariable::wait_until(std::unique_lock<Mutex>& lock, std::int64_t deadline) {
+    return body->Await(*lock.mutex()->body, Sensible(deadline));
 }
 
 void ConditionVariable::notify_one() {
     body->real.notify_one();
     Untraced hidden;
-    Kernel::Get().Signal(this, false);
+    Kernel::Get().Signal(body, false);
 }
 
 void ConditionVariable::notify_all() {
     body->real.notify_all();
     Untraced hidden;
-    Kernel::Get().Signal(this, true);
+    Kernel::Get().Signal(body, true);
 }
 
 }  // namespace Drive::Platform

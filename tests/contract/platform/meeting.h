@@ -1,49 +1,61 @@
 #pragma once
 
-#include <atomic>
-#include <condition_variable>
+#include <cstddef>
+#include <cstdint>
 #include <mutex>
 #include <set>
-#include <thread>
 
 #include "interfaces/platform/clock.h"
+#include "interfaces/platform/synchronisation.h"
 #include "interfaces/platform/thread_pool.h"
+#include "tests/contract/platform/surroundings.h"
 
 namespace Drive::Platform {
 
 /// A meeting point: each that arrives waits until the last one is there.
-struct Meeting {
+class Meeting {
+public:
     explicit Meeting(int count) : awaited(count) {}
 
     void Arrive() {
-        std::unique_lock<std::mutex> lock(mutex);
+        std::unique_lock<Mutex> lock(mutex);
         ++arrived;
-        threads.insert(std::this_thread::get_id());
-        changed.notify_all();
-        changed.wait(lock, [this] { return arrived >= awaited; });
+        threads.insert(Testing::ThreadNumber());
+        if (arrived >= awaited) changed.notify_all();
+        while (arrived < awaited) changed.wait(lock);
     }
 
     bool AllCame() {
-        std::unique_lock<std::mutex> lock(mutex);
-        return changed.wait_for(lock, std::chrono::seconds(30), [this] { return arrived >= awaited; });
+        const std::int64_t end = MonotonicMilliseconds() + 30'000;
+        std::unique_lock<Mutex> lock(mutex);
+        while (arrived < awaited && changed.wait_until(lock, end)) {
+        }
+        return arrived >= awaited;
     }
 
     int Count() {
-        std::lock_guard<std::mutex> lock(mutex);
+        std::lock_guard<Mutex> lock(mutex);
         return arrived;
     }
 
+    std::set<std::size_t> Threads() {
+        std::lock_guard<Mutex> lock(mutex);
+        return threads;
+    }
+
     void Release() {
-        std::lock_guard<std::mutex> lock(mutex);
+        std::lock_guard<Mutex> lock(mutex);
         awaited = 0;
         changed.notify_all();
     }
 
+private:
+    Mutex mutex;
+    ConditionVariable changed;
+    // Guarded by mutex.
     int awaited;
-    std::mutex mutex;
-    std::condition_variable changed;
     int arrived = 0;
-    std::set<std::thread::id> threads;
+    std::set<std::size_t> threads;
 };
 
 /// Waits until nothing that was accepted runs any more.
