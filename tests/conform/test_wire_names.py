@@ -5,7 +5,7 @@ import sys
 import unittest
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
-sys.path.insert(0, str(ROOT / "tools" / "conform"))
+sys.path[:0] = [str(ROOT / "tools" / "conform"), str(ROOT / "scripts")]
 
 import checks_account  # noqa: E402, F401  (each of these brings its checks in)
 import checks_files  # noqa: E402, F401
@@ -13,6 +13,7 @@ import checks_objects  # noqa: E402, F401
 import checks_plans  # noqa: E402, F401
 import checks_proxy  # noqa: E402, F401
 from kit import CHECKS  # noqa: E402
+import protocol_documents  # noqa: E402
 from protocol import ORDINARY, Protocol  # noqa: E402
 from sections import SECTIONS, section_of  # noqa: E402
 
@@ -139,6 +140,49 @@ class WireNames(unittest.TestCase):
 
     def is_told(self, schema):
         return "description" in schema or "description" in self.protocol.resolve(schema)
+
+
+class TwoDocuments(unittest.TestCase):
+    """The comparison of the page with the document, each in turn altered in one place."""
+
+    def setUp(self):
+        self.page = (ROOT / "docs/cloud-protocol.md").read_text(encoding="utf-8")
+        self.document = (ROOT / "docs/openapi.json").read_text(encoding="utf-8")
+
+    def problems(self, page=("", ""), document=("", "")):
+        for text, (old, _) in ((self.page, page), (self.document, document)):
+            self.assertIn(old, text)
+        return list(protocol_documents.problems(self.page.replace(*page, 1) if page[0] else self.page,
+                                                self.document.replace(*document) if document[0] else self.document))
+
+    # CLOUD-WIRE-06
+    def test_as_they_are_they_tell_the_same(self):
+        self.assertEqual([], self.problems())
+
+    # CLOUD-WIRE-06
+    def test_a_route_of_one_alone_is_told(self):
+        told = self.problems(document=('"/v1/changes"', '"/v1/news"'))
+        self.assertIn("the page leaves out the route GET /v1/news", told)
+        self.assertIn("GET /v1/changes is no route of docs/openapi.json", told)
+
+    # CLOUD-WIRE-06
+    def test_a_status_or_a_code_of_one_alone_is_told(self):
+        self.assertRegex(self.problems(page=("| 400, 409 `21004091` |", "| 409 `21004091` |"))[0],
+                         "POST /v1/keys/list answers")
+        self.assertRegex(self.problems(page=("409 `21004932` |", "409 `21004091` |"))[0], "object-complete answers")
+        self.assertEqual(2, len(self.problems(page=("| `21004913` | 507 |", "| `21004913` | 413 |"))))
+        self.assertTrue(self.problems(document=('"416": {', '"417": {')))
+
+    # CLOUD-WIRE-06
+    def test_a_field_of_one_alone_is_told_with_its_route(self):
+        self.assertEqual(['GET /v1/account/space: the page leaves out "used"'],
+                         self.problems(page=("`{total, used, remaining}`", "`{total, remaining}`")))
+        self.assertEqual(['GET /v1/account/space: "spent" of the page is no field in docs/openapi.json'],
+                         self.problems(page=("`{total, used, remaining}`", "`{total, used, spent, remaining}`")))
+        self.assertEqual(['POST /v1/uploads/start: the page leaves out "synckey"'],
+                         self.problems(page=("length, synckey, time, status}", "length, time, status}")))
+        self.assertEqual(['the entry\'s "category" stands in one of the two only'],
+                         self.problems(page=("mimeType, category, contentVersion", "mimeType, contentVersion")))
 
 
 ENTRY = {"method": "GET", "path": "/v1/account/space", "status": 200, "scenario": "", "query": {}, "request": None,
