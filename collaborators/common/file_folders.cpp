@@ -14,15 +14,11 @@ namespace {
 
 /// True when there is no file at the path any more.
 bool Unlink(const std::wstring& path) {
-    const auto place = Place::Find(path, false);
+    const auto place = Place::FindFile(path, false);
     if (!place) {
         return errno == ENOENT;
     }
     const std::size_t count = place->Parts().names.size();
-    if (count == 0) {
-        errno = EISDIR;
-        return false;
-    }
     const UniqueFd folder = place->Open(count - 1, O_PATH | O_DIRECTORY);
     return (folder && unlinkat(folder.Get(), place->Parts().names.back().c_str(), 0) == 0) || errno == ENOENT ||
            errno == ENOTDIR;

@@ -129,12 +129,12 @@ std::int64_t FileHepler::GetLocalFileSize(const std::wstring& path) { return Get
 
 bool FileHepler::IsPlaceholder(const std::wstring& path) {
     const auto native = NativePathOf(path);
-    return native && getxattr(native->c_str(), kPlaceholderMark, nullptr, 0) >= 0;
+    return native && getxattr(native->c_str(), kPlaceholderMark, nullptr, 0) >= 0 && IsExistingFile(*native);
 }
 
 bool MarkPlaceholder(const std::wstring& path) {
     const auto native = NativePathOf(path);
-    return native && setxattr(native->c_str(), kPlaceholderMark, "1", 1, 0) == 0;
+    return native && IsExistingFile(*native) && setxattr(native->c_str(), kPlaceholderMark, "1", 1, 0) == 0;
 }
 
 bool ClearPlaceholder(const std::wstring& path) {

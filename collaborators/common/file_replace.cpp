@@ -56,15 +56,11 @@ bool ReplaceIn(int folder, const std::string& name, const std::vector<char>& con
 }  // namespace
 
 bool ReplaceFile(const std::wstring& path, const std::vector<char>& content) {
-    const auto place = Place::Find(path, true);
+    const auto place = Place::FindFile(path, true);
     if (!place) {
         return false;
     }
     const std::size_t count = place->Parts().names.size();
-    if (count == 0) {
-        errno = EISDIR;
-        return false;
-    }
     if (!place->MakeFolders(count - 1)) {
         return false;
     }

@@ -79,12 +79,8 @@ bool SyncParent(const Place& place) {
 /// One attempt, from finding the place to the disk; `errno` tells why not. The name of the file is on the disk before
 /// its first byte is written: a file that holds bytes has its name there, whatever became of the attempt that made it.
 bool WriteOnce(std::int64_t position, const char* data, std::size_t length, const std::wstring& path) {
-    const auto place = Place::Find(path, true);
+    const auto place = Place::FindFile(path, true);
     if (!place) {
-        return false;
-    }
-    if (place->Parts().names.empty()) {
-        errno = EISDIR;
         return false;
     }
     UniqueFd file = OpenForWriting(*place);

@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <glib.h>
 #include <ini.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -95,22 +96,43 @@ private:
     std::optional<std::string> value;
 };
 
+/// Settings that were written on the home platform may be UTF-16; empty when the bytes are none.
+std::string FromUtf16(const std::string& content, const char* form) {
+    gsize length = 0;
+    char* const text = g_convert(content.data() + 2, static_cast<gssize>(content.size() - 2), "UTF-8", form, nullptr,
+                                 &length, nullptr);
+    if (text == nullptr) return {};
+    std::string narrow(text, length);
+    g_free(text);
+    return narrow;
+}
+
 /// Nothing for a file that cannot be read: a part of it could hold a part of a value.
-std::string ReadContent(const std::wstring& path) {
-    const std::string native = Platform::NativePath(path);
-    const UniqueFd file(Uninterrupted([&] { return open(native.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY); }));
+std::string ReadBytes(const std::string& path) {
+    // A pipe would be waited for.
+    const UniqueFd file(
+        Uninterrupted([&] { return open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK); }));
+    struct stat status {};
+    if (!file || fstat(file.Get(), &status) != 0 || !S_ISREG(status.st_mode)) return {};
     std::string content;
     std::array<char, 16384> block;
-    while (file && content.size() < kMostBytes) {
+    while (content.size() < kMostBytes) {
         const std::size_t most = std::min(block.size(), kMostBytes - content.size());
         const ssize_t got = Uninterrupted([&] { return read(file.Get(), block.data(), most); });
         if (got < 0) return {};
-        if (got == 0) break;
+        if (got == 0) return content;
         content.append(block.data(), static_cast<std::size_t>(got));
     }
-    if (content.starts_with("\xEF\xBB\xBF")) {
-        content.erase(0, 3);
-    }
+    // Half a value would be worse than none.
+    content.resize(content.rfind('\n') + 1);
+    return content;
+}
+
+std::string ReadContent(const std::wstring& path) {
+    const std::string content = ReadBytes(Platform::NativePath(path));
+    if (content.starts_with("\xEF\xBB\xBF")) return content.substr(3);
+    if (content.starts_with("\xFF\xFE")) return FromUtf16(content, "UTF-16LE");
+    if (content.starts_with("\xFE\xFF")) return FromUtf16(content, "UTF-16BE");
     return content;
 }
 

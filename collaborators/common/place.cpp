@@ -111,6 +111,15 @@ std::optional<Place> Place::Find(const std::wstring& path, bool makeCache) {
     return Place(std::move(base), std::move(parts));
 }
 
+std::optional<Place> Place::FindFile(const std::wstring& path, bool makeCache) {
+    auto place = Find(path, makeCache);
+    if (place && (place->parts.names.empty() || path.back() == L'\\' || path.back() == L'/')) {
+        errno = EISDIR;
+        return std::nullopt;
+    }
+    return place;
+}
+
 UniqueFd Place::Open(std::size_t count, int flags, mode_t mode) const {
     const std::string path = Prefix(parts, count);
     if (base) {

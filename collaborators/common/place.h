@@ -20,6 +20,10 @@ public:
     /// is never made, an absent cache folder is with `makeCache`.
     static std::optional<Place> Find(const std::wstring& path, bool makeCache);
 
+    /// The same for what is to be a file: nothing, with EISDIR, also for a path that names a folder by its closing
+    /// separator, or one of the folders itself.
+    static std::optional<Place> FindFile(const std::wstring& path, bool makeCache);
+
     /// The components below the folder; empty when the path is that folder itself.
     const NativeParts& Parts() const { return parts; }
 

@@ -146,6 +146,7 @@ Decoded Judge(pid_t process, const UniqueFd& output, const UniqueFd& errors) {
     result.outcome = cannotRead ? DecodeOutcome::CannotRead : DecodeOutcome::CannotDecode;
     const std::vector<char> words = ContentOf(errors);
     result.reason.assign(words.data(), std::min(words.size(), kMostReasonBytes));
+    result.reason.erase(result.reason.find_last_not_of("\n") + 1);
     if (ranOut) {
         result.reason = "decoding took too long";
     } else if (isKnown && !exited) {

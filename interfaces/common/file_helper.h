@@ -13,7 +13,8 @@ namespace Drive::Common {
 
 /// File utilities. All operations are static, may be called from any thread at once, throw only for memory, and keep
 /// no state but a small memory of digests. Paths are wide and full unless said otherwise, with backslash or slash as
-/// separator. Digest texts are lower-case hexadecimal.
+/// separator; one that ends in a separator names a folder, and no operation takes it for a file. Digest texts are
+/// lower-case hexadecimal.
 class ZELKOR_API FileHepler {
 public:
     /// True for an existing file, false for a folder. For a path below the sync root, false is answered only for a real

@@ -6,8 +6,9 @@
 
 namespace Drive::Common {
 
-/// One settings file of "key=value" lines, with sections and comments. Read when asked, so that a change is seen at
-/// the next call. An object is used by one thread at a time.
+/// One settings file of "key=value" lines, with sections and comments: UTF-8, or UTF-16 with its byte order mark. The
+/// whole lines of its first MiB count. Read when asked, so that a change is seen at the next call. An object is used by
+/// one thread at a time.
 class ZELKOR_API IniFileHelper {
 public:
     /// Remembers the path; an absent or unreadable file is no error.

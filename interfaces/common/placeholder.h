@@ -8,7 +8,7 @@
 /// file ("user.zelkor.placeholder"), never guessed from its blocks. Any thread.
 namespace Drive::Common {
 
-/// Marks an existing file. False when the file is absent or the file system keeps no such attribute.
+/// Marks an existing file. False when the file is absent or a folder, or the file system keeps no such attribute.
 ZELKOR_API bool MarkPlaceholder(const std::wstring& path);
 
 /// Takes the mark away, once the content is in; true also when there was none.

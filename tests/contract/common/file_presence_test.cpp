@@ -139,6 +139,14 @@ TEST_F(Presence, AbsentFileIsNoPlaceholderAndCannotBecomeOne) {
     EXPECT_FALSE(ClearPlaceholder(InRoot(L"absent")));
 }
 
+// COM-PRESENCE-15
+TEST_F(Presence, AFolderIsNoPlaceholderAndCannotBecomeOne) {
+    fs::create_directory(base / "root/folder");
+    EXPECT_FALSE(MarkPlaceholder(InRoot(L"folder")));
+    setxattr((base / "root/folder").c_str(), "user.zelkor.placeholder", "1", 1, 0);
+    EXPECT_FALSE(FileHepler::IsPlaceholder(InRoot(L"folder")));
+}
+
 // COM-PRESENCE-14
 TEST_F(Presence, NoPlaceholderCanBeMadeWhereFilesKeepNoMarks) {
     EXPECT_FALSE(MarkPlaceholder(L"\\proc\\self\\status"));

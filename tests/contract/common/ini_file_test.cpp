@@ -1,4 +1,13 @@
 #include "interfaces/common/ini_file_helper.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <thread>
+
 #include "tests/contract/common/test_folders.h"
 
 namespace Drive::Common {
@@ -140,6 +149,51 @@ TEST_F(IniFile, IsReadAnewAtEachCall) {
     EXPECT_EQ(file.ReadIniValueByKeyTypeString(L"MacAddressEncrypt"), "one");
     Trial::Put(base / "outside/SyncSetting.ini", "MacAddressEncrypt=two\n");
     EXPECT_EQ(file.ReadIniValueByKeyTypeString(L"MacAddressEncrypt"), "two");
+}
+
+// COM-SETTINGS-14
+TEST_F(IniFile, MayBeUtf16WithItsMark) {
+    const std::string text = "[a]\r\nMacAddressEncrypt=abc\xE4==\r\n";
+    for (const bool bigEnd : {false, true}) {
+        std::string content = bigEnd ? "\xFE\xFF" : "\xFF\xFE";
+        for (const char character : text) {
+            content += bigEnd ? std::string({'\0', character}) : std::string({character, '\0'});
+        }
+        EXPECT_EQ(Read(content), "abc\xC3\xA4==");
+        EXPECT_EQ(Read(content + "x"), "") << "half a character at the end";
+    }
+    EXPECT_EQ(Read("\xFF\xFE"), "");
+}
+
+// COM-SETTINGS-15
+TEST_F(IniFile, GivesWholeLinesOfItsFirstMebibyteOnly) {
+    const std::string key = "MacAddressEncrypt=";
+    const std::string value(100, 'v');
+    const auto behind = [&](std::size_t before) { return std::string(before - 1, ';') + "\n" + key + value + "\n"; };
+    const std::size_t whole = (1 << 20) - key.size() - value.size() - 1;
+    EXPECT_EQ(Read(behind(whole - 1)), value);
+    EXPECT_EQ(Read(behind(whole + 2)), "") << "never a part of the value";
+    EXPECT_EQ(Read(key + std::string(1 << 20, 'x')), "");
+    EXPECT_EQ(Read(key + std::string(1 << 19, 'x') + "\n").size(), std::size_t{1} << 19);
+}
+
+// COM-SETTINGS-16
+TEST_F(IniFile, APipeOrFolderInItsPlaceIsEmptyAndHoldsNobodyUp) {
+    ASSERT_EQ(mkfifo((base / "outside/pipe").c_str(), 0600), 0);
+    std::atomic<bool> answered{false};
+    std::thread rescue([&] {
+        for (int round = 0; round < 1000 && !answered; ++round)
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        const int writer = open((base / "outside/pipe").c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC);
+        while (!answered) std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        close(writer);
+    });
+    const auto before = std::chrono::steady_clock::now();
+    EXPECT_EQ(IniFileHelper(Wide(base / "outside/pipe").c_str()).ReadIniValueByKeyTypeString(L"MacAddressEncrypt"), "");
+    EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::seconds(9));
+    answered = true;
+    rescue.join();
+    EXPECT_EQ(IniFileHelper(Wide(base / "outside").c_str()).ReadIniValueByKeyTypeString(L"MacAddressEncrypt"), "");
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 #include <thread>
 
 #include "interfaces/common/file_helper.h"
+#include "interfaces/common/placeholder.h"
 #include "tests/contract/common/test_folders.h"
 
 namespace Drive::Common {
@@ -57,6 +58,57 @@ TEST_F(RefusedPaths, ThatClimbWithDots) {
         Attack(InRoot(climb));
     }
     EXPECT_TRUE(fs::is_empty(base / "root/inside"));
+}
+
+// COM-PATH-17
+TEST_F(RefusedPaths, ThatEndInASeparatorAreNoFiles) {
+    Trial::Put(base / "root/kept", "kept");
+    for (const wchar_t* path : {L"kept\\", L"kept/", L"kept\\\\", L"", L"inside\\", L"new\\", L"new\\file/"}) {
+        EXPECT_FALSE(FileHepler::WriteLocalFileV(0, "evil", 4, InRoot(path))) << Platform::NativePath(path);
+        FileHepler::RemoveFile(InRoot(path));
+        FileHepler::DeleteLocalFile(InRoot(path));
+    }
+    EXPECT_EQ(Trial::Get(base / "root/kept"), "kept");
+    EXPECT_FALSE(fs::exists(base / "root/new"));
+    EXPECT_TRUE(fs::exists(base / "root/inside"));
+}
+
+/// What can be no name, or no name of a file.
+std::vector<std::wstring> OddNames() {
+    return {std::wstring(L"kept\0x", 6),
+            std::wstring(1, L'\0'),
+            std::wstring(1, static_cast<wchar_t>(0xD800)),
+            std::wstring(1, static_cast<wchar_t>(0x110000)),
+            std::wstring(300, L'n'),
+            std::wstring(1 << 20, L'x'),
+            L"kept\\x",
+            L"absent\\..\\kept"};
+}
+
+// COM-PATH-18
+TEST_F(RefusedPaths, ThatCanBeNoNameHarmNoOtherFileAndNothingThrows) {
+    Trial::Put(base / "root/kept", "kept");
+    for (const std::wstring& name : OddNames()) {
+        const std::wstring path = InRoot(name.c_str()).substr(0, InRoot(L"").size()) + name;
+        std::wstring one, two;
+        std::vector<char> content(1);
+        EXPECT_FALSE(FileHepler::IsPlaceholder(path));
+        EXPECT_LT(FileHepler::GetFileSizeApi(path), 0);
+        EXPECT_EQ(FileHepler::GetFileSha256(path), L"");
+        EXPECT_FALSE(FileHepler::GetFileHash(path, one, two));
+        EXPECT_EQ(FileHepler::GetFileHmac(path), "");
+        EXPECT_FALSE(FileHepler::ReadLocalFile(path, content));
+        EXPECT_TRUE(content.empty());
+        EXPECT_FALSE(FileHepler::WriteLocalFileV(0, "evil", 4, path));
+        EXPECT_FALSE(FileHepler::CreateLocalDirectory(path));
+        EXPECT_FALSE(MarkPlaceholder(path));
+        EXPECT_FALSE(ClearPlaceholder(path));
+        FileHepler::RemoveFile(path);
+        FileHepler::DeleteLocalFile(path);
+        FileHepler::GetFileMimeType(name);
+        FileHepler::GetFileFolderAndLocalname(path, one, two);
+        EXPECT_EQ(Trial::Get(base / "root/kept"), "kept");
+    }
 }
 
 // COM-PATH-10
