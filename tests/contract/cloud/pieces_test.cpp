@@ -3,6 +3,7 @@
 
 #include "collaborators/cloud/address.h"
 #include "collaborators/cloud/byte_range.h"
+#include "collaborators/cloud/json_shape.h"
 #include "collaborators/cloud/piece_cutter.h"
 #include "collaborators/cloud/proxy_operation.h"
 #include "tests/contract/cloud/cloud_test.h"
@@ -172,6 +173,35 @@ TEST(ProxySlice, TheLastOneIsKnownByPositionAndTotal) {
     EXPECT_FALSE(last("0-4/5", 5));
     EXPECT_FALSE(IsLastSlice({}, 5));
     EXPECT_TRUE(last("bytes 0-18446744073709551615/0", 0));
+}
+
+// CLOUD-HOSTILE-04
+TEST(JsonShape, CountsWhatTheParserWouldMakeAndNotWhatStandsInTexts) {
+    std::string why;
+    std::string list = "[0";
+    for (int count = 0; count < 999'999; ++count) list += ",0";
+    EXPECT_TRUE(HasFitShape(list + "]", why));
+    EXPECT_FALSE(HasFitShape(list + ",0]", why));
+    EXPECT_EQ("the answer holds more than 1000000 values", why);
+    EXPECT_TRUE(
+        HasFitShape("{\"a\":\"" + std::string(2'000'000, ',') + "\\\"" + std::string(2'000'000, '[') + "\"}", why));
+    EXPECT_FALSE(HasFitShape(std::string(1'000'001, '['), why));
+    EXPECT_TRUE(HasFitShape("\"" + std::string(2'000'000, ','), why))
+        << "a text without an end is the parser's to refuse";
+}
+
+// CLOUD-HOSTILE-01
+TEST(JsonShape, HalfASurrogatePairIsFoundWhereverItStands) {
+    std::string why;
+    for (const char* text : {R"("\ud83d\ude00")", R"("\uD83D\uDE00 and \u00e9")", R"("\\udc80")", R"("\\\\udc80")",
+                             R"({"\u0041":"\"\ud800\udc00"})", R"("\u")", R"("\ud8)", "\"\\", ""}) {
+        EXPECT_TRUE(HasFitShape(text, why)) << text;
+    }
+    for (const char* text : {R"("\udc80")", R"("\ud800")", R"("\ud800\ud800")", R"("\ud800x")", R"("\udfff\ud800")",
+                             R"({"\udc80":1})", R"("\\\udc80")", R"("\ud800\u0041")", R"("\ud83d\ude00\ude00")"}) {
+        EXPECT_FALSE(HasFitShape(text, why)) << text;
+        EXPECT_EQ("a text of the answer holds half a surrogate pair", why);
+    }
 }
 
 }  // namespace
