@@ -68,7 +68,7 @@ struct HeardRequest {
 /// space. Nothing is tried twice by the operations, and each is signed in.
 class CloudBehind {
 public:
-    /// A new cloud that has been told nothing, with nothing left over from the one before.
+    /// A new cloud that has been told nothing, with nothing left over from the one before, which is gone by then.
     static std::unique_ptr<CloudBehind> Begin();
     virtual ~CloudBehind() = default;
 
@@ -84,6 +84,8 @@ public:
     virtual void AnswersPublicKey(const std::string& key, const std::string& version) = 0;
     virtual void AnswersKeys(const std::vector<CloudKey>& keys) = 0;
     virtual void HasSpace(std::int64_t bytes) = 0;
+    /// inQuireCloudFile: the cloud has this one file, and says 404 to any other.
+    virtual void HasOneFile(const std::wstring& fileId, const std::wstring& parentId, const std::wstring& name) = 0;
 
     /// Each gives the address for the operation's argument: DownloadCloudFileRequest, DownloadDriveFileRequest,
     /// UploadRequest, FileproxyUpload.

@@ -46,6 +46,11 @@ public:
         for (const CloudKey& key : keys) cloud.userKeys->push_back({key.type, key.encryptedKey, key.uuid});
     }
     void HasSpace(std::int64_t bytes) override { cloud.space.Becomes(bytes); }
+    void HasOneFile(const std::wstring& fileId, const std::wstring& parentId, const std::wstring& name) override {
+        cloud.replies.erase("inQuireCloudFile");
+        cloud.files[fileId].parent = parentId;
+        cloud.files[fileId].name = name;
+    }
 
     std::wstring Content(const CloudContentPlan& plan) override {
         CloudContent content;

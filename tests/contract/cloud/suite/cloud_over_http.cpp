@@ -3,6 +3,7 @@
 
 #include <map>
 #include <mutex>
+#include <set>
 #include <utility>
 
 #include "interfaces/cloud/drive_account.h"
@@ -226,6 +227,15 @@ public:
         TellJson("GetUserSpace", body);
     }
 
+    void HasOneFile(const std::wstring& fileId, const std::wstring& parentId, const std::wstring& name) override {
+        const std::lock_guard lock(mutex);
+        told.erase("inQuireCloudFile");
+        fileRoutes = {Wire::kFilePrefix + Narrow(fileId), std::string(Wire::kFindFile) + "?" + Wire::kParentFolder +
+                                                              "=" + Narrow(parentId) + "&" + Wire::kFileName + "=" +
+                                                              Narrow(name)};
+        fileAtRoutes = Sent({200, L"", L"", {{L"id", fileId}, {L"fileName", name}}});
+    }
+
     std::wstring Content(const CloudContentPlan& content) override { return Add("/content/", content, contents); }
     std::wstring Object(const CloudObjectPlan& object) override { return Add("/object/", object, objects); }
     std::wstring Store(const StoreAnswer& answer) override { return Add("/put/", answer, stores); }
@@ -289,6 +299,7 @@ private:
             CloudObjectPlan plain{answer.text, answer.toldDigest, answer.status, {}};
             return ServedObject(plain);
         }
+        if (fileRoutes.count(request.target) != 0) return fileAtRoutes;
         const std::string operation = OperationOf(request);
         if (const auto found = told.find(operation); found != told.end()) return found->second;
         if (operation == "FileproxyUpload" && request.target.find(Wire::kProxyResume) != std::string::npos) {
@@ -305,6 +316,8 @@ private:
     std::map<std::string, CloudContentPlan> contents;
     std::map<std::string, CloudObjectPlan> objects;
     std::map<std::string, StoreAnswer> stores;
+    std::set<std::string> fileRoutes;  ///< of the one file
+    Reply fileAtRoutes;
     int created = 0;
 
     HttpServer server;  // last, so that its threads end first

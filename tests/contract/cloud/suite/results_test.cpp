@@ -94,6 +94,27 @@ TEST_P(CompletedFile, IsNoneWhenNobodyTellsTheIdOfANewOne) {
     EXPECT_EQ(L"", ValueOf(result, L"errorCode"));
 }
 
+class Inquiry : public CloudSuite {};
+
+// CLOUD-CALL-09, CLOUD-CALL-11
+TEST_F(Inquiry, FindsAKnownFileByItsIdAndANewOneByParentAndName) {
+    cloud->HasOneFile(L"cloud7", L"folder1", L"letter.txt");
+    WMap result;
+    for (const wchar_t* id : {L"cloud7", L"Local-7"}) {
+        EXPECT_TRUE(Cloud::CloudDriveInterface::inQuireCloudFile(FileWithId(id), result));
+        EXPECT_EQ(L"cloud7", ValueOf(result, L"id"));
+        EXPECT_EQ(L"letter.txt", ValueOf(result, L"fileName"));
+    }
+    Common::FileItem otherName = FileWithId(L"Local-7"), otherParent = FileWithId(L"Local-7");
+    otherName.SetLocalFileName(L"other.txt");
+    otherParent.SetLocalParentId(L"folder2");
+    for (const Common::FileItem& absent : {FileWithId(L"cloud8"), otherName, otherParent}) {
+        EXPECT_FALSE(Cloud::CloudDriveInterface::inQuireCloudFile(absent, result));
+        EXPECT_EQ(L"404", ValueOf(result, L"statuscode"));
+        EXPECT_EQ(0u, result.count(L"id"));
+    }
+}
+
 INSTANTIATE_TEST_SUITE_P(Calls, CompletedFile, testing::ValuesIn(CompletingCalls()), NameOf);
 
 }  // namespace

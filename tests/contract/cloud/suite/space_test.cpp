@@ -17,6 +17,7 @@ protected:
 // CLOUD-CALL-17
 TEST_F(SpaceLeft, IsWhatTheCloudSays) {
     for (const std::int64_t space : {std::int64_t{0}, std::int64_t{1}, std::int64_t{1} << 45}) {
+        cloud.reset();
         cloud = CloudBehind::Begin();
         cloud->HasSpace(space);
         EXPECT_EQ(space, Ask());

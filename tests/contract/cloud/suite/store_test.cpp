@@ -58,6 +58,7 @@ TEST_F(Store, HoldsWhatWasSentOrHasNotAccepted) {
     EXPECT_TRUE(Put({200, "", ""}, headers));
     const std::string digest = "2958d416d08aa5a472d7b509036cb7eafd542add84527e66a145ea64cb4cdc75";  // of "object"
     EXPECT_TRUE(Put({200, "", digest}, {}));
+    EXPECT_FALSE(Put({200, "", "abc1"}, {}));
 }
 
 }  // namespace
