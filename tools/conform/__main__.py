@@ -1,13 +1,14 @@
 #!/usr/bin/env python3
 """zelkor-conform: holds a cloud against what the engine relies on, and prints a table of what passed and what did not.
 
-It works in a folder of its own below the user's root and deletes it at the end. Exit status: 0 all passed, 1 something
-failed, 2 the run could not begin."""
+It works in a folder of its own below the user's root, deletes it at the end and signs out. What a cloud keeps of deleted
+files, and of uploads that were left open, goes by its own rules. Exit status: 0 all passed, 1 something failed, 2 the run
+could not begin or was broken off."""
 import argparse
-import http.client
 import json
 import sys
 import traceback
+import urllib.parse
 
 sys.dont_write_bytecode = True
 
@@ -66,7 +67,7 @@ def exchange(answer):
 
 def run(kit, name, function):
     """What the row of a check tells: its verdict, the reason, and of a failure what was said and where it stands."""
-    kit.last = None
+    kit.last, kit.unanswered = None, False
     try:
         function(kit)
         return {"verdict": "passed", "reason": ""}
@@ -74,7 +75,8 @@ def run(kit, name, function):
         return {"verdict": "passed over", "reason": str(reason)}
     except Wrong as reason:
         told, said = str(reason), exchange(reason.answer or kit.last)
-    except (OSError, http.client.HTTPException) as error:
+    except OSError as error:
+        kit.unanswered = True
         told = f"no whole answer came: {type(error).__name__} {error}"
         said = {"asked": getattr(error, "asked", ""), "came": "nothing"}
     except Exception as error:  # an answer that cannot be read is a failure of the cloud, not of the run
@@ -92,30 +94,75 @@ def show(row):
             print(f"{'':12} {word:6} {place}")
 
 
-def clear(kit):
-    if kit._folder is None:
-        return
+def is_gone(kit):
+    """Whether nobody answers any more: then each further check would only wait for its time to be over."""
     try:
-        kit.client.send("DELETE", f"/v1/files/{kit._folder}")
+        kit.client.get("/health", token="")
+        return False
+    except OSError:
+        return True
+
+
+def try_all(kit, wanted, options):
+    """One row a check."""
+    rows, gone = [], False
+    for name, text, function in wanted:
+        told = {"verdict": "failed", "reason": "not tried, since the cloud does not answer any more"}
+        rows.append({"check": name, "text": text, **(told if gone else run(kit, name, function))})
+        if not options.json:
+            show(rows[-1])
+        gone = gone or kit.unanswered and is_gone(kit)
+    return rows
+
+
+def attempt(failure, ask):
+    """A step of the clearing away; what was left behind is told."""
+    try:
+        answer = ask()
+        if answer is None or answer.status == 200:
+            return
+        reason = answer
     except OSError as error:
-        print(f"zelkor-conform: the folder of this run was not deleted: {error}", file=sys.stderr)
+        reason = error
+    print(f"zelkor-conform: {failure}: {reason}", file=sys.stderr)
+
+
+def delete_folder(kit):
+    folder = kit._folder
+    if not folder:
+        query = urllib.parse.urlencode({"parentFolder": kit.root, "fileName": kit.folder_name})
+        found = kit.client.get("/v1/files/find?" + query)
+        if found.status == 404:
+            return None  # it never came into being
+        if found.status != 200:
+            return found
+        folder = found.json["id"]
+    return kit.client.send("DELETE", f"/v1/files/{folder}")
+
+
+def clear(kit):
+    if kit._folder is not None:
+        attempt(f"the folder \"{kit.folder_name}\" of this run was not deleted; delete it", lambda: delete_folder(kit))
+    for client in [kit.client] + ([kit.foreign[0]] if kit.foreign else []):
+        attempt("a sign-in of this run was not ended", lambda: client.post("/v1/account/logout"))
 
 
 def main():
     options = arguments()
     try:
         kit = make_kit(options)
-    except (OSError, PermissionError, ValueError, KeyError) as error:
+    except (OSError, ValueError) as error:
         print(f"zelkor-conform: the run could not begin: {error}", file=sys.stderr)
         return 2
     wanted = [one for one in CHECKS if not options.only or any(
         one[0] == name or one[0].startswith(name + ".") for name in options.only)]
-    rows = []
-    for name, text, function in wanted:
-        rows.append({"check": name, "text": text, **run(kit, name, function)})
-        if not options.json:
-            show(rows[-1])
-    clear(kit)
+    try:
+        rows = try_all(kit, wanted, options)
+    except KeyboardInterrupt:
+        print("zelkor-conform: broken off", file=sys.stderr)
+        return 2
+    finally:
+        clear(kit)
     count = {verdict: sum(row["verdict"] == verdict for row in rows) for verdict in ("passed", "failed", "passed over")}
     if options.json:
         print(json.dumps({"checks": rows, **{key.replace(" ", ""): value for key, value in count.items()}}, indent=1))

@@ -31,6 +31,8 @@ def login_refreshes(kit):
     expect_answer(client.get("/v1/account/space"), 200)  # the old one lives on for a while
     answer = client.post("/v1/account/refresh", {"refreshToken": login["accessToken"]}, token="")
     expect_answer(answer, 401, "21004011")
+    for pair in (token, client.token):
+        client.post("/v1/account/logout", token=pair)
 
 
 @check("login.ends", "a sign-out revokes both tokens")

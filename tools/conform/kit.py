@@ -73,6 +73,7 @@ class Kit:
         self.server_name, self.foreign, self.limit = server_name, foreign, limit
         self.run = secrets.token_hex(4)
         self.undocumented, self.slowest, self.last = {}, None, None
+        self.unanswered = False  # whether the check that ran last got no answer
         self._folder = self._slice = None
         client.listener = self.listen
         if foreign:
@@ -100,9 +101,14 @@ class Kit:
         return self.login["rootFileId"]
 
     @property
+    def folder_name(self):
+        return "zelkor-conform-" + self.run
+
+    @property
     def folder(self):
-        if self._folder is None:
-            self._folder = self.make_folder("zelkor-conform-" + self.run, self.root)["id"]
+        if not self._folder:
+            self._folder = ""  # asked for: it may be there although no answer comes
+            self._folder = self.make_folder(self.folder_name, self.root)["id"]
         return self._folder
 
     def make_folder(self, name, parent=None):
