@@ -67,6 +67,33 @@ TEST_F(DownloadStatements, QuoteTheirTexts) {
     EXPECT_EQ(Ids(FetchDownloads()), (IdList{L"q", L"id'1"}));
 }
 
+// DB-INSERT-10
+TEST_F(DownloadStatements, FindsExactlyTheFileWhateverItsNameHolds) {
+    std::vector<std::wstring> names = {L"'",      L"''",          L"%",      L"_",          L"a%",    L"a_",
+                                       L"\\\\",   L"?1",          L":x",     L"\n",         L"\"",    L"--",
+                                       L"/* */;", L"'); DROP --", L"\uFFFF", L"\U0001F600", L"\xDC80"};
+    names.push_back(std::wstring(1 << 16, L'n'));
+    names.push_back(std::wstring(1 << 16, L'\''));
+    for (std::size_t number = 0; number < names.size(); ++number) {
+        Common::FileItem file = File(L"id" + std::to_wstring(number), 0);
+        file.SetLocalFileName(names[number]);
+        file.SetLocalParentFolder(names[number] + L"\\");
+        ASSERT_TRUE(SQLiteDB::SyncRows::PutFile(file));
+    }
+    for (std::size_t number = 0; number < names.size(); ++number) {
+        const std::wstring id = L"id" + std::to_wstring(number);
+        ASSERT_TRUE(Db().InsertTaskByOnFetch(
+            {Db().GetDownLoadTaskSqlcmd(names[number], names[number] + L"\\", L"", true, 11)}));
+        EXPECT_EQ(Db().GetTaskItem(id, 1).GetTransferKey(), 11) << number;
+        EXPECT_EQ(Ask(L"SELECT count(*) FROM T_task"), std::to_wstring(number + 1));
+        const WMap place{{L"localFileName", names[number]}, {L"localParentFolder", names[number] + L"\\"}};
+        EXPECT_EQ(Db().GetDriveDataItem(place).GetFileId(), id);
+    }
+    const std::wstring nul(L"a\0b", 3);
+    EXPECT_FALSE(Db().InsertTaskByOnFetch({Db().GetDownLoadTaskSqlcmd(nul, nul, nul, true, 11)}));
+    EXPECT_EQ(Ask(L"SELECT count(*) FROM T_task"), std::to_wstring(names.size()));
+}
+
 // DB-INSERT-06
 TEST_F(DownloadStatements, OnAnExistingRowSetTheKeyAndLeaveRecordAndPriority) {
     PutDownload(L"a", 21, 7);

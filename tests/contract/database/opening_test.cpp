@@ -97,6 +97,25 @@ TEST_F(Opening, BeforeItEverythingFailsQuietly) {
     EXPECT_EQ(Ask(L"SELECT 1"), L"");
     Db().ClearInvalidateTask();
     Db().ClearTaskTable();
+    EXPECT_FALSE(Db().UpdateTaskItem(Update(L"a", {{L"Priority", L"1"}}), 1));
+    EXPECT_FALSE(Db().UpdateTaskItem(Update(L"a", {{L"fragmentInfo", L"x"}}), 1));
+    EXPECT_FALSE(Db().DeleteDriveDataItem(L"a"));
+    EXPECT_FALSE(Db().UpdateSyncConfItem(L"LastNotifySpaceFull", 1));
+    EXPECT_FALSE(Db().InsertTaskByOnFetch({Db().GetDownLoadTaskSqlcmd(L"a", L"", L"a", true, 11)}));
+    EXPECT_TRUE(Db().GetDriveDataItem({{L"fileId", L"a"}}).GetFileId().empty());
+    EXPECT_TRUE(Db().GetDriveDataItemWithKey(L"a").GetFileId().empty());
+    EXPECT_TRUE(FetchUploads().empty());
+    std::list<WMap> rows;
+    EXPECT_EQ(Db().GetThumbnailFileDownLoadTask(rows, 10), 0);
+    EXPECT_FALSE(SyncRows::PutFileWithTask(File(L"a", 21), 1, 1));
+    EXPECT_FALSE(SyncRows::PutFilesWithTasks({}, 1, 1));
+    EXPECT_FALSE(SyncRows::PutTask(L"a", 1, 1) || SyncRows::PutThumbnailTask(L"a") ||
+                 SyncRows::PutPriorityTask(L"a", 2));
+    EXPECT_FALSE(SyncRows::ResetPriorityKeys() || SyncRows::ForgetEncryptedPositions());
+    EXPECT_TRUE(SyncRows::FilesWithoutTask({21}, 1, 10).empty() && SyncRows::DisplacedFiles(10).empty());
+    EXPECT_TRUE(SyncRows::CountByStatus().empty() && SyncRows::CountTasksByDirection().empty());
+    EXPECT_FALSE(SyncRows::WriteSetting(L"name", L"value"));
+    EXPECT_EQ(SyncRows::ReadSetting(L"name"), L"");
 }
 
 // DB-OPEN-04
@@ -393,18 +412,21 @@ TEST_F(Opening, ForReadingNeedsADatabase) {
 TEST_F(Opening, ForReadingSeesRowsAndWritesNothing) {
     ASSERT_TRUE(OpenDatabase(folder.Wide()).ok());
     PutDownload(L"down");
+    ASSERT_TRUE(SyncRows::PutThumbnailTask(L"down"));
     CloseDatabase();
     ASSERT_EQ(OpenDatabaseReadOnly(folder.Wide()).outcome, OpenOutcome::Opened);
 
     EXPECT_EQ(Db().GetDriveDataItemWithKey(L"down").GetFileId(), L"down");
     EXPECT_TRUE(Db().hasTransferTasks());
-    EXPECT_EQ(SyncRows::Tasks(10).size(), 1u);
+    EXPECT_EQ(SyncRows::Tasks(10).size(), 2u);
     EXPECT_EQ(SyncRows::CountByStatus().size(), 1u);
     EXPECT_TRUE(FetchDownloads().empty()) << "handing out is the host's";
+    std::list<WMap> pictures;
+    EXPECT_EQ(Db().GetThumbnailFileDownLoadTask(pictures, 10), 0);
     EXPECT_FALSE(Db().DeleteTaskItem(L"down", 1));
     EXPECT_FALSE(SyncRows::PutFile(File(L"a", 1)));
     Db().ClearTaskTable();
-    EXPECT_EQ(SyncRows::Tasks(10).size(), 1u);
+    EXPECT_EQ(SyncRows::Tasks(10).size(), 2u);
 }
 
 // DB-OPEN-18

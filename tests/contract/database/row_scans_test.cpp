@@ -82,6 +82,21 @@ TEST_F(RowScans, TasksListsAllDirectionsLowestPriorityFirst) {
     EXPECT_TRUE(SyncRows::Tasks(0).empty());
 }
 
+// DB-SCAN-07
+TEST_F(RowScans, DisplacedFilesAreGivenLatestFirst) {
+    for (const std::wstring id : {L"1", L"2", L"3"}) {
+        PutUpload(L"Local" + id, 12);
+        ASSERT_TRUE(SyncRows::PutFile(File(L"cloud" + id, 21)));
+        ASSERT_TRUE(Db().UpdateDriveData(Update(L"Local" + id, {{L"fileId", L"cloud" + id}})));
+    }
+    const auto latest = SyncRows::DisplacedFiles(2);
+    ASSERT_EQ(latest.size(), 2u);
+    EXPECT_EQ(latest[0].GetFileId(), L"cloud3");
+    EXPECT_EQ(latest[1].GetFileId(), L"cloud2");
+    EXPECT_EQ(SyncRows::DisplacedFiles(10).size(), 3u);
+    EXPECT_TRUE(SyncRows::DisplacedFiles(0).empty() && SyncRows::DisplacedFiles(-1).empty());
+}
+
 // DB-SCAN-06
 TEST_F(RowScans, CountsFilesByStatusAndTasksByDirection) {
     PutDownload(L"a", 21);
