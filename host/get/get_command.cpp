@@ -9,6 +9,7 @@
 #include "host/engine/engine_run.h"
 #include "host/engine/kept_positions.h"
 #include "host/engine/parked_tasks.h"
+#include "host/get/inherited_proof.h"
 #include "host/get/run_texts.h"
 #include "host/module/exit_codes.h"
 #include "host/module/stop_signal.h"
@@ -89,6 +90,20 @@ void GetCommand::PrepareRows() {
     for (Trouble& trouble : session.records.Troubles()) {
         troubles[trouble.fileId] = trouble;
     }
+}
+
+// At once, so that a run that breaks off does not take what was replaced in the cloud for a change made here.
+void GetCommand::HandOn(const std::vector<CloudEntry>& entries) {
+    const std::vector<InheritedProof> handedOn = HandOnProofs(entries, proved);
+    if (options.dryRun || handedOn.empty()) {
+        return;
+    }
+    session.records.Begin();
+    for (const InheritedProof& proof : handedOn) {
+        session.records.PutProved(proof.to, proof.file);
+        session.records.ForgetProved(proof.from);
+    }
+    session.records.Commit();
 }
 
 // A file that is no longer in the cloud stays here; only what was on its way is dropped.
@@ -278,6 +293,7 @@ int GetCommand::Run() {
         return reporter.Json() ? Finish(code) : code;
     }
     PrepareRows();
+    HandOn(entries);
     if (!options.dryRun) {
         ForgetGone(entries);
     }

@@ -51,6 +51,7 @@ private:
     int List(std::vector<CloudEntry>& entries);
     void PrepareRows();
     bool Choose(std::vector<CloudEntry>& entries);
+    void HandOn(const std::vector<CloudEntry>& entries);
     void ForgetGone(const std::vector<CloudEntry>& entries);
     EntryFacts FactsOf(const CloudEntry& entry) const;
     void Act(const CloudEntry& entry);

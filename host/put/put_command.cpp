@@ -6,6 +6,7 @@
 #include "host/control/run_desk.h"
 #include "host/engine/engine_run.h"
 #include "host/engine/parked_tasks.h"
+#include "host/get/inherited_proof.h"
 #include "host/get/run_texts.h"
 #include "host/module/exit_codes.h"
 #include "host/module/stop_signal.h"
@@ -60,7 +61,10 @@ int PutCommand::List() {
         reporter.Note(CannotList(listed));
         return kExitCloud;
     }
-    for (CloudEntry& entry : PlaceEntries(std::move(files), session.rootFileId, kLongestPath)) {
+    std::vector<CloudEntry> entries = PlaceEntries(std::move(files), session.rootFileId, kLongestPath);
+    proved = session.records.AllProved();
+    HandOnProofs(entries, proved);
+    for (CloudEntry& entry : entries) {
         if (entry.refusal.empty()) {
             if (entry.file.isFolder) {
                 folderIds[entry.path] = entry.file.id;
@@ -85,7 +89,6 @@ void PutCommand::ReadState() {
     if (!read) {
         throw std::runtime_error("the rows in " + session.stateFolder + " cannot be read; see logs/transfer.log there");
     }
-    proved = session.records.AllProved();
     sending = session.records.AllSending();
     for (Trouble& trouble : session.records.Troubles()) {
         troubles[trouble.fileId] = trouble;

@@ -31,6 +31,25 @@ class HostDownloads(HostCase):
             database.close()
         return [next((self.cloud.folder / "objects").rglob(blob)) for (blob,) in rows]
 
+    def test_files_that_were_made_anew_in_the_cloud_under_their_names(self):
+        """HOST-GET-10: emptied elsewhere and filled again; a copy that was changed here stays."""
+        down = self.send("emptied", "edited", size=5000)
+        self.run_host(down, "get")
+        for name in ("emptied", "edited"):
+            (self.up.root / name).write_bytes(b"")
+        self.run_host(self.up, "put")
+        (down.root / "edited").write_text("mine")
+        told = {event["path"]: event["result"] for event in self.events(down, "put", expect=1) if "path" in event}
+        self.assertEqual(("cloud-newer", "conflict"), (told["emptied"], told["edited"]), told)
+        told = {event["path"]: event["result"] for event in self.events(down, "get", expect=1) if "path" in event}
+        self.assertEqual(("empty-made", "kept-local"), (told["emptied"], told["edited"]), told)
+        self.assertEqual(b"", (down.root / "emptied").read_bytes())
+        self.assertEqual("mine", (down.root / "edited").read_text())
+        (self.up.root / "emptied").write_text("filled")
+        self.run_host(self.up, "put")
+        self.run_host(down, "get", expect=1)  # the edited one is still told
+        self.assertEqual("filled", (down.root / "emptied").read_text())
+
     def test_objects_that_are_altered_cut_or_lost_in_the_store(self):
         """HOST-CHECK-01, HOST-CHECK-02, HOST-GET-01: named, nothing shown, and whole once the store is mended."""
         down = self.send("altered", "cut", "lost", "whole")
