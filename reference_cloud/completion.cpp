@@ -171,8 +171,8 @@ FileRow CompleteUpload(Rows& rows, const Cloud& cloud, const User& user, bool cr
     const std::string name = named ? NameField(body, Wire::kFileName) : upload->name;
     fresh.mimeType = ShortText(body, Wire::kMimeType);
     if (fresh.mimeType.empty()) fresh.mimeType = upload->mimeType.empty() ? MediaTypeOf(name) : upload->mimeType;
-    fresh.created = NumberField(body, Wire::kCreatedTime, 0);
-    fresh.edited = NumberField(body, Wire::kEditedTime, 0);
+    fresh.created = TimeField(body, Wire::kCreatedTime);
+    fresh.edited = TimeField(body, Wire::kEditedTime);
 
     FileRow file;
     if (createNew) {

@@ -1,5 +1,7 @@
 #include "reference_cloud/fields.h"
 
+#include <algorithm>
+
 #include "interfaces/cloud/wire/codes.h"
 #include "reference_cloud/cloud_name.h"
 #include "reference_cloud/http_message.h"
@@ -9,6 +11,8 @@
 namespace Drive::ReferenceCloud {
 
 namespace {
+
+constexpr std::int64_t kLargest = std::int64_t{1} << 53;  // what every reader of JSON holds exactly
 
 [[noreturn]] void Wrong(const char* name, const char* wanted) {
     throw Refusal(400, Drive::Cloud::Wire::kBadRequest, "\"" + std::string(name) + "\" must be " + wanted);
@@ -49,15 +53,26 @@ std::string NeededText(const Json::Value& object, const char* name) {
 std::string TextOrSingle(const Json::Value& object, const char* name) {
     const Json::Value& value = object[name];
     if (!value.isArray()) return TextField(object, name);
-    if (value.size() != 1 || !value[0].isString()) Wrong(name, "text or an array of one text");
+    if (value.size() != 1 || !value[0].isString() || !IsUtf8(value[0].asString())) {
+        Wrong(name, "text in UTF-8 or an array of one");
+    }
     return value[0].asString();
 }
 
 std::int64_t NumberField(const Json::Value& object, const char* name, std::int64_t absent) {
     const Json::Value& value = object[name];
     if (value.isNull()) return absent;
-    if (!value.isInt64() || value.asInt64() < 0) Wrong(name, "a whole number of at least 0");
+    if (!value.isInt64() || value.asInt64() < 0 || value.asInt64() > kLargest) {
+        Wrong(name, "a whole number from 0 to 2^53");
+    }
     return value.asInt64();
+}
+
+std::int64_t TimeField(const Json::Value& object, const char* name) {
+    const Json::Value& value = object[name];
+    if (value.isNull()) return 0;
+    if (!value.isInt64() || value.asInt64() < 0) Wrong(name, "a time in seconds since the epoch");
+    return std::min(value.asInt64(), kLargest);
 }
 
 Json::Value ArrayField(const Json::Value& object, const char* name) {

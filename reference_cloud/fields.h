@@ -20,8 +20,11 @@ std::string ShortText(const Json::Value& object, const char* name);
 std::string NeededText(const Json::Value& object, const char* name);
 /// Text, or an array of one text.
 std::string TextOrSingle(const Json::Value& object, const char* name);
-/// A whole number of at least 0; absent and null give `absent`.
+/// A whole number from 0 to 2^53; absent and null give `absent`.
 std::int64_t NumberField(const Json::Value& object, const char* name, std::int64_t absent);
+/// Seconds since the epoch; absent and null give 0. A later one than 2^53 becomes that: some file systems keep any
+/// time, and no file should be refused for it.
+std::int64_t TimeField(const Json::Value& object, const char* name);
 /// Absent and null give an empty array.
 Json::Value ArrayField(const Json::Value& object, const char* name);
 /// An allowed name of a file or folder.

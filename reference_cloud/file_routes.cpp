@@ -136,7 +136,7 @@ void AddChanges(Router& router, Cloud& cloud) {
     AddChange(router, cloud, Wire::kEmptyFiles, [&cloud](Rows& rows, const Request& request, const Json::Value& body) {
         const std::string name = NameField(body, Wire::kFileName);
         return Tree::MakeEmptyFile(rows, request.user, TextOrSingle(body, Wire::kParentFolder), name, MediaTypeOf(name),
-                                   NumberField(body, Wire::kEditedTime, 0), cloud.now());
+                                   TimeField(body, Wire::kEditedTime), cloud.now());
     });
     AddChange(router, cloud, one + Wire::kRenameSuffix,
               [](Rows& rows, const Request& request, const Json::Value& body) {

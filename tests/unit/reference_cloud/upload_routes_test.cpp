@@ -251,14 +251,16 @@ TEST_F(UploadRoutes, TheStartRefusesBodiesThatAreNotRight) {
 
 // REF-UPLOAD-06
 TEST_F(UploadRoutes, TheStartRefusesASizeThatNoSpaceHoldsHoweverItIsSent) {
-    UploadEncrypted(client, SampleUpload(RandomText(100), "first"));  // so that the sum would be beyond all numbers
+    UploadEncrypted(client, SampleUpload(RandomText(100), "first"));
     for (const char* name : {"huge.bin", "huge.plain"}) {
         Json::Value body = sample_.Start(client);
         body["fileName"] = name;
-        for (const std::int64_t size : {std::numeric_limits<std::int64_t>::max(), std::int64_t{1} << 62}) {
-            body["size"] = Json::Int64(size);
-            ExpectRefusal(client.Post("/v1/uploads/start", body), 507, "21004913");
-        }
+        body["size"] = Json::Int64(1) << 53;
+        ExpectRefusal(client.Post("/v1/uploads/start", body), 507, "21004913");
+        body["size"] = (Json::Int64(1) << 53) + 1;
+        ExpectRefusal(client.Post("/v1/uploads/start", body), 400, "21004001");
+        body["size"] = Json::Int64(std::numeric_limits<std::int64_t>::max());
+        ExpectRefusal(client.Post("/v1/uploads/start", body), 400, "21004001");
         body["size"] = Json::UInt64(1) << 63;
         ExpectRefusal(client.Post("/v1/uploads/start", body), 400, "21004001");
     }
@@ -281,6 +283,20 @@ TEST_F(UploadRoutes, TextsThatAreKeptAreShortAndInUtf8) {
     }
     EXPECT_EQ(client.Post("/v1/uploads/create-complete", good).status, 200);
     EXPECT_EQ(client.Get("/v1/files").json["items"].size(), 1U) << "one odd byte would make the whole list unreadable";
+}
+
+// REF-UPLOAD-30
+TEST_F(UploadRoutes, ATimeOfAnyFileSystemIsTakenAndStaysWithinWhatJsonHolds) {
+    const Answer plan = client.Post("/v1/uploads/start", sample_.Start(client));
+    SendObjects(client, plan.json);
+    Json::Value body = sample_.Completion(client, plan.json);
+    body["createdTime"] = -1;
+    ExpectRefusal(client.Post("/v1/uploads/create-complete", body), 400, "21004001");
+    body["createdTime"] = 1600000000;
+    body["editedTime"] = Json::Int64(std::numeric_limits<std::int64_t>::max());
+    const Answer made = client.Post("/v1/uploads/create-complete", body);
+    EXPECT_EQ(made.json["createdTime"], 1600000000);
+    EXPECT_EQ(made.json["editedTime"].asInt64(), std::int64_t{1} << 53);
 }
 
 // REF-UPLOAD-08
