@@ -47,6 +47,7 @@ private:
     void DropGoneNode(const NodePtr& node);
     void Retire(const std::string& path);
     void ReadFolder(const LocalEntry& entry);
+    bool IsOfAnEarlierFile(const LocalEntry& entry);
     void ReadFile(const LocalEntry& entry);
     void ReadUnknownFile(const LocalEntry& entry);
     void ApplyPlaces();

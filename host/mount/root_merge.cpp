@@ -102,6 +102,16 @@ void CloudMerge::ReadUnknownFile(const LocalEntry& entry) {
     TouchContent(state, node);
 }
 
+// The cloud removed the file whose untouched content this is, and another has its name now.
+bool CloudMerge::IsOfAnEarlierFile(const LocalEntry& entry) {
+    const auto known = provedAt.find(entry.path);
+    if (known == provedAt.end() || state.tree.ById(WidenText(known->second))) {
+        return false;
+    }
+    const std::optional<ProvedFile> proved = state.records.Proved(known->second);
+    return proved && StillProved(entry.facts, *proved);
+}
+
 void CloudMerge::ReadFile(const LocalEntry& entry) {
     const NodePtr node = state.tree.At(entry.path);
     if (!node) {
@@ -109,6 +119,9 @@ void CloudMerge::ReadFile(const LocalEntry& entry) {
     }
     if (node->isFolder) {
         return tell(entry.path, "the cloud has a folder where a file stands in the root; move the file away");
+    }
+    if (IsOfAnEarlierFile(entry)) {
+        return Retire(entry.path);
     }
     const std::optional<ProvedFile> proved = state.records.Proved(NarrowText(node->cloud.id));
     const bool ours = proved && proved->path == entry.path;

@@ -292,6 +292,22 @@ class Writing(MountCase):
         self.wait_until(lambda: "later.txt" in os.listdir(mount), 60, "the file from elsewhere")
         self.assertEqual("later\n", (mount / "later.txt").read_text())
 
+    # HOST-MOUNT-14
+    def test_a_file_that_was_made_anew_elsewhere_is_so_here_and_at_the_next_mount(self):
+        mount = self.begin_mounted({"now.txt": b"now", "later.txt": b"later"})
+        process = self.mounted
+        for name in ("now.txt", "later.txt"):
+            (mount / name).read_bytes()
+        (self.up.root / "now.txt").write_bytes(b"")
+        self.run_host(self.up, "put")
+        self.wait_until(lambda: (mount / "now.txt").stat().st_size == 0, 60, "the emptied file")
+        self.unmount(mount, process)
+        (self.up.root / "later.txt").write_bytes(b"")
+        self.run_host(self.up, "put")
+        again = self.mount(self.down, place=mount)
+        self.assertEqual(["later.txt", "now.txt"], sorted(os.listdir(again)))
+        self.assertEqual(0, (again / "later.txt").stat().st_size)
+
     # HOST-MOUNT-18
     def test_a_kill_loses_nothing_that_was_done(self):
         mount = self.begin_mounted({"gone.txt": b"gone", "name.txt": b"name", "edit.txt": b"edit"})
