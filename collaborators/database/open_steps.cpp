@@ -10,6 +10,8 @@
 #include "collaborators/database/refusals.h"
 #include "collaborators/database/schema.h"
 #include "collaborators/database/set_aside.h"
+#include "collaborators/database/soundness.h"
+#include "interfaces/logging/sync_panel_log.h"
 #include "interfaces/platform/clock.h"
 #include "interfaces/platform/native_path.h"
 
@@ -35,11 +37,6 @@ bool IsForeign(Connection& connection, int version) {
 
 OpenResult RefuseUnknownVersion(Connection& connection, const std::string& path, int version) {
     return HasOurMark(connection) ? RefuseNewer(path, version) : RefuseForeign(path);
-}
-
-bool IsSound(Connection& connection) {
-    SQLite::Statement check(connection.Raw(), "PRAGMA quick_check(1)");
-    return check.executeStep() && check.getColumn(0).getString() == "ok";
 }
 
 void SetUp(Connection& connection) {
@@ -77,6 +74,12 @@ OpenedFile OpenChecked(const std::filesystem::path& path, bool existed, std::int
     opened.result.message =
         (opened.result.outcome == OpenOutcome::Opened ? "Opened the database " : "Made the database ") + opened.path +
         ".";
+    if (existed && checkedAt == 0 && !IndexesFit(*opened.writer)) {
+        RemakeIndexes(*opened.writer);
+        opened.result.message +=
+            " An index of it did not hold all rows and has been made anew from them. Nothing was lost; check the disk.";
+        SyncPanelLog::WriteErrorLog("DataBase", "SQLiteDB", opened.result.message);
+    }
     return opened;
 }
 
