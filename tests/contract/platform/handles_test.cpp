@@ -102,21 +102,31 @@ TEST_F(Handles, AHandleClosedUnderAReaderNeverReadsAnotherFile) {
 // PLAT-HANDLE-11
 TEST_F(Handles, OfTwoThreadsThatCloseTheSameOneExactlyOneDoes) {
     const std::size_t before = OpenHandleCount();
-    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(3);
-    for (int round = 0; round < 60 && std::chrono::steady_clock::now() < end; ++round) {
-        const HANDLE handle = Open();
-        std::atomic<int> ready{0};
-        std::atomic<int> closed{0};
-        const auto close = [&] {
-            ++ready;
-            while (ready < 2) std::this_thread::yield();
-            closed += CloseHandle(handle) ? 1 : 0;
-        };
-        std::thread other(close);
-        close();
-        other.join();
-        ASSERT_EQ(closed, 1) << round;
-    }
+    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(200);
+    std::atomic<HANDLE> shared{nullptr};
+    std::atomic<int> arrived{0};
+    std::atomic<int> closed{0};
+    // Neither sleeps, so that both go on at the same moment.
+    const auto meet = [&](int count) {
+        for (++arrived; arrived < count;) std::this_thread::yield();
+    };
+    const auto closeShared = [&](int round) {
+        meet(4 * round - 2);
+        const bool more = shared != nullptr;
+        if (more && CloseHandle(shared)) ++closed;
+        meet(4 * round);
+        return more;
+    };
+    std::thread other([&] {
+        for (int round = 1; closeShared(round); ++round) {
+        }
+    });
+    int rounds = 0;
+    do {
+        shared = std::chrono::steady_clock::now() < end && rounds < 10000 ? Open() : nullptr;
+    } while (closeShared(++rounds));
+    other.join();
+    EXPECT_EQ(closed, rounds - 1);
     EXPECT_EQ(OpenHandleCount(), before);
 }
 

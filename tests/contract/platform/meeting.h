@@ -16,6 +16,10 @@ namespace Drive::Platform {
 class Meeting {
 public:
     explicit Meeting(int count) : awaited(count) {}
+    /// A case that ends early leaves nobody behind here.
+    ~Meeting();
+    Meeting(const Meeting&) = delete;
+    Meeting& operator=(const Meeting&) = delete;
 
     void Arrive() {
         std::unique_lock<Mutex> lock(mutex);
@@ -65,6 +69,11 @@ inline bool BecomesIdle() {
         Sleep(1);
     }
     return false;
+}
+
+inline Meeting::~Meeting() {
+    Release();
+    BecomesIdle();
 }
 
 inline DWORD ArriveAsWorker(void* meeting) {

@@ -12,6 +12,17 @@ TEST_F(CopyFiles, ADeviceIsNoSource) {
     EXPECT_EQ(folder.CountEntries(), 0u);
 }
 
+// PLAT-COPY-17
+TEST_F(CopyFiles, OddNamesAreCopiedAsTheyAre) {
+    const std::string from = "a\\b\xEF\x81\x9C\xFF", to = "\xEF\x81\x9C\\\x80";
+    folder.Put(from, "content");
+    EXPECT_TRUE(Copy(from, to));
+    EXPECT_TRUE(Copy(from, to, false));
+    EXPECT_FALSE(Copy(from, to, true));
+    EXPECT_EQ(folder.Get(to), "content");
+    EXPECT_EQ(folder.CountEntries(), 2u);
+}
+
 // PLAT-COPY-11
 TEST_F(CopyFiles, WithoutRoomTheTargetIsAsItWas) {
     folder.Put("from", std::string(3u << 20, 'n'));

@@ -5,6 +5,8 @@
 #include <unistd.h>
 
 #include <filesystem>
+#include <string>
+#include <vector>
 
 #include "interfaces/platform/file_calls.h"
 #include "tests/contract/platform/file_limits.h"
@@ -66,6 +68,29 @@ TEST_F(OpenFiles, ANameWithABackslashAndOddBytesReachesItsFile) {
     const HANDLE made = CreateFileW(undecodable.c_str(), kGenericWrite, 1, nullptr, kOpenAlways, 0, nullptr);
     EXPECT_TRUE(CloseHandle(made));
     EXPECT_TRUE(std::filesystem::exists(folder.Native("").string() + "odd\xFF\\"));
+}
+
+// PLAT-OPEN-26
+TEST_F(OpenFiles, NamesThatTheMappingCouldConfuseAreDifferentFiles) {
+    const std::string backslash = "\\", mapped = "\xEF\x81\x9C";
+    const std::vector<std::string> names = {
+        backslash,       mapped,     backslash + mapped, mapped + backslash,        backslash + backslash,
+        mapped + mapped, "\xEF\x81", "\x81\x9C",         mapped + "\xEF\\\x81\x9C", "..\\",
+        "\\.."};
+    for (const std::string& name : names) {
+        const HANDLE handle = Open(name, kGenericWrite, 1);
+        EXPECT_TRUE(WriteAt(handle, 0, name.data(), name.size())) << name;
+        EXPECT_TRUE(CloseHandle(handle));
+    }
+    EXPECT_EQ(folder.CountEntries(), names.size());
+    // As a listing of the folder gives them.
+    for (const auto& entry : std::filesystem::directory_iterator(folder.Native(""))) {
+        const std::string name = entry.path().filename().string();
+        EXPECT_EQ(folder.Get(name), name);
+        const HANDLE handle = Open(name, kGenericRead, kOpenExisting);
+        EXPECT_EQ(Read(handle), name);
+        EXPECT_TRUE(CloseHandle(handle));
+    }
 }
 
 }  // namespace Drive::Platform

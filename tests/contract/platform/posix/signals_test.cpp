@@ -5,11 +5,9 @@
 #include <atomic>
 #include <csignal>
 #include <mutex>
-#include <string>
 
 #include "interfaces/platform/clock.h"
 #include "interfaces/platform/synchronisation.h"
-#include "tests/contract/platform/copy_files.h"
 
 namespace Drive::Platform {
 
@@ -58,25 +56,6 @@ TEST(Clock, ASignalShortensNoPauseAndNoWait) {
     while (condition.wait_until(lock, deadline)) {
     }
     EXPECT_GE(MonotonicMilliseconds(), deadline);
-}
-
-// PLAT-IO-16
-TEST_F(CopyFiles, SignalsDisturbNeitherReadingNorWritingNorCopying) {
-    const Rain rain;
-    std::string block(2u << 20, '\0');
-    for (std::size_t index = 0; index < block.size(); ++index) block[index] = static_cast<char>(index * 13 >> 4);
-    for (int round = 0; round < 2; ++round) {
-        const HANDLE handle = CreateFileW(folder.Engine("file").c_str(), kGenericRead | kGenericWrite, 7, nullptr,
-                                          kOpenAlways, 0, nullptr);
-        EXPECT_TRUE(WriteAt(handle, 0, block.data(), block.size()));
-        EXPECT_TRUE(SyncToDisk(handle));
-        std::string back(block.size(), '\0');
-        EXPECT_EQ(ReadAt(handle, 0, back.data(), back.size()), static_cast<std::int64_t>(block.size()));
-        EXPECT_TRUE(back == block);
-        EXPECT_TRUE(CloseHandle(handle));
-        EXPECT_TRUE(Copy("file", "copy"));
-        EXPECT_TRUE(folder.Get("copy") == block);
-    }
 }
 
 }  // namespace Drive::Platform
