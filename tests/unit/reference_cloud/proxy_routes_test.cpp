@@ -1,6 +1,8 @@
-#include "tests/unit/reference_cloud/cloud_fixture.h"
+#include <thread>
 
 #include "reference_cloud/http_message.h"
+#include "tests/unit/reference_cloud/cloud_fixture.h"
+#include "tests/unit/reference_cloud/raw_connection.h"
 
 namespace Drive::ReferenceCloud {
 
@@ -37,6 +39,25 @@ protected:
         return client.Send("PUT", url, bytes.substr(position, length),
                            {{"Content-Range", "bytes " + std::to_string(position) + "-" + std::to_string(length - 1) +
                                                   "/" + std::to_string(bytes.size())}});
+    }
+    /// A slice of a thousand bytes that has its turn, and of which only the first half comes.
+    RawConnection HalfASlice(const std::string& url, std::size_t position) {
+        RawConnection connection(Shared().server->Port());
+        connection.Send("PUT " + url.substr(url.find("/proxy/")) + " HTTP/1.1\r\nHost: x\r\nAuthorization: Bearer " +
+                        client.token + "\r\nContent-Range: bytes " + std::to_string(position) + "-999/2500\r\n" +
+                        "Content-Length: 1000\r\nExpect: 100-continue\r\n\r\n");
+        EXPECT_EQ(connection.ReadUntil("\r\n\r\n").rfind("HTTP/1.1 100", 0), 0U);
+        connection.Send(bytes_.substr(position, 500));
+        return connection;
+    }
+    /// Sends the slice again and again until it is answered so, for half a minute at most.
+    Answer SliceUntil(int status, const std::string& url, std::size_t position) {
+        Answer answer;
+        for (int attempt = 0; attempt < 1000 && answer.status != status; ++attempt) {
+            if (attempt > 0) std::this_thread::sleep_for(std::chrono::milliseconds(30));
+            answer = Slice(url, bytes_, position, 1000);
+        }
+        return answer;
     }
     std::string Content(const Json::Value& entry) {
         return client.Get("/v1/files/" + entry["id"].asString() + "/content").body;
@@ -171,6 +192,33 @@ TEST_F(ProxyRoutes, ASliceMayStartBelowWhatIsHeldButNotAbove) {
     const Answer done = Slice(url, bytes_, 1300, 1200);
     ASSERT_EQ(done.status, 200) << done.body;
     EXPECT_EQ(Content(done.json), bytes_);
+}
+
+// REF-PROXY-21
+TEST_F(ProxyRoutes, OneSliceOfASessionIsTakenAtATimeAndNothingStaysOfOneThatBreaksOff) {
+    const std::string url = Resume(Start(bytes_), bytes_).json["resumeUrl"].asString();
+    ASSERT_EQ(Slice(url, bytes_, 0, 1000).json["position"], 1000);
+    for (const bool hard : {false, true}) {
+        RawConnection half = HalfASlice(url, 1000);
+        const Answer meanwhile = Slice(url, bytes_, 1000, 1000);
+        EXPECT_EQ(meanwhile.status, 409);
+        EXPECT_FALSE(meanwhile.json.isMember("position"));
+        hard ? half.Reset() : half.EndSending();
+        EXPECT_EQ(SliceUntil(200, url, 1000).json["position"], 2000);
+    }
+    EXPECT_EQ(Content(Slice(url, bytes_, 2000, 500).json), bytes_);
+}
+
+// REF-PROXY-22
+TEST_F(ProxyRoutes, ASliceThatIsUnderWayWhenItsSessionEndsIsNotTaken) {
+    const Json::Value plan = Start(bytes_);
+    RawConnection half = HalfASlice(plan["uploadUrl"].asString(), 0);
+    SampleUpload other(RandomText(70), "name\xef\x9f\xbf.plain");
+    Json::Value body = other.Start(client);
+    body["recordCursor"] = plan["recordCursor"];
+    ASSERT_EQ(client.Post("/v1/uploads/start", body).status, 200) << "another content ends the plan";
+    ASSERT_TRUE(half.Send(bytes_.substr(500, 500)));
+    EXPECT_EQ(half.ReadUntil("\r\n").rfind("HTTP/1.1 404", 0), 0U);
 }
 
 // REF-PROXY-11
