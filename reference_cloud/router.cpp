@@ -94,7 +94,8 @@ std::unique_ptr<Handler> Router::Open(Request& request) const {
     const auto segments = Split(request.path);
     const std::string& method = request.method == "HEAD" ? "GET" : request.method;
     bool known = false;
-    if (HasControl(request.path)) throw Refusal(404, Drive::Cloud::Wire::kNotFound, "there is nothing at this address");
+    const bool isPath = request.path.starts_with('/') && !HasControl(request.path);
+    if (!isPath) throw Refusal(404, Drive::Cloud::Wire::kNotFound, "there is nothing at this address");
     for (const Route& route : routes_) {
         if (!Fits(route, segments, request)) continue;
         known = true;

@@ -33,6 +33,7 @@ void SyncPanelLog::WriteErrorLog(const std::string&, const std::string&, const s
 namespace Cloud {
 
 const std::string* HttpAnswer::Header(const char* name) const { return FindHeader(headers, name); }
+std::string HttpAnswer::Told() const { return message + advice; }
 
 namespace {
 
