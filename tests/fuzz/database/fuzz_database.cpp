@@ -29,10 +29,10 @@ SQLiteDB::Connection* Made() {
 
 std::string Answer(const std::string& query) {
     std::string text;
-    SQLite::Statement statement(Database().Raw(), query);
-    while (statement.executeStep()) {
-        for (int column = 0; column < statement.getColumnCount(); ++column) {
-            text += statement.getColumn(column).getString() + '\x1f';
+    auto statement = Database().Statement(query);
+    while (statement->executeStep()) {
+        for (int column = 0; column < statement->getColumnCount(); ++column) {
+            text += statement->getColumn(column).getString() + '\x1f';
         }
     }
     return text;
