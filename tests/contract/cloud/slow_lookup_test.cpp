@@ -26,7 +26,7 @@ extern "C" [[gnu::visibility("default")]] int getaddrinfo(const char* name, cons
         return reinterpret_cast<Real>(dlsym(RTLD_NEXT, "getaddrinfo"))(name, service, hints, found);
     }
     ++waiting;
-    while (hanging) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    for (int step = 0; step < 8'000 && hanging; ++step) std::this_thread::sleep_for(std::chrono::milliseconds(1));
     --waiting;
     return EAI_AGAIN;
 }
