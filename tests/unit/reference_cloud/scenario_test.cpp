@@ -2,7 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <fstream>
+#include <thread>
+#include <vector>
 
 #include "tests/unit/reference_cloud/temporary_folder.h"
 
@@ -49,6 +52,24 @@ TEST_F(ScenarioTest, StrikesFromTheNthOnEverySoManyAndSoOften) {
     std::string pattern;
     for (int request = 0; request < 10; ++request) pattern += Strikes(scenario) ? 'x' : '.';
     EXPECT_EQ(pattern, ".x..x.....");
+}
+
+// REF-SCENARIO-02
+TEST_F(ScenarioTest, StrikesAsOftenAsToldHoweverManyAskAtOnce) {
+    Scenario scenario(Write(R"({"rules": [{"path": "/a", "nth": 70}, {"path": "/b", "from": 10, "times": 33}]})"));
+    std::atomic<int> first{0}, second{0};
+    std::vector<std::thread> threads;
+    for (int thread = 0; thread < 4; ++thread) {
+        threads.emplace_back([&] {
+            for (int request = 0; request < 100; ++request) {
+                first += Strikes(scenario, "/a");
+                second += Strikes(scenario, "/b");
+            }
+        });
+    }
+    for (auto& thread : threads) thread.join();
+    EXPECT_EQ(first, 1);
+    EXPECT_EQ(second, 33);
 }
 
 // REF-SCENARIO-03
