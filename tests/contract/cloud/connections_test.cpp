@@ -86,6 +86,7 @@ public:
         mayGoOn = true;
         for (int step = 0; step < 5000 && !said; ++step) std::this_thread::sleep_for(std::chrono::milliseconds(1));
         EXPECT_TRUE(said);
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));  // from one end of the loopback to the other
     }
 
     int port = 0;

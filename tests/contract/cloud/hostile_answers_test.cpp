@@ -50,7 +50,7 @@ protected:
         });
         EXPECT_GE(tried, 35);
         EXPECT_TRUE(accepted < tried || test.unread);
-        Flood(test);
+        if (test.flooded) Flood(test);
     }
 
     /// One odd field changes nothing of the others.
@@ -78,7 +78,7 @@ protected:
         ForEachOddAnswer(ParseJson(test.sound), {{"\"" + kFloodMark + "\""}}, [&](const OddAnswer& odd) {
             const std::size_t at = odd.text.find(kFloodMark);
             if (at == std::string::npos) return;  // absent, or there twice
-            if (field++ % (test.flooded ? kFloodEvery : 1000) != 0) return;
+            if (field++ % kFloodEvery != 0) return;
             Reply reply = Reply::Json(std::string(odd.text).erase(at, kFloodMark.size()));
             reply.padding = kFlood;
             reply.paddingAt = at;

@@ -214,8 +214,8 @@ TEST_F(Sharing, AControlCallIsNotHeldUpByALimitedBandwidthButCountsForTheOthers)
         return Reply::Json(R"({"id":"f1","mimeType":")" + std::string(100'000, 'x') + "\"}");
     });
     auto settings = Settings();
-    settings.uploadBytesPerSecond = settings.downloadBytesPerSecond = 40'000;
-    settings.controlSeconds = 2;  // less than either way would take
+    settings.uploadBytesPerSecond = settings.downloadBytesPerSecond = 25'000;
+    settings.controlSeconds = 3;  // less than either way would take
     Configure(settings);
     CloudFile file;
     const auto took = MillisecondsOf([&] {
