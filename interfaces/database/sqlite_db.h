@@ -15,8 +15,9 @@ namespace Drive::SQLiteDB {
 
 /// The local database as the engine uses it. The object is thin: connection, lock, statements and leases live in one
 /// core inside the library. Every operation may be called from any thread at once and serialises inside; none lets an
-/// exception out; a failed read looks like "nothing found". Before the database is open (sync_rows.h) everything
-/// fails. Task rows are selected by file id and direction together.
+/// exception out; a failed read looks like "nothing found". A write waits ten seconds at most for another program that
+/// holds the file, however many wait with it, and then fails; reads wait for no writer. Before the database is open
+/// (sync_rows.h) everything fails. Task rows are selected by file id and direction together.
 class ZELKOR_API SQLiteDB {
 public:
     /// The object of the library that calls, made on first use. Take it anew for each call and keep no reference.

@@ -33,15 +33,18 @@ struct OpenResult {
 
 /// Opens "transfer.db" in the folder (made when absent) for this process, before the engine starts, once. A second
 /// process on the same folder gets Locked. The whole file is checked unless it was closed in good order within the last
-/// day, after a whole check, and has not been written since. Damage that an operation meets is logged and the operation
-/// fails; the next opening then checks the file and rebuilds it.
+/// day, after a whole check, and has not been written since; an index that lost rows is then made anew, and the message
+/// says so. Damage that an operation meets is logged and the operation fails; the next opening then checks the file and
+/// rebuilds it. Failed, with nothing changed, when a database of another program or what is no ordinary file (a link, a
+/// folder) stands in the place of the database or of its log, or when it may not be written.
 ZELKOR_API OpenResult OpenDatabase(const std::wstring& folder);
 
 /// Opens another host's database for reading only, also while that host runs. Nothing can be written and no task is
 /// handed out then.
 ZELKOR_API OpenResult OpenDatabaseReadOnly(const std::wstring& folder);
 
-/// Ends all statements, folds the write-ahead log in and closes. Operations fail afterwards.
+/// Waits for the operations that are under way, folds the write-ahead log in and closes. Beside another program that
+/// reads without an end the log stays for the next opening, after a second. Operations fail afterwards.
 ZELKOR_API void CloseDatabase();
 
 /// The rows of sync logic. Static operations on the open database.

@@ -51,8 +51,7 @@ struct StatisticRecord {
 /// "begin(kind,code)" or "end(kind,code)"; number of the thread; module, function ("-" when there is none); text.
 /// Records that come faster than they can be written, or while the file cannot be written, are lost, and so are those
 /// of a full file that cannot be renamed; a line tells how many, and nobody who logs is ever disturbed. The file is
-/// opened anew until it can be written again. Processes that write one file lose
-/// nothing to each other.
+/// opened anew until it can be written again. Processes that write one file lose nothing to each other.
 ZELKOR_API bool ConfigureTextLog(const LogSettings& settings);
 
 /// The same for the statistics ("statistics.jsonl", one JSON object a line with "time", "code", "module" and "text").

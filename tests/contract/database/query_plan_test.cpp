@@ -94,5 +94,20 @@ TEST_F(QueryPlan, AWalkOverTheFilesNeedsNoSorting) {
               std::string::npos);
 }
 
+// DB-PLAN-11
+TEST_F(QueryPlan, WhatAHostAsksWhileTransfersRunUsesIndexes) {
+    for (const std::string statement :
+         {"SELECT fileId FROM T_cloudDriveData WHERE fileStatus = 12 AND isFolder = 0 LIMIT 1",
+          "SELECT fileId FROM T_task WHERE direction = 2 AND Priority >= 7",
+          "SELECT c.fileId FROM T_cloudDriveData c JOIN T_task t ON t.fileId = c.fileId AND t.direction = 2 WHERE "
+          "c.isFolder = 0 AND c.fileStatus = 13",
+          "SELECT t.fragmentInfo FROM T_cloudDriveData c JOIN T_task t ON t.fileId = c.fileId AND t.direction = 1 "
+          "WHERE "
+          "c.isFolder = 0 AND c.fileStatus IN (22)",
+          "SELECT fileId FROM T_task WHERE direction = 3"}) {
+        EXPECT_EQ(PlanOf(statement).find("SCAN"), std::string::npos) << statement << "\n" << PlanOf(statement);
+    }
+}
+
 }  // namespace
 }  // namespace Drive::Testing
