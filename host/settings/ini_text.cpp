@@ -2,9 +2,12 @@
 
 #include <ini.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <vector>
+
+#include "host/settings/private_file.h"
 
 namespace Drive::Host {
 namespace {
@@ -73,8 +76,18 @@ std::string IniDecoded(const std::string& value) {
 }
 
 int ReadIni(const std::string& path, const IniVisitor& visitor) {
+    // Read whole first: the parser takes a reading that fails for the end of the file.
+    std::string content, error;
+    if (!ReadSmallFile(path, content, error)) {
+        return -1;
+    }
+    const std::size_t nul = content.find('\0');
+    if (nul != std::string::npos) {
+        return 1 +
+               static_cast<int>(std::count(content.begin(), content.begin() + static_cast<std::ptrdiff_t>(nul), '\n'));
+    }
     std::vector<Entry> entries;
-    const int bad = ini_parse(path.c_str(), Collect, &entries);
+    const int bad = ini_parse_string(content.c_str(), Collect, &entries);
     if (bad != 0) {
         return bad;
     }
