@@ -58,6 +58,7 @@ sigset_t BlockSignals() {
     for (const int number : {SIGTERM, SIGINT, SIGHUP}) sigaddset(&signals, number);
     pthread_sigmask(SIG_BLOCK, &signals, nullptr);
     signal(SIGPIPE, SIG_IGN);
+    signal(SIGXFSZ, SIG_IGN);  // a file that may not grow any more fails alone
     return signals;
 }
 

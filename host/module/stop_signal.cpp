@@ -58,6 +58,7 @@ void WatchStopSignals() {
     const sigset_t signals = StopSignals();
     pthread_sigmask(SIG_BLOCK, &signals, nullptr);
     signal(SIGPIPE, SIG_IGN);
+    signal(SIGXFSZ, SIG_IGN);  // a file that may not grow any more fails alone
     std::thread(WaitForSignals).detach();
 }
 

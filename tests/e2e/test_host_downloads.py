@@ -31,6 +31,20 @@ class HostDownloads(HostCase):
             database.close()
         return [next((self.cloud.folder / "objects").rglob(blob)) for (blob,) in rows]
 
+    def test_a_limit_of_file_sizes_fails_the_files_above_it_alone(self):
+        """HOST-GET-01: the shell's limit ends no process; the file is tried again until there is room, or time is up."""
+        down = self.send("large")
+        self.make_file(self.up.root / "small", 1000)
+        self.run_host(self.up, "put")
+        limited = ["prlimit", f"--fsize={SLICE}", *down.command("get", "--timeout", "10")]
+        done = subprocess.run([str(part) for part in limited], env=self.environment, stdin=subprocess.DEVNULL,
+                              stdout=subprocess.PIPE, stderr=subprocess.STDOUT, timeout=120)
+        self.assertEqual(5, done.returncode, done.stdout)
+        self.assertIn(b"large", done.stdout)
+        self.assertEqual({b"small"}, set(tree(down.root)))
+        self.run_host(down, "get")
+        self.assertEqual(tree(self.up.root), tree(down.root))
+
     def test_files_that_were_made_anew_in_the_cloud_under_their_names(self):
         """HOST-GET-10: emptied elsewhere and filled again; a copy that was changed here stays."""
         down = self.send("emptied", "edited", size=5000)
