@@ -15,11 +15,11 @@ namespace Drive::ReferenceCloud {
 namespace {
 
 #ifdef ZELKOR_SANITIZED  // each row takes several times as long, and each frame of a stack as much room
-constexpr int kDepth = 1200;
+constexpr int kDepth = 1200, kChildren = 1100;
 #else
-constexpr int kDepth = 4000;
+constexpr int kDepth = 4000, kChildren = 2100;
 #endif
-constexpr int kChildren = 2100, kWriters = 8;
+constexpr int kWriters = 8;
 constexpr std::size_t kSmallStack = 256 * 1024;
 
 /// Runs `work` on a thread whose stack is small beside the tree, and waits for its end.
