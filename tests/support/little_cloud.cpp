@@ -146,6 +146,10 @@ std::string StartUpload(FileItem& file, std::wstring& errorCode) {
 bool GiveUploadAddress(const KelpAddressRequestModel& asked, GetKelpAddressModel& answer, WMap& result) {
     const CloudReply reply = Ask("GetUploadKelpAddress", AddressOf(asked, {{L"Content-MD5", Wide(asked.md5)}}));
     if (!Conclude(reply, result)) return false;
+    if (result[L"url"].empty() || result[L"method"].empty()) {
+        result[L"description"] = L"no address";
+        return false;
+    }
     answer.SetMethod(result[L"method"]);
     answer.SetObjectBucketId(result[L"bucketId"].empty() ? asked.bucketId : result[L"bucketId"]);
     answer.SetUrl(result[L"url"]);
@@ -188,6 +192,8 @@ bool TellContent(const std::wstring& fileId, DownLoadAddressInfoModel& answer) {
     if (!Ask("GetDownloadAddressInfo", own).Accepts()) return false;
     std::vector<DownloadEncFekList> keys = found.GetEncFekList();
     std::stable_partition(keys.begin(), keys.end(), [](const auto& key) { return key.keyType == L"1"; });
+    const bool walkable = keys.empty() ? !found.GetDownloadURL().empty() : !found.GetObjectInfoList().empty();
+    if (!walkable) return false;
     found.SetEncFekList(std::move(keys));
     found.SetFileId(fileId);
     answer = std::move(found);
@@ -196,8 +202,9 @@ bool TellContent(const std::wstring& fileId, DownLoadAddressInfoModel& answer) {
 
 bool GiveDownloadAddress(const KelpAddressRequestModel& asked, DownloadKelpAddressInfo& answer) {
     const CloudReply reply = Ask("GetDownloadKelpAddress", AddressOf(asked, {{L"x-store", L"yes"}}));
-    if (!reply.Accepts()) return false;
-    answer.SetUrl(reply.fields.count(L"url") == 0 ? L"" : reply.fields.at(L"url"));
+    const auto url = reply.fields.find(L"url");
+    if (!reply.Accepts() || url == reply.fields.end() || url->second.empty()) return false;
+    answer.SetUrl(url->second);
     answer.SetHeaders(reply.headers);
     return true;
 }

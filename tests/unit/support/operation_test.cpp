@@ -72,6 +72,45 @@ TEST(ScriptedCloud, KeepsTheIdOfAKnownFileAndGivesOneToALocalFile) {
     EXPECT_EQ(result[L"id"], L"known");
 }
 
+TEST(ScriptedCloud, GivesAnUploadedObjectBackDecryptedAndAPlainOneToAnyUsableKey) {
+    ScriptedCloud& cloud = ScriptedCloud::Get();
+    const std::vector<unsigned char> key(16, 5), iv(16, 6), plain{'t', 'e', 'x', 't'};
+    // AES-128-CBC of "text" with this key and vector.
+    const std::vector<unsigned char> stored{0x6d, 0x8d, 0xfe, 0xd5, 0xd0, 0x94, 0x89, 0x70,
+                                            0xfe, 0x0c, 0x34, 0xb6, 0xa1, 0x48, 0x5c, 0xad};
+    WMap headers;
+    std::string text;
+    std::vector<unsigned char> received;
+    const auto fetch = [&](const wchar_t* url, const std::vector<unsigned char>& with) {
+        return Cloud::FileTransRequest::DownloadDriveFileRequest(url, {}, with, iv, L"AES_128", 16, received);
+    };
+    ASSERT_TRUE(Cloud::FileTransRequest::UploadRequest(L"http://store/up", {}, L"PUT", stored, headers, text));
+    EXPECT_EQ(cloud.objects[L"up"], stored);
+    EXPECT_TRUE(fetch(L"http://store/up", key));
+    EXPECT_EQ(received, plain);
+    cloud.objects[L"put"] = plain;
+    EXPECT_TRUE(fetch(L"http://store/put", std::vector<unsigned char>(16, 7)));
+    EXPECT_EQ(received, plain);
+    EXPECT_FALSE(fetch(L"http://store/put", std::vector<unsigned char>(16, 0)));
+    EXPECT_TRUE(received.empty());
+}
+
+TEST(ScriptedCloud, ShowsSpaceThatATestAssignsAtOnceAndWhatBecomesOfItLater) {
+    ScriptedCloud& cloud = ScriptedCloud::Get();
+    VirtualTime::Run(0, [&] {
+        std::wstring text;
+        cloud.space = 10;
+        EXPECT_EQ(Cloud::CloudDriveInterface::GetUserSpace(text), 10);
+        cloud.space = 20;
+        EXPECT_EQ(Cloud::CloudDriveInterface::GetUserSpace(text), 20);
+        cloud.space.Becomes(30);
+        VirtualTime::Pause(9'999);
+        EXPECT_EQ(Cloud::CloudDriveInterface::GetUserSpace(text), 20);
+        VirtualTime::Pause(1);
+        EXPECT_EQ(Cloud::CloudDriveInterface::GetUserSpace(text), 30);
+    });
+}
+
 TEST(Operation, FailsWhereTheChanceSaysSoUnlessAnAnswerIsQueued) {
     Operation<int(int)> operation;
     operation.Perhaps([](int value) { return value > 4; }, [](int) { return -1; });

@@ -73,6 +73,16 @@ TEST_F(DownloadCalls, APlainFileIsToldByItsAddress) {
     EXPECT_TRUE(model.GetEncFekList().empty());
 }
 
+// CLOUD-CALL-13
+TEST_F(DownloadCalls, AFileThatIsToldByNeitherIsAFailure) {
+    cloud->AnswersContent({});
+    EXPECT_FALSE(CloudDriveInterface::GetDownloadAddressInfo(L"file7", model));
+    Common::DownLoadAddressInfoModel told = EncryptedFile();
+    told.SetObjectInfoList({});
+    cloud->AnswersContent(told);
+    EXPECT_FALSE(CloudDriveInterface::GetDownloadAddressInfo(L"file7", model));
+}
+
 // CLOUD-CALL-06
 TEST_F(DownloadCalls, AnObjectsAddressIsOneRequestReadyToBeSent) {
     Common::GetKelpAddressModel told;

@@ -82,6 +82,20 @@ TEST_F(UploadCalls, AnAddressWithoutABucketIsOfTheOneThatWasAskedFor) {
     EXPECT_EQ(L"asked", model.GetObjectBucketId());
 }
 
+// CLOUD-CALL-07
+TEST_F(UploadCalls, AnAddressThatIsNoneIsAFailureWithoutACode) {
+    Common::GetKelpAddressModel told;
+    told.SetMethod(L"PUT");
+    cloud->AnswersAddress(told);
+    Common::GetKelpAddressModel model;
+    WMap result;
+    EXPECT_FALSE(CloudDriveInterface::GetUploadKelpAddress(FileWithId(L"file7"), {}, model, result));
+    EXPECT_EQ(L"", ValueOf(result, L"errorCode"));
+    EXPECT_NE(L"", ValueOf(result, L"description"));
+    Common::DownloadKelpAddressInfo info;
+    EXPECT_FALSE(CloudDriveInterface::GetDownloadKelpAddress({}, info));
+}
+
 // CLOUD-CALL-08
 TEST_F(UploadCalls, AnObjectIsConfirmedWithTheStoresAnswerUnread) {
     Common::FragmentInfo fragment;
