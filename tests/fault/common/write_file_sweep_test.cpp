@@ -169,10 +169,12 @@ TEST_P(WriteSweep, ADiskThatIsFullForOneCallIsWaitedFor) {
 
 // COM-DURABLE-21
 TEST_P(WriteSweep, ADiskThatIsFullFromAnyCallOnFailsTheWriteAfterABoundedWait) {
-    Sweep({Fault::Kind::Error, ENOSPC, true}, [](const Outcome& outcome) {
-        EXPECT_EQ(outcome.answer, outcome.struck.empty()) << outcome.struck;
-        EXPECT_LT(outcome.calls, 1000u);
-    });
+    for (const int error : {ENOSPC, EDQUOT}) {
+        Sweep({Fault::Kind::Error, error, true}, [](const Outcome& outcome) {
+            EXPECT_EQ(outcome.answer, outcome.struck.empty()) << outcome.struck;
+            EXPECT_LT(outcome.calls, 1000u);
+        });
+    }
 }
 
 // COM-DURABLE-22
@@ -192,8 +194,10 @@ TEST_P(WriteSweep, WritesThatMoveOnlyAPartAreGoneOn) {
 
 // COM-DURABLE-24
 TEST_P(WriteSweep, AnErrorThatOnlyTheClosingTellsTakesNothingFromWhatIsOnTheDisk) {
-    Sweep({Fault::Kind::LostClose, EIO, false},
-          [](const Outcome& outcome) { EXPECT_TRUE(outcome.answer) << outcome.struck; });
+    for (const bool lasting : {false, true}) {
+        Sweep({Fault::Kind::LostClose, EIO, lasting},
+              [](const Outcome& outcome) { EXPECT_TRUE(outcome.answer) << outcome.struck; });
+    }
 }
 
 class WriteSweepOfPairs : public WriteSweep {};
