@@ -6,6 +6,7 @@
 
 #include <array>
 #include <cstdint>
+#include <filesystem>
 #include <string>
 
 #include "reference_cloud/cloud_name.h"
@@ -151,7 +152,9 @@ const Secrets& Keys() {
     static const Secrets* const keys = [] {
         char folder[] = "/tmp/zelkor-fuzz-XXXXXX";
         ZELKOR_REQUIRE(mkdtemp(folder) != nullptr);
-        return new Secrets(Secrets::Open(std::string(folder) + "/keys.json"));
+        auto* opened = new Secrets(Secrets::Open(std::string(folder) + "/keys.json"));
+        std::filesystem::remove_all(folder);
+        return opened;
     }();
     return *keys;
 }
