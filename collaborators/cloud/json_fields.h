@@ -11,8 +11,7 @@
 namespace Drive::Cloud {
 
 /// Strict JSON: UTF-8, an object at the root, bounded depth and number of values, no doubled keys, nothing behind the
-/// end. False, with
-/// `root` null, for anything else; `why` says what was wrong.
+/// end. False, with `root` null, for anything else; `why` says what was wrong.
 bool ParseObject(const std::string& text, Json::Value& root, std::string& why);
 
 std::string WriteJson(const Json::Value& value);
