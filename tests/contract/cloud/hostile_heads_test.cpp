@@ -8,6 +8,8 @@
 
 #include <algorithm>
 #include <atomic>
+#include <memory>
+#include <mutex>
 #include <thread>
 
 #include "interfaces/cloud/file_trans_request.h"
@@ -60,7 +62,11 @@ public:
         return {whole.begin(), whole.end()};
     }
 
-    Script script;  ///< changed only while nothing is asked
+    /// From the next answer on; one that nobody waits for any more may still be under way.
+    void Answer(Script next) {
+        const std::lock_guard lock(mutex);
+        script = std::make_shared<const Script>(std::move(next));
+    }
 
 private:
     void Serve() {
@@ -72,7 +78,7 @@ private:
             setsockopt(descriptor, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
             setsockopt(descriptor, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit);
             ReadRequest(descriptor);
-            Say(descriptor);
+            Say(descriptor, *Current());
             close(descriptor);
         }
     }
@@ -92,7 +98,12 @@ private:
         }
     }
 
-    void Say(int descriptor) const {
+    std::shared_ptr<const Script> Current() {
+        const std::lock_guard lock(mutex);
+        return script;
+    }
+
+    static void Say(int descriptor, const Script& script) {
         const auto say = [descriptor](const std::string& text) {
             return send(descriptor, text.data(), text.size(), MSG_NOSIGNAL) == static_cast<ssize_t>(text.size());
         };
@@ -107,6 +118,8 @@ private:
 
     const int listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     std::string url;  // constant after construction
+    std::mutex mutex;
+    std::shared_ptr<const Script> script = std::make_shared<const Script>();  // guarded by mutex
     std::atomic<bool> stopping{false};
     std::thread thread;
 };
@@ -234,7 +247,7 @@ protected:
 
     /// One road with its own kind of body; `take` tells whether the answer was taken, and checks what of it was.
     void Try(const char* road, const std::string& body, const std::function<bool()>& take) {
-        raw.script = GetParam().make(body);
+        raw.Answer(GetParam().make(body));
         const std::size_t lines = LogLines();
         const MemoryPeak peak;
         const bool taken = take();
